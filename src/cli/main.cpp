@@ -1,0 +1,58 @@
+#include "cli/command.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+using namespace sonivert::cli;
+
+namespace {
+
+void printHelp(QTextStream &out)
+{
+    out << "Usage: sonivert-cli COMMAND [OPTIONS] [FILE...]\n"
+           "       sonivert-cli --version | --help\n\n"
+           "Turns video files into audio files from the command line.\n\n"
+           "Commands:\n";
+    for (const Command &c : RegisteredCommands())
+        out << "  " << c.synopsis << "\n      " << c.summary << "\n";
+    out << "\nExit status: 0 success, 1 some files failed, 2 usage error, "
+           "3 output folder not usable.\n";
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setOrganizationName(QStringLiteral("Corvallo"));
+    QCoreApplication::setApplicationName(QStringLiteral("Sonivert"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(SONIVERT_VERSION));
+
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    Io io{out, err};
+
+    QStringList args = QCoreApplication::arguments().mid(1);
+    if (args.isEmpty()) {
+        printHelp(err);
+        return int(ExitCode::Usage);
+    }
+    const QString first = args.takeFirst();
+    if (first == QLatin1String("--version") || first == QLatin1String("-v")) {
+        out << "sonivert-cli " << QCoreApplication::applicationVersion() << "\n";
+        return int(ExitCode::Ok);
+    }
+    if (first == QLatin1String("--help") || first == QLatin1String("-h")
+        || first == QLatin1String("help")) {
+        printHelp(out);
+        return int(ExitCode::Ok);
+    }
+    for (const Command &c : RegisteredCommands()) {
+        if (c.name == first)
+            return int(c.run(args, io));
+    }
+    err << "sonivert-cli: unknown command '" << first << "'\n\n";
+    printHelp(err);
+    return int(ExitCode::Usage);
+}

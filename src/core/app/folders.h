@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QString>
+
+namespace sonivert {
+
+enum class SpecialFolder {
+    AppData,
+    Music,
+    Documents,
+    Desktop,
+};
+
+// The folder followed by "/", or "" when the desktop does not have it (it must exist).
+QString GetSpecialFolder(SpecialFolder folder);
+
+struct AppFolders
+{
+    QString programFolder; // no trailing "/"
+    QString dataFolder;
+    QString tempFolder;
+    QString skinFolder;
+    QString presetFolder;
+    QString userPresetFolder;
+    QString userPresetFileName;
+    QString analyzerReportFile;
+    QString librariesFolder; // no trailing "/"
+    QString inputPath;
+    QString outputPath;
+};
+
+// Computes the folders, creates the data and temporary folders and reads the remembered input
+// and output folders from the settings under settingsKey. The result is also kept process-wide.
+const AppFolders &SetupFolders(const QString &programFolder, const QString &settingsKey);
+const AppFolders &Folders();
+
+// Music, else documents, else desktop; "" when none exists.
+QString DefaultUserFolder();
+
+// True when the folder named by boxText exists (or could be created) and a file can be written
+// in it. An empty text becomes the documents folder. Never touches a file the user already has.
+bool CheckOutputFolder(QString &boxText);
+
+// Appends the separator the output folder box keeps at its end; blank text stays as it is.
+QString WithTrailingSeparator(const QString &folder);
+
+} // namespace sonivert

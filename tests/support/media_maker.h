@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace sonivert::test {
+
+// Runs the ffmpeg program with the given arguments (after "-hide_banner -loglevel error -y")
+// and returns true when it exits 0. Test media are made this way, never committed.
+bool RunFfmpeg(const QStringList &args, QString *errorOutput = nullptr);
+
+struct ClipOptions
+{
+    double seconds = 1.0;
+    bool video = true;
+    bool audio = true;
+    int width = 320;
+    int height = 240;
+    QString frameRate = QStringLiteral("25");
+    int sampleRate = 44100;
+    QString channelLayout = QStringLiteral("stereo");
+    QStringList extraOutputArgs; // e.g. {"-metadata", "title=Song"}
+};
+
+// Generates a clip from lavfi sources (test pattern and sine tone) into path; the container
+// follows the extension. Returns true on success.
+bool MakeClip(const QString &path, const ClipOptions &options = {});
+
+// The sonivert-cli program of this build.
+QString CliProgram();
+
+} // namespace sonivert::test
