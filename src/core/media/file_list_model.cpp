@@ -1,0 +1,329 @@
+#include "core/media/file_list_model.h"
+
+#include "core/media/time_text.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace sonivert {
+
+namespace {
+
+const MediaItem &emptyItem()
+{
+    static const MediaItem item;
+    return item;
+}
+
+} // namespace
+
+QString FileCountText(int rows)
+{
+    return QStringLiteral(" %1 %2").arg(rows).arg(
+        rows < 2 ? QStringLiteral("file") : QStringLiteral("files"));
+}
+
+int FooterTotalSeconds(const QStringList &srcDurations)
+{
+    int64_t total = 0;
+    for (const QString &text : srcDurations) {
+        const QString trimmed = text.trimmed();
+        if (trimmed.isEmpty())
+            continue;
+        bool ok = false;
+        const double seconds = trimmed.toDouble(&ok);
+        if (!ok || !std::isfinite(seconds))
+            continue;
+        total += int64_t(std::nearbyint(seconds));
+    }
+    return int(std::clamp<int64_t>(total, 0, INT32_MAX));
+}
+
+int ProgressFillWidth(int cellWidth, int percent)
+{
+    const int p = std::clamp(percent, 0, 100);
+    return int(std::floor(double(p) / 100.0 * double(cellWidth + 2)));
+}
+
+FileListModel::FileListModel(QObject *parent)
+    : QAbstractTableModel(parent)
+    , footerCount_(FileCountText(0))
+    , footerDuration_(FormatSeconds(0, false))
+{
+}
+
+int FileListModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : Count();
+}
+
+int FileListModel::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : MediaFieldCount;
+}
+
+QVariant FileListModel::data(const QModelIndex &index, int role) const
+{
+    if (!index.isValid() || !valid(index.row()) || index.column() >= MediaFieldCount)
+        return QVariant();
+    const MediaItem &item = items_[size_t(index.row())];
+    const int column = index.column();
+
+    switch (role) {
+    case Qt::DisplayRole:
+        if (column == Field::StateIcon)
+            return QString();
+        if (column == Field::Duration && !item.durationCaption.isEmpty())
+            return item.durationCaption;
+        return item.Text(column);
+    case FieldValueRole:
+        return item.Get(column);
+    case Qt::ToolTipRole:
+        if (column == Field::Duration && !item.durationToolTip.isEmpty())
+            return item.durationToolTip;
+        return QVariant();
+    case Qt::TextAlignmentRole:
+        if (column >= Field::Duration && column <= Field::State)
+            return QVariant::fromValue(Qt::Alignment(Qt::AlignCenter));
+        return QVariant::fromValue(Qt::Alignment(Qt::AlignLeft | Qt::AlignVCenter));
+    case IconIdRole:
+        if (column == Field::StateIcon)
+            return item.stateIcon;
+        if (column == Field::Duration)
+            return item.durationIcon;
+        return 0;
+    case ProgressRole:
+        return column == Field::State ? item.progress : -1;
+    case TextColourRole:
+        return column == Field::State ? item.stateTextColour : StateTextBlack;
+    case RowStateRole:
+        return int(item.state);
+    default:
+        return QVariant();
+    }
+}
+
+QVariant FileListModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || section < 0 || section >= MediaFieldCount)
+        return QAbstractTableModel::headerData(section, orientation, role);
+    if (role == Qt::DisplayRole) {
+        if (section == Field::StateIcon)
+            return QString();
+        if (section == Field::State)
+            return stateCaption_;
+        return FieldKey(section);
+    }
+    if (role == Qt::TextAlignmentRole && section >= Field::Duration && section <= Field::State)
+        return QVariant::fromValue(Qt::Alignment(Qt::AlignCenter));
+    return QVariant();
+}
+
+int FileListModel::AddMediaItem()
+{
+    return AppendMediaItem(MediaItem());
+}
+
+int FileListModel::AppendMediaItem(const MediaItem &item)
+{
+    const int row = Count();
+    beginInsertRows(QModelIndex(), row, row);
+    items_.push_back(item);
+    endInsertRows();
+    return row;
+}
+
+const MediaItem &FileListModel::Item(int row) const
+{
+    return valid(row) ? items_[size_t(row)] : emptyItem();
+}
+
+QVariant FileListModel::GetField(int row, int index) const
+{
+    return valid(row) ? items_[size_t(row)].Get(index) : QVariant();
+}
+
+QString FileListModel::GetFieldText(int row, int index) const
+{
+    return valid(row) ? items_[size_t(row)].Text(index) : QString();
+}
+
+int FileListModel::GetFieldInt(int row, int index) const
+{
+    return valid(row) ? items_[size_t(row)].Integer(index) : 0;
+}
+
+bool FileListModel::SetField(int row, int index, const QVariant &value)
+{
+    if (!valid(row))
+        return false;
+    MediaItem &item = items_[size_t(row)];
+    if (!item.Set(index, value))
+        return false;
+    if (index == Field::SrcDuration)
+        item.srcDurationTag = item.Text(index);
+    emitRowChanged(row, index, index);
+    return true;
+}
+
+QString FileListModel::SrcDurationTag(int row) const
+{
+    return valid(row) ? items_[size_t(row)].srcDurationTag : QString();
+}
+
+void FileListModel::SetDurationDisplay(
+    int row, const QString &caption, const QString &toolTip, int icon)
+{
+    if (!valid(row))
+        return;
+    MediaItem &item = items_[size_t(row)];
+    item.durationCaption = caption;
+    item.durationToolTip = toolTip;
+    item.durationIcon = icon;
+    emitRowChanged(row, Field::Duration, Field::Duration);
+}
+
+void FileListModel::SetRowState(int row, bool showState, int state)
+{
+    if (state < int(RowState::InProgress) || state > int(RowState::Cancelled))
+        return;
+    SetRowState(row, showState, RowState(state));
+}
+
+void FileListModel::SetRowState(int row, bool showState, RowState state)
+{
+    if (!valid(row))
+        return;
+    MediaItem &item = items_[size_t(row)];
+    if (!showState) {
+        item.stateIcon = ListIcon::None;
+        emitRowChanged(row, Field::StateIcon, Field::StateIcon);
+        return;
+    }
+
+    item.state = state;
+    // One counter for all rows, so only one row animates at a time.
+    if (state == RowState::InProgress) {
+        if (animationCounter_ == 0 || animationCounter_ == 10)
+            animationCounter_ = 1;
+        item.stateIcon = animationCounter_;
+        ++animationCounter_;
+        emitRowChanged(row, Field::StateIcon, Field::State);
+        return;
+    }
+    animationCounter_ = 1;
+
+    QString text;
+    switch (state) {
+    case RowState::Ready:
+        item.stateIcon = ListIcon::Ready;
+        item.stateTextColour = StateTextBlack;
+        item.Set(Field::ErrMsg, QString());
+        break;
+    case RowState::Done:
+        item.stateIcon = ListIcon::Done;
+        text = QStringLiteral("Done");
+        item.stateTextColour = StateTextBlack;
+        item.Set(Field::ErrMsg, QString());
+        break;
+    case RowState::Failed:
+        item.stateIcon = ListIcon::Failed;
+        text = QStringLiteral("Unsuccessful!");
+        item.stateTextColour = StateTextRed;
+        break;
+    case RowState::Cancelled:
+        item.stateIcon = ListIcon::Cancelled;
+        text = QStringLiteral("Canceled!");
+        item.stateTextColour = StateTextRed;
+        item.Set(Field::ErrMsg, QString());
+        break;
+    case RowState::InProgress:
+        break;
+    }
+    item.Set(Field::State, text);
+    item.progress = -1;
+    emitRowChanged(row, Field::StateIcon, Field::ErrMsg);
+}
+
+RowState FileListModel::GetRowState(int row) const
+{
+    return valid(row) ? items_[size_t(row)].state : RowState::Ready;
+}
+
+void FileListModel::SetRowProgress(int row, int column, int percent)
+{
+    if (column == -1 || !valid(row))
+        return;
+    MediaItem &item = items_[size_t(row)];
+    item.progress = std::clamp(percent, 0, 100);
+    item.Set(Field::State, QStringLiteral("%1%").arg(item.progress));
+    emitRowChanged(row, Field::State, Field::State);
+}
+
+int FileListModel::GetRowProgress(int row) const
+{
+    return valid(row) ? items_[size_t(row)].progress : -1;
+}
+
+void FileListModel::RemoveSelectedItems(const QList<int> &rows)
+{
+    if (items_.empty())
+        return;
+    QList<int> sorted;
+    for (int row : rows) {
+        if (valid(row))
+            sorted.append(row);
+    }
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    // From the bottom up, joining neighbours, so each removal leaves the rest in place.
+    qsizetype i = sorted.size() - 1;
+    while (i >= 0) {
+        const int last = sorted[i];
+        int first = last;
+        while (i > 0 && sorted[i - 1] == first - 1) {
+            --i;
+            first = sorted[i];
+        }
+        --i;
+        beginRemoveRows(QModelIndex(), first, last);
+        items_.erase(items_.begin() + first, items_.begin() + last + 1);
+        endRemoveRows();
+    }
+}
+
+void FileListModel::ClearMediaItems()
+{
+    if (items_.empty())
+        return;
+    beginResetModel();
+    items_.clear();
+    items_.shrink_to_fit();
+    endResetModel();
+}
+
+void FileListModel::UpdateListFooter()
+{
+    QStringList durations;
+    durations.reserve(Count());
+    for (const MediaItem &item : items_)
+        durations.append(item.Text(Field::SrcDuration));
+    footerCount_ = FileCountText(Count());
+    footerDuration_ = FormatSeconds(FooterTotalSeconds(durations), false);
+    emit footerChanged(footerCount_, footerDuration_);
+}
+
+void FileListModel::SetStateColumnCaption(const QString &caption)
+{
+    if (caption == stateCaption_)
+        return;
+    stateCaption_ = caption;
+    emit headerDataChanged(Qt::Horizontal, Field::State, Field::State);
+}
+
+void FileListModel::emitRowChanged(int row, int firstColumn, int lastColumn)
+{
+    emit dataChanged(index(row, firstColumn), index(row, lastColumn));
+}
+
+} // namespace sonivert

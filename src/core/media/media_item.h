@@ -1,0 +1,133 @@
+#pragma once
+
+#include <QString>
+#include <QVariant>
+#include <array>
+#include <cstdint>
+
+namespace sonivert {
+
+// Field indices of a media item. Every reader and writer of a row addresses its fields by these
+// numbers; 0 to 4 are the visible columns, the rest are hidden and known by their keys.
+namespace Field {
+enum : int {
+    StateIcon = 0,
+    Name = 1,
+    Duration = 2,
+    Format = 3,
+    State = 4,
+    SrcDuration = 5,
+    FilePath = 6,
+    FileSize = 7,
+    FileDuration = 8,
+    VideoStream = 9,
+    AudioStream = 10,
+    SubtitleStream = 11,
+    VideoStreamCount = 12,
+    VideoCodecName = 13,
+    VideoWidth = 14,
+    VideoHeight = 15,
+    VideoBitRate = 16,
+    VideoFrameRateNumerator = 17,
+    VideoSampleAspectRatio = 18,
+    VideoDurationLow = 19,
+    VideoLanguage = 20,
+    AudioStreamCount = 21,
+    AudioCodecName = 22,
+    AudioBitRate = 23,
+    AudioSampleRate = 24,
+    AudioChannels = 25,
+    AudioDurationLow = 26,
+    AudioLanguage = 27,
+    FileTitle = 28,
+    FileComment = 29,
+    FileAuthor = 30,
+    FileAlbum = 31,
+    FileYear = 32,
+    FileTrack = 33,
+    FileGenre = 34,
+    FileCopyright = 35,
+    TrimStartLow = 36,
+    TrimStartHigh = 37,
+    TrimEndLow = 38,
+    TrimEndHigh = 39,
+    Filters = 40,
+    Deinterlacing = 41,
+    ConvertedFileName = 42,
+    NewAspectRatio = 43,
+    FileDurationLow = 44,
+    FileDurationHigh = 45,
+    ErrMsg = 46,
+};
+} // namespace Field
+
+inline constexpr int MediaFieldCount = 47;
+inline constexpr int VisibleFieldCount = 5;
+
+enum class FieldType { Text, Integer, Boolean };
+
+FieldType FieldTypeOf(int index);
+// The column caption: " ", "Name", "Duration", "Format", "", then "SrcDuration" ... "ErrMsg".
+QString FieldKey(int index);
+// -1 when no field has that key.
+int FieldIndexOfKey(const QString &key);
+
+enum class RowState : int {
+    InProgress = 0,
+    Ready = 1,
+    Done = 2,
+    Failed = 3,
+    Cancelled = 4,
+};
+
+// Icon ids of the list's icon strip (1 to 9 are the frames of the in-progress animation).
+namespace ListIcon {
+enum : int {
+    None = 0,
+    FirstFrame = 1,
+    LastFrame = 9,
+    Done = 10,
+    Failed = 11,
+    Ready = 12,
+    Cancelled = 13,
+    Trimmed = 14,
+};
+} // namespace ListIcon
+
+// Text colours of the state cell as 0xRRGGBB.
+inline constexpr uint32_t StateTextBlack = 0x000000;
+inline constexpr uint32_t StateTextRed = 0xff0000;
+
+// One row of the file list: the 47 field values (texts as QString, integers as int, Booleans as
+// bool) and the display attributes of the cells that carry them.
+struct MediaItem
+{
+    MediaItem(); // 47 empty fields: "", 0 or false by type
+
+    std::array<QVariant, MediaFieldCount> fields;
+
+    int stateIcon = ListIcon::None; // field 0
+    int durationIcon = ListIcon::None; // field 2; the trim editor puts the trimmed mark here
+    QString durationCaption; // field 2 as displayed; empty shows the value
+    QString durationToolTip;
+    QString srcDurationTag; // the tag of field 5, set together with its value
+    uint32_t stateTextColour = StateTextBlack; // field 4
+    int progress = -1; // 0..100 while field 4 shows the progress bar, else -1
+    RowState state = RowState::Ready;
+
+    // The value coerced to the field's type: "" / 0 / false for what does not read as such.
+    QVariant Get(int index) const;
+    // Stores the value converted to the field's type; false for an index out of range.
+    bool Set(int index, const QVariant &value);
+
+    QString Text(int index) const;
+    int Integer(int index) const;
+    bool Boolean(int index) const;
+};
+
+// The decimal text of the signed reading of a 32-bit half ("-1294967296" for 3,000,000,000).
+QString HalfText(int32_t half);
+// Joins two half texts back into the 64-bit value; unreadable texts count as 0.
+int64_t JoinHalfTexts(const QString &low, const QString &high);
+
+} // namespace sonivert
