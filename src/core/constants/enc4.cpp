@@ -1,0 +1,55 @@
+#include "core/constants/enc4.h"
+
+#include "core/constants/enc2.h"
+#include "core/constants/stop_processing.h"
+
+namespace sonivert {
+
+namespace {
+
+bool TakesFewRounds(int method)
+{
+    return (method >= 0 && method <= 12) || (method >= 20 && method <= 23);
+}
+
+} // namespace
+
+bool Enc4::StopProcessing() const
+{
+    return sonivert::StopProcessing();
+}
+
+void Enc4::SetStopProcessing(bool stop)
+{
+    sonivert::SetStopProcessing(stop);
+}
+
+void Enc4::SetHashMethod(int method)
+{
+    m_hashMethod = method;
+    SetHashRounds(m_hashRounds);
+}
+
+void Enc4::SetHashRounds(int rounds)
+{
+    if (TakesFewRounds(m_hashMethod))
+        m_hashRounds = (rounds >= 1 && rounds <= 10) ? rounds : 1;
+    else
+        m_hashRounds = (rounds >= 3 && rounds <= 15) ? rounds : 3;
+}
+
+bool Enc4::HashString(const QByteArray &data, QByteArray &result) const
+{
+    if (StopProcessing() || m_hashMethod != 0)
+        return false;
+    Enc2 sha;
+    sha.SetHashMethod(1);
+    sha.SetHashRounds(m_hashRounds);
+    const QByteArray digest = sha.HashString(data);
+    if (digest.isEmpty())
+        return false;
+    result = digest.toHex();
+    return true;
+}
+
+} // namespace sonivert
