@@ -1,0 +1,147 @@
+#include "cli/command.h"
+#include "core/media/failure_report.h"
+#include "core/media/file_list_model.h"
+#include "core/media/import_job.h"
+#include "core/media/time_text.h"
+
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include <vector>
+
+namespace sonivert::cli {
+
+namespace {
+
+struct Settled
+{
+    bool done = false;
+    int row = -1;
+    FailureEntry failure;
+};
+
+QJsonArray fieldsJson(const MediaItem &item)
+{
+    QJsonArray fields;
+    for (int i = 0; i < MediaFieldCount; ++i) {
+        switch (FieldTypeOf(i)) {
+        case FieldType::Integer:
+            fields.append(item.Integer(i));
+            break;
+        case FieldType::Boolean:
+            fields.append(item.Boolean(i));
+            break;
+        case FieldType::Text:
+            fields.append(item.Text(i));
+            break;
+        }
+    }
+    return fields;
+}
+
+QString streamText(const MediaItem &item)
+{
+    QString video = QStringLiteral("no video");
+    if (item.Boolean(Field::VideoStream)) {
+        video = QStringLiteral("video %1 %2x%3")
+                    .arg(item.Text(Field::VideoCodecName))
+                    .arg(item.Integer(Field::VideoWidth))
+                    .arg(item.Integer(Field::VideoHeight));
+    }
+    QString audio = QStringLiteral("no audio");
+    if (item.Boolean(Field::AudioStream)) {
+        audio = QStringLiteral("audio %1 %2 Hz %3 ch")
+                    .arg(item.Text(Field::AudioCodecName))
+                    .arg(item.Integer(Field::AudioSampleRate))
+                    .arg(item.Integer(Field::AudioChannels));
+    }
+    return video + QStringLiteral(", ") + audio;
+}
+
+ExitCode runProbe(const QStringList &args, Io &io)
+{
+    bool json = false;
+    bool optionsEnded = false;
+    QStringList paths;
+    for (const QString &arg : args) {
+        if (!optionsEnded && arg == QLatin1String("--")) {
+            optionsEnded = true;
+        } else if (!optionsEnded && arg == QLatin1String("--json")) {
+            json = true;
+        } else if (!optionsEnded && arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {
+            io.err << "sonivert-cli probe: unknown option '" << arg << "'\n";
+            return ExitCode::Usage;
+        } else {
+            paths.append(arg);
+        }
+    }
+    if (paths.isEmpty()) {
+        io.err << "Usage: sonivert-cli probe [--json] FILE...\n";
+        return ExitCode::Usage;
+    }
+    // The demuxers' own warnings would only clutter the report lines.
+    av_log_set_level(AV_LOG_QUIET);
+
+    FileListModel list;
+    FailureReport report;
+    ImportJob job(&list, &report);
+    std::vector<Settled> settled(size_t(paths.size()));
+    QObject::connect(&job, &ImportJob::fileSettled, &job, [&](int index, int row) {
+        Settled &s = settled[size_t(index)];
+        s.done = true;
+        s.row = row;
+        if (row < 0 && !report.IsEmpty())
+            s.failure = report.Entries().constLast();
+    });
+    QEventLoop loop;
+    QObject::connect(&job, &ImportJob::finished, &loop, &QEventLoop::quit);
+    job.ImportFiles(paths);
+    if (job.IsRunning())
+        loop.exec();
+
+    bool allProbed = true;
+    QJsonArray results;
+    for (qsizetype i = 0; i < paths.size(); ++i) {
+        const Settled &s = settled[size_t(i)];
+        const bool ok = s.done && s.row >= 0;
+        allProbed = allProbed && ok;
+        if (json) {
+            QJsonObject object { { QStringLiteral("file"), paths.at(i) },
+                { QStringLiteral("ok"), ok } };
+            if (ok) {
+                object.insert(QStringLiteral("fields"), fieldsJson(list.Item(s.row)));
+            } else {
+                object.insert(QStringLiteral("name"), s.failure.name);
+                object.insert(QStringLiteral("message"), s.failure.message);
+            }
+            results.append(object);
+        } else if (ok) {
+            const MediaItem &item = list.Item(s.row);
+            io.out << item.Text(Field::Name) << "  " << item.Text(Field::Duration) << "  "
+                   << item.Text(Field::Format) << "  " << streamText(item) << "\n";
+        } else {
+            io.out << s.failure.name << "  failed: " << s.failure.message << "\n";
+        }
+    }
+    if (json)
+        io.out << QString::fromUtf8(QJsonDocument(results).toJson(QJsonDocument::Indented));
+    io.out.flush();
+    return allProbed ? ExitCode::Ok : ExitCode::Failed;
+}
+
+const CommandRegistration reg { Command {
+    QStringLiteral("probe"),
+    QStringLiteral("probe [--json] FILE..."),
+    QStringLiteral("Reads each file's streams, durations and tags as the file list does."),
+    runProbe,
+} };
+
+} // namespace
+
+} // namespace sonivert::cli

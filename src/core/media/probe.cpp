@@ -1,0 +1,221 @@
+#include "core/media/probe.h"
+
+#include "core/media/decoder.h"
+#include "core/media/failure_report.h"
+#include "core/media/file_list_model.h"
+#include "core/media/time_text.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <array>
+#include <cmath>
+#include <exception>
+
+namespace sonivert {
+
+namespace {
+
+QString twoDecimals(double value)
+{
+    return QString::number(std::nearbyint(value * 100.0) / 100.0, 'f', 2);
+}
+
+// Two decimals without trailing zeros: 2.5, 0.75, 1.
+QString shortDecimal(double value)
+{
+    QString text = QString::number(std::nearbyint(value * 100.0) / 100.0, 'f', 2);
+    while (text.endsWith(QLatin1Char('0')))
+        text.chop(1);
+    if (text.endsWith(QLatin1Char('.')))
+        text.chop(1);
+    return text.replace(QLatin1Char(','), QLatin1Char('.'));
+}
+
+void fillItem(MediaItem &item, const QString &path, const Decoder &d)
+{
+    int64_t duration = d.FileDuration();
+    if (duration == UnknownTime)
+        duration = 0;
+    int32_t low = 0;
+    int32_t high = 0;
+    SplitTime(duration, low, high);
+
+    const int v = d.FirstVideoStreamIndex();
+    const int a = d.FirstAudioStreamIndex();
+    const int t = d.FirstSubtitleStreamIndex();
+    const int width = d.GetVideoInfosWidth(v);
+    const int height = d.GetVideoInfosHeight(v);
+
+    item.Set(Field::StateIcon, QString());
+    item.Set(Field::Name, FileNameOf(path));
+    item.Set(Field::Duration, FormatMediaTime(duration).left(8));
+    item.Set(Field::Format, QFileInfo(path).suffix().toUpper());
+    item.Set(Field::State, QString());
+    item.Set(Field::SrcDuration, twoDecimals(double(duration) / 1000000.0));
+    item.srcDurationTag = item.Text(Field::SrcDuration);
+    item.Set(Field::FilePath, FolderOf(path));
+    item.Set(Field::FileSize, d.FileSizeLow());
+    item.Set(Field::FileDuration, d.GetFileInfoDurationLow());
+    item.Set(Field::VideoStream, d.IsVideoStream(v));
+    item.Set(Field::AudioStream, d.IsAudioStream(a));
+    item.Set(Field::SubtitleStream, d.IsSubtitleStream(t));
+    item.Set(Field::VideoStreamCount, d.VideoStreamCount());
+    item.Set(Field::VideoCodecName, NormaliseCodecName(d.GetVideoInfosCodecName(v).trimmed()));
+    item.Set(Field::VideoWidth, width);
+    item.Set(Field::VideoHeight, height);
+    item.Set(Field::VideoBitRate, d.GetVideoInfosBitRate(v));
+    item.Set(Field::VideoFrameRateNumerator,
+        FrameRateField(
+            d.GetVideoInfosFrameRateNumerator(v), d.GetVideoInfosFrameRateDenominator(v)));
+    item.Set(Field::VideoSampleAspectRatio,
+        ClassifyAspectRatio(width, height, d.GetVideoInfosDARNumerator(v),
+            d.GetVideoInfosDARDenominator(v), d.GetVideoInfosDisplayAspectRatio(v)));
+    item.Set(Field::VideoDurationLow, d.GetVideoInfosDurationLow(v));
+    item.Set(Field::VideoLanguage, d.GetVideoInfosLanguage(v));
+    item.Set(Field::AudioStreamCount, d.AudioStreamCount());
+    item.Set(Field::AudioCodecName, NormaliseCodecName(d.GetAudioInfosCodecName(a).trimmed()));
+    item.Set(Field::AudioBitRate, d.GetAudioInfosBitRate(a));
+    item.Set(Field::AudioSampleRate, d.GetAudioInfosSampleRate(a));
+    item.Set(Field::AudioChannels, d.GetAudioInfosChannels(a));
+    item.Set(Field::AudioDurationLow, d.GetAudioInfosDurationLow(a));
+    item.Set(Field::AudioLanguage, d.GetAudioInfosLanguage(a));
+    item.Set(Field::FileTitle, d.GetFileInfoTitle());
+    item.Set(Field::FileComment, d.GetFileInfoComment());
+    item.Set(Field::FileAuthor, d.GetFileInfoAuthor());
+    item.Set(Field::FileAlbum, d.GetFileInfoAlbum());
+    item.Set(Field::FileYear, d.GetFileInfoYear());
+    item.Set(Field::FileTrack, d.GetFileInfoTrack());
+    item.Set(Field::FileGenre, d.GetFileInfoGenre());
+    item.Set(Field::FileCopyright, d.GetFileInfoCopyright());
+    item.Set(Field::TrimStartLow, QStringLiteral("0"));
+    item.Set(Field::TrimStartHigh, QStringLiteral("0"));
+    item.Set(Field::TrimEndLow, HalfText(low));
+    item.Set(Field::TrimEndHigh, HalfText(high));
+    item.Set(Field::Filters, QString());
+    item.Set(Field::Deinterlacing, QStringLiteral("black"));
+    item.Set(Field::ConvertedFileName, QString());
+    item.Set(Field::NewAspectRatio, QStringLiteral("Original"));
+    item.Set(Field::FileDurationLow, HalfText(low));
+    item.Set(Field::FileDurationHigh, HalfText(high));
+    item.Set(Field::ErrMsg, QString());
+    item.stateIcon = ListIcon::Ready;
+    item.state = RowState::Ready;
+}
+
+} // namespace
+
+QString FileNameOf(const QString &path)
+{
+    const QFileInfo info(path);
+    // Base name, ".", extension; a name without an extension keeps no dangling dot.
+    return info.fileName();
+}
+
+QString FolderOf(const QString &path)
+{
+    QString folder = QFileInfo(path).absolutePath();
+    if (!folder.endsWith(QLatin1Char('/')))
+        folder += QLatin1Char('/');
+    return folder;
+}
+
+ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options)
+{
+    ProbeResult result;
+    result.name = FileNameOf(path);
+    Decoder decoder(options.readTimeoutMs);
+    decoder.SetAbortFlag(options.abort);
+    try {
+        if (!decoder.OpenFile(path)) {
+            result.message = decoder.LastErrorText().trimmed();
+            return result;
+        }
+        fillItem(result.item, path, decoder);
+        decoder.CloseFile();
+        result.ok = true;
+    } catch (const std::exception &error) {
+        // The item is discarded: a failed probe never leaves a partial row.
+        decoder.CloseFile();
+        result.item = MediaItem();
+        result.message = decoder.LastErrorText().trimmed();
+        if (result.message.isEmpty())
+            result.message = QString::fromLocal8Bit(error.what());
+    }
+    return result;
+}
+
+void ProbeFile(const QString &path, FileListModel &list, FailureReport &report)
+{
+    const ProbeResult result = ProbeMediaFile(path);
+    if (result.ok)
+        list.AppendMediaItem(result.item);
+    else
+        report.AddFailureReport(result.name, result.message);
+}
+
+QString NormaliseCodecName(const QString &name)
+{
+    const qsizetype open = name.indexOf(QLatin1Char('('));
+    if (open < 0)
+        return name;
+    QString part = name.mid(open).trimmed();
+    if (part.startsWith(QLatin1Char('(')))
+        part.remove(0, 1);
+    if (part.endsWith(QLatin1Char(')')))
+        part.chop(1);
+    return part;
+}
+
+QString ClassifyAspectRatio(
+    int width, int height, int darNumerator, int darDenominator, float displayAspectRatio)
+{
+    if (height == 0)
+        return QStringLiteral("1.1");
+
+    struct Pair
+    {
+        int n;
+        int d;
+        const char *text;
+    };
+    static constexpr std::array pairs { Pair { 5, 4, "1.25" }, Pair { 4, 3, "1.33" },
+        Pair { 2, 1, "1.41" }, Pair { 3, 2, "1.50" }, Pair { 5, 3, "1.66" },
+        Pair { 16, 9, "1.78" } };
+    QString text;
+    for (const Pair &p : pairs) {
+        if (darNumerator == p.n && darDenominator == p.d)
+            text = QLatin1String(p.text);
+    }
+
+    struct Ratio
+    {
+        int hundredths;
+        const char *text;
+    };
+    static constexpr std::array ratios { Ratio { 117, "1.17" }, Ratio { 125, "1.25" },
+        Ratio { 133, "1.33" }, Ratio { 137, "1.37" }, Ratio { 141, "1.41" }, Ratio { 150, "1.50" },
+        Ratio { 166, "1.66" }, Ratio { 177, "1.77" }, Ratio { 178, "1.78" }, Ratio { 185, "1.85" },
+        Ratio { 235, "2.35" }, Ratio { 239, "2.39" }, Ratio { 240, "2.4" } };
+    const double hundredths = std::nearbyint(double(displayAspectRatio) * 100.0);
+    for (const Ratio &r : ratios) {
+        if (hundredths == double(r.hundredths)) {
+            text = QLatin1String(r.text);
+            break;
+        }
+    }
+
+    if (text.trimmed().isEmpty())
+        text = shortDecimal(double(width) / double(height));
+    return text;
+}
+
+int FrameRateField(int numerator, int denominator)
+{
+    if (numerator == 0 || numerator == -1)
+        return numerator;
+    if (denominator == 0)
+        return numerator;
+    return numerator / denominator;
+}
+
+} // namespace sonivert
