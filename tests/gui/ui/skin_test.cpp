@@ -1,0 +1,287 @@
+#include "gui/ui/icon_store.h"
+#include "gui/ui/skin.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QPushButton>
+#include <QSet>
+#include <QTest>
+#include <QVBoxLayout>
+#include <memory>
+
+using namespace sonivert;
+
+namespace {
+
+const QString kSkinFolder = QStringLiteral(SONIVERT_BIN_DIR "/Skin/");
+
+struct Expected
+{
+    int number;
+    const char *file;
+};
+
+// The picture set as the program promises it to the windows that fetch pictures by number.
+const Expected kImageSet[] = {
+    { 1, "img_snv_addfile.png" },
+    { 2, "img_snv_removefile.png" },
+    { 3, "img_snv_clearall.png" },
+    { 4, "img_snv_browse.png" },
+    { 5, "img_snv_convert.png" },
+    { 6, "img_snv_stop.png" },
+    { 7, "img_snv_pause.png" },
+    { 9, "img_snv_warning.png" },
+    { 10, "img_snv_cancel.png" },
+    { 11, "img_snv_analyzer.png" },
+    { 14, "img_snv_completed.png" },
+    { 18, "img_snv_trim.png" },
+    { 21, "img_snv_trim_left_small.png" },
+    { 22, "img_snv_trim_right_small.png" },
+    { 23, "img_snv_trim_play_selected.png" },
+    { 24, "img_snv_resume.png" },
+    { 25, "img_snv_setting.png" },
+    { 26, "img_snv_orange_check.png" },
+    { 27, "img_snv_drm_lock.png" },
+    { 28, "img_snv_player_play.png" },
+    { 29, "img_snv_player_pause.png" },
+    { 30, "img_snv_player_stop.png" },
+    { 31, "img_snv_player_vol_on.png" },
+    { 32, "img_snv_player_vol_off.png" },
+};
+
+QString ImagePath(const char *file)
+{
+    return kSkinFolder + QStringLiteral("Light/") + QLatin1String(file);
+}
+
+QImage Normalised(const QImage &image)
+{
+    return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+}
+
+QImage FileImage(const char *file)
+{
+    return Normalised(QImage(ImagePath(file)));
+}
+
+// A stand-in for the main window: only the button array matters here.
+std::unique_ptr<QWidget> MakeMainWindow()
+{
+    auto window = std::make_unique<QWidget>();
+    auto *layout = new QVBoxLayout(window.get());
+    for (int i = 0; i <= 8; ++i) {
+        auto *button = new QPushButton(QStringLiteral("Button %1").arg(i), window.get());
+        button->setObjectName(QStringLiteral("Cmd_FileListView_") + QString::number(i));
+        layout->addWidget(button);
+    }
+    return window;
+}
+
+QAbstractButton *Button(QWidget *window, int index)
+{
+    return window->findChild<QAbstractButton *>(
+        QStringLiteral("Cmd_FileListView_") + QString::number(index));
+}
+
+QImage ButtonPicture(QAbstractButton *button, const QSize &size)
+{
+    return Normalised(button->icon().pixmap(size, 1.0).toImage());
+}
+
+bool HasTransparentAndOpaquePixels(const QImage &image)
+{
+    bool transparent = false;
+    bool opaque = false;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const int alpha = qAlpha(image.pixel(x, y));
+            transparent = transparent || alpha == 0;
+            opaque = opaque || alpha == 255;
+        }
+    }
+    return transparent && opaque;
+}
+
+} // namespace
+
+class SkinTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY2(QFileInfo(kSkinFolder + QStringLiteral("Light")).isDir(),
+            "the build renders the skin into bin/Skin/Light");
+    }
+
+    void cleanup() { UnloadSkin(); }
+
+    void everyNumberedPictureIsTheFileBehindIt()
+    {
+        auto window = MakeMainWindow();
+        QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
+        QCOMPARE(SkinImageFolder(), kSkinFolder + QStringLiteral("Light/"));
+
+        for (const Expected &expected : kImageSet) {
+            const QString path = ImagePath(expected.file);
+            QVERIFY2(QFileInfo::exists(path), qPrintable(path));
+            const QImage file = FileImage(expected.file);
+            QVERIFY2(!file.isNull(), qPrintable(path));
+            const QPixmap stored = IconStore::Pixmap(expected.number);
+            QVERIFY2(!stored.isNull(), expected.file);
+            QVERIFY2(!IconStore::Get(expected.number).isNull(), expected.file);
+            QCOMPARE(Normalised(stored.toImage()), file);
+        }
+    }
+
+    void playPictureIsNumber28()
+    {
+        QVERIFY(LoadSkinAndImages(nullptr, kSkinFolder));
+        const QImage play = Normalised(IconStore::Pixmap(SkinImage::PlayerPlay).toImage());
+        QCOMPARE(play, FileImage("img_snv_player_play.png"));
+        QVERIFY(play != FileImage("img_snv_player_pause.png"));
+    }
+
+    void picturesAreDrawnAndDistinct()
+    {
+        QSet<QByteArray> seen;
+        for (const Expected &expected : kImageSet) {
+            const QImage image = FileImage(expected.file);
+            // A drawing QtSvg could not render comes out blank or as a filled square.
+            QVERIFY2(HasTransparentAndOpaquePixels(image), expected.file);
+            const QByteArray bytes(
+                reinterpret_cast<const char *>(image.constBits()), image.sizeInBytes());
+            QVERIFY2(!seen.contains(bytes), expected.file);
+            seen.insert(bytes);
+        }
+    }
+
+    void highDensityVariantsArePresent()
+    {
+        for (const Expected &expected : kImageSet) {
+            const QString base = QFileInfo(ImagePath(expected.file)).completeBaseName();
+            const QImage sharp(
+                kSkinFolder + QStringLiteral("Light/") + base + QStringLiteral("@2x.png"));
+            QCOMPARE(sharp.size(), FileImage(expected.file).size() * 2);
+        }
+    }
+
+    void unlistedNumbersHoldNothing()
+    {
+        QVERIFY(LoadSkinAndImages(nullptr, kSkinFolder));
+        for (int number : { 0, 8, 12, 13, 15, 16, 17, 19, 20, 33, 200 }) {
+            QVERIFY2(IconStore::Get(number).isNull(), qPrintable(QString::number(number)));
+            QVERIFY(IconStore::Pixmap(number).isNull());
+        }
+    }
+
+    void buttonsGetTheirPictures_data()
+    {
+        QTest::addColumn<int>("button");
+        QTest::addColumn<QString>("file");
+        QTest::newRow("add files") << 0 << QStringLiteral("img_snv_addfile.png");
+        QTest::newRow("remove") << 1 << QStringLiteral("img_snv_removefile.png");
+        QTest::newRow("clear list") << 2 << QStringLiteral("img_snv_clearall.png");
+        QTest::newRow("convert") << 3 << QStringLiteral("img_snv_convert.png");
+        QTest::newRow("stop") << 4 << QStringLiteral("img_snv_stop.png");
+        QTest::newRow("open folder") << 5 << QStringLiteral("img_snv_browse.png");
+        QTest::newRow("setting") << 6 << QStringLiteral("img_snv_setting.png");
+        QTest::newRow("trim") << 8 << QStringLiteral("img_snv_trim.png");
+    }
+
+    void buttonsGetTheirPictures()
+    {
+        QFETCH(int, button);
+        QFETCH(QString, file);
+        auto window = MakeMainWindow();
+        QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
+
+        const QImage expected = FileImage(file.toLatin1().constData());
+        QAbstractButton *target = Button(window.get(), button);
+        QVERIFY(!target->icon().isNull());
+        QCOMPARE(target->iconSize(), expected.size());
+        QCOMPARE(ButtonPicture(target, expected.size()), expected);
+    }
+
+    void folderChooserButtonGetsNoPicture()
+    {
+        auto window = MakeMainWindow();
+        QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
+        QVERIFY(Button(window.get(), 7)->icon().isNull());
+    }
+
+    void missingFolderLeavesButtonsBare()
+    {
+        auto window = MakeMainWindow();
+        QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
+        QVERIFY(!Button(window.get(), 0)->icon().isNull());
+
+        const QString missing = QDir::tempPath() + QStringLiteral("/no-such-skin/");
+        QVERIFY(LoadSkinAndImages(window.get(), missing));
+        QCOMPARE(SkinImageFolder(), missing + QStringLiteral("Light/"));
+        for (int i = 0; i <= 8; ++i)
+            QVERIFY2(Button(window.get(), i)->icon().isNull(), qPrintable(QString::number(i)));
+        for (const Expected &expected : kImageSet)
+            QVERIFY(IconStore::Get(expected.number).isNull());
+    }
+
+    void windowWithoutTheButtonArrayIsLeftAlone()
+    {
+        QWidget bare;
+        auto *other = new QPushButton(QStringLiteral("Other"), &bare);
+        QVERIFY(LoadSkinAndImages(&bare, kSkinFolder));
+        QVERIFY(other->icon().isNull());
+        QVERIFY(!IconStore::Get(SkinImage::AddFile).isNull());
+    }
+
+    void folderWithoutTrailingSlashIsAccepted()
+    {
+        QString folder = kSkinFolder;
+        folder.chop(1);
+        QVERIFY(LoadSkinAndImages(nullptr, folder));
+        QCOMPARE(SkinImageFolder(), kSkinFolder + QStringLiteral("Light/"));
+        QVERIFY(!IconStore::Get(SkinImage::PlayerPlay).isNull());
+    }
+
+    void lookMarksThePrimaryButton()
+    {
+        auto window = MakeMainWindow();
+        QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
+        // Light whatever the desktop's own colour scheme.
+        QVERIFY(QApplication::palette().color(QPalette::Window).lightness() > 230);
+        QVERIFY(QApplication::palette().color(QPalette::WindowText).lightness() < 60);
+        window->resize(240, 400);
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+
+        // Sample beside the label, where only the button's background shows.
+        const auto background = [&](int index) {
+            QAbstractButton *button = Button(window.get(), index);
+            const QImage image = button->grab().toImage();
+            return QColor(image.pixel(image.width() - 6, image.height() / 2));
+        };
+        const QColor primary = background(3);
+        const QColor plain = background(0);
+        QVERIFY2(primary.blue() > 180 && primary.red() < 100, qPrintable(primary.name()));
+        QVERIFY2(plain.red() > 220 && plain.green() > 220 && plain.blue() > 220,
+            qPrintable(plain.name()));
+
+        UnloadSkin();
+        QVERIFY(qApp->styleSheet().isEmpty());
+        QVERIFY(IconStore::Get(SkinImage::AddFile).isNull());
+    }
+
+    void tipAndDropPicturesHaveTheirSizes()
+    {
+        QCOMPARE(QImage(kSkinFolder + QStringLiteral("Light/") + kGettingStartedTipFile).size(),
+            QSize(360, 112));
+        const QImage drop(kSkinFolder + QStringLiteral("Light/") + kDragDropFile);
+        QVERIFY(!drop.isNull());
+        QVERIFY(HasTransparentAndOpaquePixels(Normalised(drop)));
+    }
+};
+
+QTEST_MAIN(SkinTest)
+#include "skin_test.moc"
