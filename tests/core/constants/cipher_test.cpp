@@ -1,0 +1,300 @@
+#include "core/constants/enc1.h"
+#include "core/constants/enc5.h"
+#include "core/constants/stop_processing.h"
+#include "core/constants/table_cipher.h"
+
+#include <QTest>
+#include <cstdint>
+
+using namespace sonivert;
+
+namespace {
+
+QByteArray Sample(int length)
+{
+    QByteArray data;
+    for (int i = 0; i < length; ++i)
+        data.append(static_cast<char>((i * 131 + 7) & 0xff));
+    return data;
+}
+
+QByteArray RunEnc1(const QByteArray &data, int keyLength, int rounds, bool encrypt = true)
+{
+    Enc1 cipher;
+    cipher.SetKeyLength(keyLength);
+    cipher.SetEncryptRounds(rounds);
+    cipher.SetPassword(QByteArray("0123456789"));
+    QByteArray out = data;
+    if (!cipher.ArcFour_String(out, encrypt))
+        return QByteArray("failed");
+    return out;
+}
+
+// The trailer's bytes are XORed with their index plus 12; underneath is a little-endian 64-bit
+// count of ten-thousandths.
+std::int64_t UnmaskedTrailer(const QByteArray &container)
+{
+    const QByteArray trailer = container.right(8);
+    std::uint64_t value = 0;
+    for (int x = 7; x >= 0; --x)
+        value = (value << 8)
+            | (static_cast<std::uint8_t>(trailer[x]) ^ static_cast<std::uint8_t>(x + 12));
+    return static_cast<std::int64_t>(value);
+}
+
+Enc5 TableCipher(const QString &password)
+{
+    Enc5 cipher;
+    cipher.SetStopProcessing(false);
+    cipher.SetPassword(password);
+    cipher.SetKeyLength(8);
+    cipher.SetCipherRounds(5);
+    return cipher;
+}
+
+} // namespace
+
+class CipherTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { SetStopProcessing(false); }
+    void cleanup() { SetStopProcessing(false); }
+
+    void roundTrip_data()
+    {
+        QTest::addColumn<int>("length");
+        for (int length : { 1, 2, 7, 8, 9, 255, 256, 257, 1000 })
+            QTest::addRow("%d bytes", length) << length;
+    }
+
+    void roundTrip()
+    {
+        QFETCH(int, length);
+        const QByteArray plain = Sample(length);
+
+        Enc5 sender = TableCipher(QStringLiteral("Unable to load record."));
+        QByteArray data = plain;
+        QVERIFY(sender.EncryptString(data));
+        QCOMPARE(data.size(), length + 8);
+        QVERIFY(data.left(length) != plain);
+
+        Enc5 receiver = TableCipher(QStringLiteral("Unable to load record."));
+        QVERIFY(receiver.DecryptString(data));
+        QCOMPARE(data, plain);
+    }
+
+    void trailerRecordsTheHighestIndex()
+    {
+        Enc5 cipher = TableCipher(QStringLiteral("Unable to load record."));
+        QByteArray data = Sample(1000);
+        QVERIFY(cipher.EncryptString(data));
+        QCOMPARE(UnmaskedTrailer(data), std::int64_t { 999 * 10000 });
+
+        QByteArray one = "A";
+        QVERIFY(cipher.EncryptString(one));
+        QCOMPARE(one.right(8).toHex(), QByteArray("0c0d0e0f10111213"));
+    }
+
+    // Literal outputs, so any change to the key preparation, schedule, passes or trailer shows.
+    void fixedVectors()
+    {
+        QCOMPARE(EncipherTable(
+                     QStringLiteral("\"KEY\",\"Value\""), QStringLiteral("Unable to load record.")),
+            QStringLiteral("2698EC6489984C53A96734A109CCD90F0F10111213"));
+        QCOMPARE(
+            RunEnc1("Hello", 256, 1).toHex().toUpper(), QByteArray("76369DBB194C910E0F10111213"));
+        // 1024 bits need more key bytes than the 10-byte password: the rest comes from its
+        // schedule.
+        QCOMPARE(
+            RunEnc1("Hello", 1024, 3).toHex().toUpper(), QByteArray("14CBFF7FB44C910E0F10111213"));
+        QCOMPARE(RunEnc1(QByteArray::fromHex("14CBFF7FB44C910E0F10111213"), 1024, 3, false),
+            QByteArray("Hello"));
+    }
+
+    void keyLengthSettings()
+    {
+        Enc1 cipher;
+        QCOMPARE(cipher.KeyLength(), 128);
+        for (int bits : { 8, 100, 0, 480, 1025 }) {
+            cipher.SetKeyLength(bits);
+            QCOMPARE(cipher.KeyLength(), 128);
+        }
+        cipher.SetKeyLength(256);
+        QCOMPARE(cipher.KeyLength(), 256);
+
+        const QByteArray plain = Sample(40);
+        const QByteArray with128 = RunEnc1(plain, 128, 1);
+        QCOMPARE(RunEnc1(plain, 8, 1), with128);
+        QCOMPARE(RunEnc1(plain, 100, 1), with128);
+        QVERIFY(RunEnc1(plain, 256, 1) != with128);
+    }
+
+    void encryptRoundsSettings()
+    {
+        Enc1 cipher;
+        QCOMPARE(cipher.EncryptRounds(), 1);
+        cipher.SetEncryptRounds(0);
+        QCOMPARE(cipher.EncryptRounds(), 1);
+        cipher.SetEncryptRounds(11);
+        QCOMPARE(cipher.EncryptRounds(), 1);
+        cipher.SetEncryptRounds(10);
+        QCOMPARE(cipher.EncryptRounds(), 10);
+
+        const QByteArray plain = Sample(40);
+        const QByteArray oneRound = RunEnc1(plain, 128, 1);
+        QCOMPARE(RunEnc1(plain, 128, 0), oneRound);
+        QCOMPARE(RunEnc1(plain, 128, 11), oneRound);
+        QVERIFY(RunEnc1(plain, 128, 2) != oneRound);
+    }
+
+    void progressAfterEveryPass()
+    {
+        Enc1 cipher;
+        cipher.SetPassword(QStringLiteral("  secret words  "));
+        QCOMPARE(cipher.Password(), QByteArray("secret words"));
+        cipher.SetEncryptRounds(4);
+        QList<int> passes;
+        cipher.SetProgressHandler([&passes](int pass, int count) {
+            QCOMPARE(count, 4);
+            passes.append(pass);
+        });
+        QByteArray data = "payload";
+        QVERIFY(cipher.ArcFour_String(data, true));
+        QCOMPARE(passes, QList<int>({ 1, 2, 3, 4 }));
+    }
+
+    void damagedContainersFail()
+    {
+        Enc5 sender = TableCipher(QStringLiteral("Unable to load record."));
+        QByteArray good = Sample(30);
+        QVERIFY(sender.EncryptString(good));
+
+        const auto decrypts = [](QByteArray data) {
+            Enc5 receiver = TableCipher(QStringLiteral("Unable to load record."));
+            return receiver.DecryptString(data);
+        };
+        QVERIFY(decrypts(good));
+        QVERIFY(!decrypts(good.left(good.size() - 1))); // body one byte short of the trailer
+        QVERIFY(!decrypts(good.left(7))); // not even a trailer
+        QVERIFY(!decrypts(QByteArray(1, 'x') + good)); // one byte too many
+        QByteArray trailer = good;
+        trailer[trailer.size() - 8] = static_cast<char>(trailer[trailer.size() - 8] ^ 1);
+        QVERIFY(!decrypts(trailer)); // not a whole index any more
+    }
+
+    void passwordRules()
+    {
+        Enc5 cipher;
+        QCOMPARE(cipher.KeyLength(), 128);
+        QCOMPARE(cipher.BlockSize(), 128);
+        QCOMPARE(cipher.CipherRounds(), 1);
+        QCOMPARE(cipher.HashMethod(), 0);
+
+        QVERIFY(!cipher.SetPassword(QStringLiteral("short6")));
+        QVERIFY(!cipher.SetPassword(QString(50, QLatin1Char('p'))));
+        QVERIFY(cipher.SetPassword(QString(49, QLatin1Char('p'))));
+        QVERIFY(cipher.SetPassword(QStringLiteral("  eight!!!  ")));
+
+        QByteArray data = "table";
+        QVERIFY(cipher.EncryptString(data));
+
+        // Seven characters are taken as a password but are too few to encipher with.
+        QVERIFY(cipher.SetPassword(QStringLiteral("seven77")));
+        data = "table";
+        QVERIFY(!cipher.EncryptString(data));
+    }
+
+    void failureRaisesTheSharedStopFlag()
+    {
+        Enc5 cipher = TableCipher(QStringLiteral("Unable to load record."));
+        QByteArray empty;
+        QVERIFY(!cipher.EncryptString(empty));
+        QVERIFY(StopProcessing());
+
+        // Every other cipher object now refuses until the flag is lowered.
+        QByteArray data = "payload";
+        QCOMPARE(RunEnc1(data, 128, 1), QByteArray("failed"));
+        Enc5 other = TableCipher(QStringLiteral("Unable to load record."));
+        QVERIFY(other.EncryptString(data));
+    }
+
+    void unknownCipherMethodFails()
+    {
+        Enc5 cipher = TableCipher(QStringLiteral("Unable to load record."));
+        cipher.SetCipherMethod(1);
+        QByteArray data = "payload";
+        QVERIFY(!cipher.EncryptString(data));
+    }
+
+    void hexText_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("valid");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("plain") << QStringLiteral("00ff7A") << true << QByteArray::fromHex("00ff7a");
+        QTest::newRow("prefix and blanks")
+            << QStringLiteral("  &h0A0b \r\n") << true << QByteArray("\n\x0b");
+        QTest::newRow("empty") << QStringLiteral("   ") << true << QByteArray();
+        QTest::newRow("odd length") << QStringLiteral("ABC") << false << QByteArray();
+        QTest::newRow("bad digit") << QStringLiteral("0G") << false << QByteArray();
+        QTest::newRow("sign") << QStringLiteral("-1") << false << QByteArray();
+        QTest::newRow("inner blank") << QStringLiteral("0A 0B") << false << QByteArray();
+    }
+
+    void hexText()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, valid);
+        QFETCH(QByteArray, bytes);
+        const std::optional<QByteArray> decoded = DecodeHexText(text);
+        QCOMPARE(decoded.has_value(), valid);
+        if (valid)
+            QCOMPARE(*decoded, bytes);
+    }
+
+    void tableRoundTrip()
+    {
+        const QString table = QStringLiteral("\"A\",\"1\"\r\n\"B\",\"caf\u00e9 \"");
+        const QString hex = EncipherTable(table);
+        QVERIFY(!hex.isEmpty());
+        QCOMPARE(hex, hex.toUpper());
+        QCOMPARE(DecipherTable(hex), table);
+        QCOMPARE(DecipherTable(QStringLiteral("&H") + hex.toLower()), table);
+    }
+
+    void tableTextStopsAtNul()
+    {
+        const QString hex
+            = EncipherTable(QStringLiteral("kept") + QChar(0) + QStringLiteral("dropped"));
+        QCOMPARE(DecipherTable(hex), QStringLiteral("kept"));
+    }
+
+    void unreadableTablesGiveEmptyText()
+    {
+        const QString hex = EncipherTable(QStringLiteral("\"KEY\",\"Value\""));
+        QVERIFY(DecipherTable(hex.chopped(1)).isEmpty()); // odd length
+        QVERIFY(DecipherTable(hex.chopped(2) + QStringLiteral("ZZ")).isEmpty()); // bad digits
+        QVERIFY(DecipherTable(hex.chopped(2)).isEmpty()); // trailer cut
+        QVERIFY(DecipherTable(QString()).isEmpty());
+        QVERIFY(DecipherTable(QStringLiteral("&H")).isEmpty());
+        // A failure leaves the stop flag raised; the next table lowers it again.
+        QVERIFY(StopProcessing());
+        QVERIFY(!DecipherTable(hex).isEmpty());
+    }
+
+    // The trailer is not keyed, so another password still "deciphers": to noise.
+    void wrongPasswordGivesOtherText()
+    {
+        const QString table = QStringLiteral("\"KEY\",\"Value\"");
+        const QString hex = EncipherTable(table, QStringLiteral("Not the program's password"));
+        QVERIFY(!hex.isEmpty());
+        QVERIFY(DecipherTable(hex) != table);
+        QVERIFY(!DecipherTable(hex).contains(QLatin1String("KEY")));
+        QVERIFY(EncipherTable(table, QStringLiteral("short")).isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(CipherTest)
+#include "cipher_test.moc"
