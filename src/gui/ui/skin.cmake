@@ -39,7 +39,8 @@ set(SONIVERT_SKIN_PICTURES
     img_snv_player_vol_off.png:24x24
     img_snv_tag_gettingstarted.png:360x112
     img_snv_dragdrop.png:200x140
-    img_snv_list_icons.bmp:224x16)
+    img_snv_list_icons.bmp:224x16
+    img_snv_combo_arrow.png:12x12)
 
 set(skin_outputs)
 set(skin_sources)

@@ -111,20 +111,20 @@ QPalette LightPalette()
     return palette;
 }
 
-QString LightStyleSheet()
+QString LightStyleSheet(const QString &imageFolder)
 {
     InitSkinResources();
     QFile file(QStringLiteral(":/sonivert/skin/light.qss"));
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    return QString::fromUtf8(file.readAll());
+    return QString::fromUtf8(file.readAll()).replace(QStringLiteral("@SKIN_IMAGES@"), imageFolder);
 }
 
-void ApplyLightLook()
+void ApplyLightLook(const QString &imageFolder)
 {
     QApplication::setStyle(QStringLiteral("Fusion"));
     QApplication::setPalette(LightPalette());
-    qApp->setStyleSheet(LightStyleSheet());
+    qApp->setStyleSheet(LightStyleSheet(imageFolder));
 }
 
 void LoadPictures(const QString &folder)
@@ -157,7 +157,7 @@ bool LoadSkinAndImages(QWidget *mainWindow, const QString &skinFolder)
         folder += QLatin1Char('/');
     ImageFolder() = folder + QStringLiteral("Light/");
 
-    ApplyLightLook();
+    ApplyLightLook(ImageFolder());
     LoadPictures(ImageFolder());
     if (mainWindow)
         DecorateButtons(mainWindow);
