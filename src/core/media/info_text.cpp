@@ -1,0 +1,216 @@
+#include "core/media/info_text.h"
+
+#include "core/media/time_text.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+#include <QLocale>
+#include <QMimeDatabase>
+
+namespace sonivert {
+
+namespace {
+
+const QString notAvailable = QStringLiteral("Not Available");
+
+// Applies the "Not Available" rule, then the label's conversion to what is left.
+template<typename Convert> InfoText infoText(const QString &raw, Convert convert)
+{
+    if (IsNotAvailableValue(raw))
+        return InfoText { notAvailable, false };
+    return InfoText { convert(raw), true };
+}
+
+QString asIs(const QString &raw)
+{
+    return raw;
+}
+
+QString pixels(const QString &raw)
+{
+    return raw + QStringLiteral(" pixels");
+}
+
+QString framesPerSecond(const QString &raw)
+{
+    return raw + QStringLiteral(" frames/second");
+}
+
+QString hertz(const QString &raw)
+{
+    return raw + QStringLiteral(" Hz");
+}
+
+QString frameSize(const MediaItem &item)
+{
+    return item.Text(Field::VideoWidth) + QStringLiteral(" x ") + item.Text(Field::VideoHeight);
+}
+
+QString sizeText(qint64 size)
+{
+    QLocale locale;
+    locale.setNumberOptions(locale.numberOptions() & ~QLocale::OmitGroupSeparator);
+    return FormatByteSize(double(size)) + QStringLiteral(" (") + locale.toString(size)
+        + QStringLiteral(" bytes)");
+}
+
+} // namespace
+
+bool IsNotAvailableValue(const QString &value)
+{
+    const QString t = value.trimmed();
+    return t.isEmpty() || t == QLatin1String("0") || t == QLatin1String("x")
+        || t == QLatin1String("-1 x -1") || t == QLatin1String("-1") || t == QLatin1String("1:1");
+}
+
+QString BitRateText(const QString &value)
+{
+    bool ok = false;
+    const qlonglong rate = value.trimmed().toLongLong(&ok);
+    return QString::number(ok ? rate / 1000 : 0) + QStringLiteral(" kbps");
+}
+
+QString ChannelText(const QString &value)
+{
+    const QString v = value.trimmed();
+    if (v == QLatin1String("1"))
+        return QStringLiteral("1 Channel (Mono)");
+    if (v == QLatin1String("2"))
+        return QStringLiteral("2 Channels (Stereo)");
+    return v + QStringLiteral(" Channels");
+}
+
+QString AspectDescription(const QString &aspectText)
+{
+    struct Entry
+    {
+        const char *text;
+        const char *description;
+    };
+    static constexpr Entry entries[] = {
+        { "1.17", "1.17:1 - (Academy Scope)" },
+        { "1.25", "1.25:1 - (5:4)" },
+        { "1.33", "1.33:1 - (4:3)" },
+        { "1.37", "1.37:1 - (Academy ratio)" },
+        { "1.41", "1.41:1 - (2:1)" },
+        { "1.5", "1.50:1 - (3:2)" },
+        { "1.66", "1.66:1 - (5:3)  Super 16mm" },
+        { "1.77", "1.77:1 - (16:9)  Widescreen" },
+        { "1.78", "1.78:1 - (16:9)  Widescreen" },
+        { "1.85", "1.85:1 - (35mm Standard)" },
+        { "2.35", "2.35:1 - (35mm Anamorphic post-1970)" },
+        { "2.39", "2.39:1 - (35mm Anamorphic post-1970)" },
+        { "2.4", "2.40:1 - (Widescreen Cinema Standard)" },
+    };
+    const QString t = aspectText.trimmed();
+    QString description = t + QStringLiteral(":1");
+    for (const Entry &entry : entries) {
+        if (t == QLatin1String(entry.text)) {
+            description = QLatin1String(entry.description);
+            break;
+        }
+    }
+    return description.replace(QLatin1Char(','), QLatin1Char('.'));
+}
+
+QString AttributeText(int attributes)
+{
+    QString text;
+    if (attributes & FileAttribute::Hidden)
+        text += QStringLiteral("Hidden,");
+    if (attributes & FileAttribute::ReadOnly)
+        text += QStringLiteral("Read-only,");
+    if (attributes & FileAttribute::System)
+        text += QStringLiteral("System,");
+    if (attributes & FileAttribute::Normal)
+        text += QStringLiteral("Normal,");
+    if (attributes & FileAttribute::Archive)
+        text += QStringLiteral("Archive,");
+    if (text.endsWith(QLatin1Char(',')))
+        text.chop(1);
+    return text.replace(QLatin1Char(','), QStringLiteral(", "));
+}
+
+int LinuxFileAttributes(const QString &path)
+{
+    const QFileInfo info(path);
+    if (!info.exists())
+        return 0;
+    int attributes = 0;
+    if (info.fileName().startsWith(QLatin1Char('.')))
+        attributes |= FileAttribute::Hidden;
+    if (!info.isWritable())
+        attributes |= FileAttribute::ReadOnly;
+    if (attributes == 0)
+        attributes = FileAttribute::Normal;
+    return attributes;
+}
+
+std::array<InfoText, InputInfoLabelCount> InputFileInfoTexts(const MediaItem &item)
+{
+    return {
+        infoText(item.Text(Field::VideoCodecName), asIs),
+        infoText(frameSize(item), pixels),
+        infoText(item.Text(Field::VideoBitRate), BitRateText),
+        infoText(item.Text(Field::VideoFrameRateNumerator), framesPerSecond),
+        infoText(item.Text(Field::AudioCodecName), asIs),
+        infoText(item.Text(Field::AudioSampleRate), hertz),
+        infoText(item.Text(Field::AudioBitRate), BitRateText),
+        infoText(item.Text(Field::AudioChannels), ChannelText),
+        infoText(item.Text(Field::VideoSampleAspectRatio), asIs),
+    };
+}
+
+QString FileDateText(const QDateTime &time)
+{
+    if (!time.isValid())
+        return QString();
+    return QLocale().toString(time, QStringLiteral("dddd, MMMM dd, yyyy, hh:mm:ss AP"));
+}
+
+FileFacts ReadFileFacts(const MediaItem &item)
+{
+    FileFacts facts;
+    facts.path = item.Text(Field::FilePath).trimmed() + item.Text(Field::Name);
+    const QFileInfo info(facts.path);
+    if (!info.exists())
+        return facts;
+    facts.typeDescription = QMimeDatabase().mimeTypeForFile(info).comment();
+    facts.sizeText = sizeText(info.size());
+    facts.created = FileDateText(info.birthTime());
+    facts.accessed = FileDateText(info.lastRead());
+    facts.modified = FileDateText(info.lastModified());
+    facts.attributes = LinuxFileAttributes(facts.path);
+    return facts;
+}
+
+std::array<InfoText, PropertiesLabelCount> PropertiesInfoTexts(
+    const MediaItem &item, const FileFacts &facts)
+{
+    const QFileInfo name(item.Text(Field::Name));
+    std::array<InfoText, PropertiesLabelCount> labels;
+    labels[0] = infoText(name.completeBaseName(), asIs);
+    labels[1] = infoText(name.suffix().toUpper(), asIs);
+    labels[2] = infoText(facts.typeDescription, asIs);
+    labels[3] = infoText(facts.sizeText, asIs);
+    labels[4] = infoText(facts.created, asIs);
+    labels[5] = infoText(facts.accessed, asIs);
+    labels[6] = infoText(facts.modified, asIs);
+    labels[7] = infoText(AttributeText(facts.attributes), asIs);
+    labels[8] = infoText(item.Text(Field::VideoCodecName), asIs);
+    labels[9] = infoText(frameSize(item), pixels);
+    labels[10] = infoText(item.Text(Field::VideoBitRate), BitRateText);
+    labels[11] = infoText(item.Text(Field::VideoFrameRateNumerator), framesPerSecond);
+    labels[12] = infoText(AspectDescription(item.Text(Field::VideoSampleAspectRatio)), asIs);
+    labels[14] = infoText(item.Text(Field::AudioCodecName), asIs);
+    labels[15] = infoText(item.Text(Field::AudioBitRate), BitRateText);
+    labels[16] = infoText(item.Text(Field::AudioSampleRate), hertz);
+    labels[17] = infoText(item.Text(Field::AudioChannels), ChannelText);
+    const int tags[] = { Field::FileTitle, Field::FileComment, Field::FileAuthor, Field::FileAlbum,
+        Field::FileYear, Field::FileTrack, Field::FileGenre, Field::FileCopyright };
+    for (int i = 0; i < 8; ++i)
+        labels[size_t(19 + i)] = infoText(item.Text(tags[i]), asIs);
+    return labels;
+}
+
+} // namespace sonivert

@@ -1,0 +1,295 @@
+#include "core/media/decoder.h"
+#include "core/media/failure_report.h"
+#include "core/media/file_list_model.h"
+#include "core/media/probe.h"
+#include "core/media/time_text.h"
+#include "support/media_maker.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace sonivert;
+using sonivert::test::ClipOptions;
+using sonivert::test::MakeClip;
+using sonivert::test::RunFfmpeg;
+
+class ProbeTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir_;
+    QString path(const QString &name) const { return dir_.filePath(name); }
+
+    MediaItem probeOk(const QString &file)
+    {
+        const ProbeResult result = ProbeMediaFile(file);
+        if (!result.ok)
+            qWarning() << "probe failed:" << result.message;
+        return result.ok ? result.item : MediaItem();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(dir_.isValid());
+        ClipOptions tagged;
+        tagged.seconds = 2.0;
+        tagged.width = 720;
+        tagged.height = 576;
+        tagged.frameRate = QStringLiteral("30000/1001");
+        tagged.extraOutputArgs = { QStringLiteral("-aspect"), QStringLiteral("16:9"),
+            QStringLiteral("-metadata"), QStringLiteral("title=Song"), QStringLiteral("-metadata"),
+            QStringLiteral("artist=Band"), QStringLiteral("-metadata"),
+            QStringLiteral("album=Record"), QStringLiteral("-metadata"),
+            QStringLiteral("date=2019-05-01"), QStringLiteral("-metadata"),
+            QStringLiteral("track=3/12"), QStringLiteral("-metadata"), QStringLiteral("genre=Rock"),
+            QStringLiteral("-metadata"), QStringLiteral("comment=Nice"),
+            QStringLiteral("-metadata"), QStringLiteral("copyright=Me") };
+        QVERIFY(MakeClip(path(QStringLiteral("a.b.mkv")), tagged));
+
+        ClipOptions surround;
+        surround.video = false;
+        surround.channelLayout = QStringLiteral("5.1");
+        surround.sampleRate = 48000;
+        QVERIFY(MakeClip(path(QStringLiteral("surround.mp4")), surround));
+
+        ClipOptions mono;
+        mono.video = false;
+        mono.channelLayout = QStringLiteral("mono");
+        mono.extraOutputArgs = { QStringLiteral("-metadata"), QStringLiteral("title=Voice") };
+        QVERIFY(MakeClip(path(QStringLiteral("mono.ogg")), mono));
+
+        ClipOptions silent;
+        silent.audio = false;
+        QVERIFY(MakeClip(path(QStringLiteral("silent.mp4")), silent));
+
+        QFile text(path(QStringLiteral("text.mkv")));
+        QVERIFY(text.open(QIODevice::WriteOnly));
+        text.write("this is not a film\n");
+        text.close();
+        QFile empty(path(QStringLiteral("empty.mp4")));
+        QVERIFY(empty.open(QIODevice::WriteOnly));
+        empty.close();
+    }
+
+    void probeFillsEveryFieldOfAVideo()
+    {
+        const QString file = path(QStringLiteral("a.b.mkv"));
+        const MediaItem item = probeOk(file);
+        QCOMPARE(item.Text(Field::Name), QStringLiteral("a.b.mkv"));
+        QCOMPARE(item.Text(Field::Format), QStringLiteral("MKV"));
+        QCOMPARE(item.Text(Field::FilePath), dir_.path() + QLatin1Char('/'));
+        QCOMPARE(item.Text(Field::Duration), QStringLiteral("00:00:02"));
+        QCOMPARE(item.Text(Field::SrcDuration).left(3), QStringLiteral("2.0"));
+        QCOMPARE(item.Text(Field::SrcDuration).size(), 4);
+        QCOMPARE(item.Integer(Field::FileSize), int(QFileInfo(file).size()));
+        QVERIFY(item.Boolean(Field::VideoStream));
+        QVERIFY(item.Boolean(Field::AudioStream));
+        QVERIFY(!item.Boolean(Field::SubtitleStream));
+        QCOMPARE(item.Integer(Field::VideoStreamCount), 1);
+        QCOMPARE(item.Integer(Field::AudioStreamCount), 1);
+        QCOMPARE(item.Text(Field::VideoCodecName),
+            QStringLiteral("H.264 / AVC / MPEG-4 AVC / MPEG-4 part 10"));
+        QCOMPARE(item.Integer(Field::VideoWidth), 720);
+        QCOMPARE(item.Integer(Field::VideoHeight), 576);
+        QCOMPARE(item.Integer(Field::VideoFrameRateNumerator), 29);
+        QCOMPARE(item.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.78"));
+        QCOMPARE(item.Integer(Field::AudioChannels), 2);
+        QCOMPARE(item.Integer(Field::AudioSampleRate), 44100);
+        QCOMPARE(item.Text(Field::FileTitle), QStringLiteral("Song"));
+        QCOMPARE(item.Text(Field::FileAuthor), QStringLiteral("Band"));
+        QCOMPARE(item.Text(Field::FileAlbum), QStringLiteral("Record"));
+        QCOMPARE(item.Text(Field::FileComment), QStringLiteral("Nice"));
+        QCOMPARE(item.Text(Field::FileGenre), QStringLiteral("Rock"));
+        QCOMPARE(item.Text(Field::FileCopyright), QStringLiteral("Me"));
+        QCOMPARE(item.Integer(Field::FileYear), 2019);
+        QCOMPARE(item.Integer(Field::FileTrack), 3);
+
+        // The duration travels as signed halves; the trim range starts as the whole file.
+        const int64_t duration
+            = JoinHalfTexts(item.Text(Field::FileDurationLow), item.Text(Field::FileDurationHigh));
+        QVERIFY(duration > 1900000 && duration < 2200000);
+        QCOMPARE(item.Integer(Field::FileDuration), int(duration));
+        QCOMPARE(item.Text(Field::TrimEndLow), item.Text(Field::FileDurationLow));
+        QCOMPARE(item.Text(Field::TrimEndHigh), QStringLiteral("0"));
+        QCOMPARE(item.Text(Field::TrimStartLow), QStringLiteral("0"));
+        QCOMPARE(item.Text(Field::TrimStartHigh), QStringLiteral("0"));
+        QCOMPARE(item.Text(Field::Deinterlacing), QStringLiteral("black"));
+        QCOMPARE(item.Text(Field::NewAspectRatio), QStringLiteral("Original"));
+        QCOMPARE(item.Text(Field::ErrMsg), QString());
+        QCOMPARE(item.stateIcon, int(ListIcon::Ready));
+    }
+
+    void audioOnlyFilesHaveNoVideoFacts()
+    {
+        const MediaItem surround = probeOk(path(QStringLiteral("surround.mp4")));
+        QCOMPARE(surround.Integer(Field::AudioChannels), 6);
+        QCOMPARE(surround.Integer(Field::AudioSampleRate), 48000);
+        QCOMPARE(surround.Text(Field::AudioCodecName), QStringLiteral("Advanced Audio Coding"));
+        QVERIFY(surround.Integer(Field::AudioBitRate) > 0);
+        QVERIFY(!surround.Boolean(Field::VideoStream));
+        QCOMPARE(surround.Integer(Field::VideoStreamCount), 0);
+        QCOMPARE(surround.Integer(Field::VideoWidth), -1);
+        QCOMPARE(surround.Integer(Field::VideoHeight), -1);
+        QCOMPARE(surround.Integer(Field::VideoFrameRateNumerator), -1);
+        QCOMPARE(surround.Text(Field::VideoCodecName), QString());
+
+        // Ogg keeps its tags on the audio stream.
+        const MediaItem mono = probeOk(path(QStringLiteral("mono.ogg")));
+        QCOMPARE(mono.Integer(Field::AudioChannels), 1);
+        QCOMPARE(mono.Text(Field::FileTitle), QStringLiteral("Voice"));
+        QCOMPARE(mono.Text(Field::Format), QStringLiteral("OGG"));
+    }
+
+    void videoWithoutAudio()
+    {
+        const MediaItem item = probeOk(path(QStringLiteral("silent.mp4")));
+        QVERIFY(item.Boolean(Field::VideoStream));
+        QVERIFY(!item.Boolean(Field::AudioStream));
+        QCOMPARE(item.Integer(Field::AudioStreamCount), 0);
+        QCOMPARE(item.Integer(Field::AudioChannels), -1);
+        QCOMPARE(item.Text(Field::AudioCodecName), QString());
+        QCOMPARE(item.Integer(Field::VideoFrameRateNumerator), 25);
+        QCOMPARE(item.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.33"));
+    }
+
+    void coverPictureIsNotVideo()
+    {
+        const QString cover = path(QStringLiteral("cover.png"));
+        QVERIFY(RunFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+            QStringLiteral("color=red:size=64x64"), QStringLiteral("-frames:v"),
+            QStringLiteral("1"), cover }));
+        const QString song = path(QStringLiteral("song.mp3"));
+        QVERIFY(RunFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+            QStringLiteral("sine=duration=1"), QStringLiteral("-i"), cover, QStringLiteral("-map"),
+            QStringLiteral("0:a"), QStringLiteral("-map"), QStringLiteral("1:v"),
+            QStringLiteral("-c:v"), QStringLiteral("png"), QStringLiteral("-disposition:v"),
+            QStringLiteral("attached_pic"), QStringLiteral("-metadata"),
+            QStringLiteral("date=2001"), song }));
+        const MediaItem item = probeOk(song);
+        QVERIFY(!item.Boolean(Field::VideoStream));
+        QCOMPARE(item.Integer(Field::VideoStreamCount), 0);
+        QCOMPARE(item.Integer(Field::FileYear), 2001);
+        QCOMPARE(item.Text(Field::AudioCodecName), QStringLiteral("MPEG audio layer 3"));
+    }
+
+    void unreadableFilesBecomeReportLines_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("text with a film's name") << QStringLiteral("text.mkv");
+        QTest::newRow("zero bytes") << QStringLiteral("empty.mp4");
+    }
+    void unreadableFilesBecomeReportLines()
+    {
+        QFETCH(QString, name);
+        FileListModel list;
+        FailureReport report;
+        ProbeFile(path(name), list, report);
+        QCOMPARE(list.Count(), 0);
+        QCOMPARE(report.Count(), 1);
+        QCOMPARE(report.Entries().at(0).name, name);
+        QCOMPARE(report.Entries().at(0).message,
+            path(name) + QStringLiteral(": Invalid data found when processing input"));
+        QVERIFY(ShowFailureReport(report, QStringLiteral("Failed"), QString()).copyProtected);
+    }
+
+    void missingFileCarriesTheDecoderMessage()
+    {
+        FileListModel list;
+        FailureReport report;
+        ProbeFile(path(QStringLiteral("gone.mp4")), list, report);
+        QCOMPARE(list.Count(), 0);
+        QCOMPARE(report.Entries().at(0).message,
+            path(QStringLiteral("gone.mp4")) + QStringLiteral(": No such file or directory"));
+    }
+
+    void probeFileAppendsAReadyRow()
+    {
+        FileListModel list;
+        FailureReport report;
+        ProbeFile(path(QStringLiteral("silent.mp4")), list, report);
+        QVERIFY(report.IsEmpty());
+        QCOMPARE(list.Count(), 1);
+        QCOMPARE(list.GetRowState(0), RowState::Ready);
+        QCOMPARE(
+            list.data(list.index(0, 0), FileListModel::IconIdRole).toInt(), int(ListIcon::Ready));
+        QCOMPARE(list.SrcDurationTag(0), list.GetFieldText(0, Field::SrcDuration));
+    }
+
+    void abortFlagStopsTheOpen()
+    {
+        std::atomic_bool abort { true };
+        Decoder decoder;
+        decoder.SetAbortFlag(&abort);
+        QVERIFY(!decoder.OpenFile(path(QStringLiteral("a.b.mkv"))));
+        QVERIFY(decoder.LastErrorText().startsWith(
+            path(QStringLiteral("a.b.mkv")) + QLatin1String(": ")));
+        QVERIFY(!decoder.IsOpen());
+        QCOMPARE(decoder.FirstVideoStreamIndex(), -1);
+        QCOMPARE(decoder.GetFileInfoDurationHigh(), int32_t(0x80000000u));
+        QCOMPARE(decoder.GetFileInfoDurationLow(), 0);
+    }
+
+    void codecNames_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("long name") << QStringLiteral("AAC (Advanced Audio Coding)")
+                                   << QStringLiteral("Advanced Audio Coding");
+        QTest::newRow("no parentheses") << QStringLiteral("H.264 / AVC / MPEG-4 AVC")
+                                        << QStringLiteral("H.264 / AVC / MPEG-4 AVC");
+        QTest::newRow("unclosed") << QStringLiteral("X (open") << QStringLiteral("open");
+        QTest::newRow("two parts") << QStringLiteral("A (b) c (d)") << QStringLiteral("b) c (d");
+        QTest::newRow("empty") << QString() << QString();
+    }
+    void codecNames()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, expected);
+        QCOMPARE(NormaliseCodecName(name), expected);
+    }
+
+    void aspectRatios_data()
+    {
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("height");
+        QTest::addColumn<int>("n");
+        QTest::addColumn<int>("d");
+        QTest::addColumn<float>("ratio");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("16:9") << 1920 << 1080 << 16 << 9 << 1.7777f << QStringLiteral("1.78");
+        QTest::newRow("3:2 pair") << 300 << 200 << 3 << 2 << 0.0f << QStringLiteral("1.50");
+        QTest::newRow("ratio beats pair") << 1 << 1 << 4 << 3 << 1.85f << QStringLiteral("1.85");
+        QTest::newRow("2.40") << 1 << 1 << 0 << 0 << 2.4f << QStringLiteral("2.4");
+        QTest::newRow("1.77 from ratio") << 1 << 1 << 0 << 0 << 1.7749f << QStringLiteral("1.77");
+        QTest::newRow("by size") << 1000 << 400 << 0 << 0 << 0.0f << QStringLiteral("2.5");
+        QTest::newRow("portrait") << 300 << 400 << 0 << 0 << 0.0f << QStringLiteral("0.75");
+        QTest::newRow("square") << 500 << 500 << 1 << 1 << 1.0f << QStringLiteral("1");
+        QTest::newRow("height 0") << 0 << 0 << 0 << 0 << 0.0f << QStringLiteral("1.1");
+    }
+    void aspectRatios()
+    {
+        QFETCH(int, width);
+        QFETCH(int, height);
+        QFETCH(int, n);
+        QFETCH(int, d);
+        QFETCH(float, ratio);
+        QFETCH(QString, expected);
+        QCOMPARE(ClassifyAspectRatio(width, height, n, d, ratio), expected);
+    }
+
+    void frameRates()
+    {
+        QCOMPARE(FrameRateField(24000, 1001), 23);
+        QCOMPARE(FrameRateField(30000, 1001), 29);
+        QCOMPARE(FrameRateField(25, 1), 25);
+        QCOMPARE(FrameRateField(0, 0), 0);
+        QCOMPARE(FrameRateField(-1, 5), -1);
+        QCOMPARE(FrameRateField(50, 0), 50);
+    }
+};
+
+QTEST_GUILESS_MAIN(ProbeTest)
+#include "probe_test.moc"
