@@ -16,10 +16,13 @@ void RegisterCommand(Command command)
 {
     auto &commands = registry();
     const auto at = std::lower_bound(commands.begin(), commands.end(), command.name,
-                                     [](const Command &c, const QString &n) { return c.name < n; });
+        [](const Command &c, const QString &n) { return c.name < n; });
     commands.insert(at, std::move(command));
 }
 
-const std::vector<Command> &RegisteredCommands() { return registry(); }
+const std::vector<Command> &RegisteredCommands()
+{
+    return registry();
+}
 
 } // namespace sonivert::cli

@@ -2,7 +2,6 @@
 
 #include <QStringList>
 #include <QTextStream>
-
 #include <functional>
 #include <vector>
 

@@ -1,7 +1,6 @@
 #include "cli/command.h"
 
 #include <QCoreApplication>
-
 #include <cstdio>
 
 using namespace sonivert::cli;
@@ -31,7 +30,7 @@ int main(int argc, char *argv[])
 
     QTextStream out(stdout);
     QTextStream err(stderr);
-    Io io{out, err};
+    Io io { out, err };
 
     QStringList args = QCoreApplication::arguments().mid(1);
     if (args.isEmpty()) {

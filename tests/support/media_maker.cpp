@@ -8,9 +8,9 @@ bool RunFfmpeg(const QStringList &args, QString *errorOutput)
 {
     QProcess ffmpeg;
     ffmpeg.start(QStringLiteral("ffmpeg"),
-                 QStringList{QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
-                             QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-y")}
-                     + args);
+        QStringList { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
+            QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-y") }
+            + args);
     if (!ffmpeg.waitForFinished(120000)) {
         ffmpeg.kill();
         ffmpeg.waitForFinished();
@@ -38,9 +38,9 @@ bool MakeClip(const QString &path, const ClipOptions &o)
                     .arg(o.sampleRate)
                     .arg(duration);
         args << QStringLiteral("-ac")
-             << (o.channelLayout == QLatin1String("mono")     ? QStringLiteral("1")
-                 : o.channelLayout == QLatin1String("5.1")    ? QStringLiteral("6")
-                                                              : QStringLiteral("2"));
+             << (o.channelLayout == QLatin1String("mono")         ? QStringLiteral("1")
+                        : o.channelLayout == QLatin1String("5.1") ? QStringLiteral("6")
+                                                                  : QStringLiteral("2"));
     }
     if (o.video)
         args << QStringLiteral("-pix_fmt") << QStringLiteral("yuv420p");
@@ -48,6 +48,9 @@ bool MakeClip(const QString &path, const ClipOptions &o)
     return RunFfmpeg(args);
 }
 
-QString CliProgram() { return QStringLiteral(SONIVERT_BIN_DIR "/sonivert-cli"); }
+QString CliProgram()
+{
+    return QStringLiteral(SONIVERT_BIN_DIR "/sonivert-cli");
+}
 
 } // namespace sonivert::test

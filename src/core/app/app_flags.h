@@ -6,10 +6,10 @@ namespace sonivert {
 // on the user-interface thread, so plain Booleans suffice.
 struct AppFlags
 {
-    bool isUnloading = false;      // the main window is going away; engine events are ignored
-    bool EditWindowOpen = false;   // the trim editor is open; engine events are ignored
+    bool isUnloading = false; // the main window is going away; engine events are ignored
+    bool EditWindowOpen = false; // the trim editor is open; engine events are ignored
     bool diagnosisRunning = false; // the diagnosis window drives the engine and takes its end
-    bool stoppedByUser = false;    // the last run ended by Stop
+    bool stoppedByUser = false; // the last run ended by Stop
 };
 
 AppFlags &Flags();

@@ -80,7 +80,8 @@ QString GetSpecialFolder(SpecialFolder folder)
 
 QString DefaultUserFolder()
 {
-    for (SpecialFolder f : {SpecialFolder::Music, SpecialFolder::Documents, SpecialFolder::Desktop}) {
+    for (SpecialFolder f :
+        { SpecialFolder::Music, SpecialFolder::Documents, SpecialFolder::Desktop }) {
         const QString path = GetSpecialFolder(f);
         if (!path.isEmpty())
             return path;
@@ -95,8 +96,9 @@ const AppFolders &SetupFolders(const QString &programFolder, const QString &sett
     QString appData = GetSpecialFolder(SpecialFolder::AppData);
     if (appData.isEmpty()) {
         // A fresh account may not have ~/.local/share yet; it is ours to create.
-        appData = QDir::cleanPath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
-                  + QLatin1Char('/');
+        appData
+            = QDir::cleanPath(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation))
+            + QLatin1Char('/');
     }
     f.dataFolder = appData + QStringLiteral("Corvallo/Sonivert/");
     QDir().mkpath(f.dataFolder);
@@ -114,7 +116,10 @@ const AppFolders &SetupFolders(const QString &programFolder, const QString &sett
     return storedFolders();
 }
 
-const AppFolders &Folders() { return storedFolders(); }
+const AppFolders &Folders()
+{
+    return storedFolders();
+}
 
 bool CheckOutputFolder(QString &boxText)
 {

@@ -2,7 +2,6 @@
 
 #include <QFileInfo>
 #include <QSettings>
-
 #include <memory>
 
 namespace sonivert {
@@ -14,13 +13,16 @@ std::unique_ptr<QSettings> openSettings(const QString &key)
     const QStringList parts = key.split(QLatin1Char('/'), Qt::SkipEmptyParts);
     const QString application = parts.value(parts.size() - 1, QStringLiteral("Sonivert"));
     const QString organisation = parts.value(parts.size() - 2, QStringLiteral("Corvallo"));
-    return std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope, organisation,
-                                       application);
+    return std::make_unique<QSettings>(
+        QSettings::IniFormat, QSettings::UserScope, organisation, application);
 }
 
 } // namespace
 
-QString SettingsFilePath(const QString &key) { return openSettings(key)->fileName(); }
+QString SettingsFilePath(const QString &key)
+{
+    return openSettings(key)->fileName();
+}
 
 bool RegWriteText(const QString &key, const QString &name, const QString &text)
 {

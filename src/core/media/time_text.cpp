@@ -1,7 +1,6 @@
 #include "core/media/time_text.h"
 
 #include <QLocale>
-
 #include <array>
 #include <cmath>
 
@@ -79,7 +78,8 @@ QString ClockTextToWords(const QString &text)
             result += QStringLiteral("0 minutes, and ");
     } else {
         const QString unit = m == 1 ? QStringLiteral(" minute") : QStringLiteral(" minutes");
-        const QString connector = result.isEmpty() ? QStringLiteral(" and ") : QStringLiteral(", and ");
+        const QString connector
+            = result.isEmpty() ? QStringLiteral(" and ") : QStringLiteral(", and ");
         result += QString::number(m) + unit + connector;
     }
     result += QString::number(s) + QStringLiteral(" second");
@@ -95,7 +95,7 @@ QString FormatByteSize(double size)
     if (size < 1024)
         return QString::number(size, 'g', 15) + QStringLiteral(" bytes");
 
-    static constexpr std::array units{" kB", " MB", " GB", " TB", " PB", " EB", " ZB", " YB"};
+    static constexpr std::array units { " kB", " MB", " GB", " TB", " PB", " EB", " ZB", " YB" };
     double x = size;
     for (const char *unit : units) {
         int decimals = -1;

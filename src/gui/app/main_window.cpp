@@ -1,0 +1,322 @@
+#include "gui/app/main_window.h"
+
+#include "core/app/app_flags.h"
+#include "core/app/folders.h"
+#include "core/app/settings_store.h"
+#include "gui/app/messages.h"
+#include "gui/app/open_folder.h"
+#include "gui/app/tip_popup.h"
+#include "gui/app/unloading_dialog.h"
+#include "gui/ui/icon_store.h"
+#include "gui/ui/skin.h"
+
+#include <QApplication>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QTableView>
+#include <QWindowStateChangeEvent>
+
+namespace sonivert {
+
+namespace {
+
+struct ConvertButtonLook
+{
+    const char *caption;
+    int width;
+    int image;
+};
+
+// Run states 0 idle, 1 converting, 2 paused.
+constexpr ConvertButtonLook ConvertLooks[] = {
+    { "Convert Now", 192, 5 },
+    { "Pause", 128, 7 },
+    { "Resume", 128, 24 },
+};
+
+} // namespace
+
+MainWindow::MainWindow(const Identity &identity, QWidget *parent)
+    : QMainWindow(parent)
+    , m_identity(identity)
+{
+    setObjectName(QStringLiteral("frmMain"));
+    buildLayout();
+    connectCommands();
+
+    for (QTimer *timer :
+        { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
+        timer->setParent(
+            this); // findable by name; a member leaves its parent before the parent goes
+    m_timerStartUp.setObjectName(QStringLiteral("Timer_StartUp"));
+    m_timerStartUp.setInterval(300);
+    m_timerStartUp.setSingleShot(true);
+    m_timerTags.setObjectName(QStringLiteral("Timer_Tags"));
+    m_timerTags.setInterval(200);
+    m_timerTags.setSingleShot(true);
+    m_timerCheckMoveForm.setObjectName(QStringLiteral("Timer_CheckMoveForm"));
+    m_timerCheckMoveForm.setInterval(50);
+    m_timerConversionElapsed.setObjectName(QStringLiteral("Timer_ConversionElapsed"));
+    m_timerConversionElapsed.setInterval(1000);
+    connect(&m_timerStartUp, &QTimer::timeout, this, &MainWindow::onStartUpTimer);
+    connect(&m_timerTags, &QTimer::timeout, this, &MainWindow::onTagsTimer);
+    connect(&m_timerCheckMoveForm, &QTimer::timeout, this, &MainWindow::onCheckMoveTimer);
+    connect(m_tip, &TipPopup::stateChanged, this, &MainWindow::onTipStateChanged);
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::connectCommands()
+{
+    connect(m_cmd[BtnAddFiles], &QPushButton::clicked, this, &MainWindow::addFilesRequested);
+    connect(m_cmd[BtnOpenFolder], &QPushButton::clicked, this, &MainWindow::openFolderCommand);
+    connect(m_cmd[BtnBrowseFolder], &QPushButton::clicked, this, &MainWindow::browseFolderCommand);
+    connect(m_cmd[BtnSetting], &QPushButton::clicked, this, &MainWindow::settingsRequested);
+    connect(m_cmd[BtnTrim], &QPushButton::clicked, this, &MainWindow::trimRequested);
+    connect(m_moreInfo, &QPushButton::clicked, this, &MainWindow::moreInfoRequested);
+    connect(m_diagnose, &QPushButton::clicked, this, &MainWindow::diagnoseRequested);
+    connect(m_outputPath, &QLineEdit::editingFinished, this, &MainWindow::outputPathEdited);
+}
+
+void MainWindow::Load(const QStringList &arguments)
+{
+    m_arguments = arguments;
+    setWindowTitle(m_identity.companyName + QLatin1Char(' ') + m_identity.productName);
+    LoadSettings(m_identity.settingsKey);
+    m_outputPath->setText(Folders().outputPath);
+    LoadSkinAndImages(this, Folders().skinFolder);
+    m_dropPicture->setPixmap(QPixmap(SkinImageFolder() + kDragDropFile));
+    placeDropPicture();
+
+    SetControlsState(ControlsMode::ListState, false);
+    m_cmd[BtnAddFiles]->setEnabled(false);
+    m_timerStartUp.start();
+
+    Flags().diagnosisRunning = false;
+    setAcceptDrops(true);
+    RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
+    RegWriteText(m_identity.settingsKey, QStringLiteral("WinInfo"), QString());
+    SetConvertButtonState(0);
+    Flags().isUnloading = false;
+}
+
+void MainWindow::SetControlsState(ControlsMode mode, bool flag)
+{
+    const auto setOutputChoice = [this](bool enabled) {
+        for (QPushButton *button : m_cmd)
+            button->setEnabled(enabled);
+        m_outputFormat->setEnabled(enabled);
+        m_outputPreset->setEnabled(enabled);
+        m_outputPath->setEnabled(enabled);
+        for (QLabel *label : m_outputLabels)
+            label->setEnabled(enabled);
+        if (m_formatChoicesEnabled)
+            m_formatChoicesEnabled(enabled);
+    };
+
+    switch (mode) {
+    case ControlsMode::Normal:
+        m_listFake->setVisible(!flag);
+        m_fileView->setVisible(flag);
+        setOutputChoice(flag);
+        m_fileView->setEnabled(flag);
+        break;
+    case ControlsMode::Converting:
+        m_listFake->hide();
+        m_fileView->show();
+        setOutputChoice(false);
+        m_fileView->setEnabled(true);
+        m_cmd[BtnConvert]->setEnabled(true);
+        m_cmd[BtnStop]->setEnabled(true);
+        break;
+    case ControlsMode::ListState:
+        m_listFake->setVisible(!flag);
+        m_fileView->setVisible(flag);
+        for (QPushButton *button : m_cmd)
+            button->setEnabled(flag);
+        for (int i : { BtnAddFiles, BtnOpenFolder, BtnSetting, BtnBrowseFolder })
+            m_cmd[size_t(i)]->setEnabled(true);
+        m_outputFormat->setEnabled(true);
+        m_fileView->setEnabled(true);
+        break;
+    }
+}
+
+int MainWindow::GetConvertButtonState() const
+{
+    bool ok = false;
+    const int state = m_cmd[BtnConvert]->property("tag").toString().toInt(&ok);
+    return ok && state >= 0 && state <= 2 ? state : 0;
+}
+
+void MainWindow::SetConvertButtonState(int state)
+{
+    if (state < 0 || state > 2)
+        state = 0;
+    const ConvertButtonLook &look = ConvertLooks[state];
+    QPushButton *button = m_cmd[BtnConvert];
+    button->setText(QString::fromLatin1(look.caption));
+    button->setFixedWidth(look.width);
+    button->setIcon(QIcon(IconStore::Get(look.image)));
+    button->setProperty("tag", QString::number(state));
+}
+
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    if (m_unloaded || closeQuery()) {
+        if (!m_unloaded)
+            Unload();
+        event->accept();
+        return;
+    }
+    event->ignore();
+}
+
+bool MainWindow::closeQuery()
+{
+    if (GetConvertButtonState() == 0)
+        return true;
+    if (GetConvertButtonState() == 1 && m_runHooks.toggleConvert)
+        m_runHooks.toggleConvert();
+    const int answer = ShowMessage(
+        QStringLiteral("Conversion is not completed!\nAre you sure you want to terminate it ?"),
+        MsgQuestion, QString(), this);
+    if (answer == ResultYes)
+        return true;
+    if (GetConvertButtonState() == 2 && m_runHooks.toggleConvert)
+        m_runHooks.toggleConvert();
+    return false;
+}
+
+void MainWindow::Unload()
+{
+    setAcceptDrops(false);
+    RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
+    RegWriteText(m_identity.settingsKey, QStringLiteral("WinInfo"), QString());
+    Flags().isUnloading = true;
+
+    if (m_runHooks.stopEngine) {
+        UnloadingDialog notice(this);
+        notice.show();
+        QApplication::processEvents();
+        m_runHooks.stopEngine();
+        notice.hide();
+    }
+    hide();
+    UnloadSkin();
+
+    for (QTimer *timer :
+        { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
+        timer->stop();
+    m_tip->closeTip();
+    // Every other window goes with the main one.
+    for (QWidget *window : QApplication::topLevelWidgets()) {
+        if (window != this)
+            window->close();
+    }
+    m_unloaded = true;
+    QCoreApplication::quit();
+}
+
+void MainWindow::onStartUpTimer()
+{
+    m_timerStartUp.stop();
+    if (!m_arguments.isEmpty()) {
+        OpenFileFromText(m_arguments.first());
+    } else {
+        raise();
+        activateWindow();
+        m_timerTags.start();
+    }
+    m_cmd[BtnAddFiles]->setEnabled(true);
+}
+
+void MainWindow::onTagsTimer()
+{
+    m_timerTags.stop();
+    m_tipWindowPos = pos();
+    m_timerCheckMoveForm.start();
+    m_dropPicture->hide();
+    m_tip->ShowGettingStartedTip(SkinImageFolder());
+    m_cmd[BtnAddFiles]->setEnabled(true);
+}
+
+void MainWindow::onCheckMoveTimer()
+{
+    if (pos() != m_tipWindowPos && m_tip->state() == TipPopup::Showing)
+        m_tip->closeTip();
+    if (m_tip->state() == TipPopup::Closed)
+        m_timerCheckMoveForm.stop();
+}
+
+void MainWindow::onTipStateChanged(int state)
+{
+    if (state == TipPopup::Closed)
+        m_dropPicture->show();
+}
+
+void MainWindow::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::WindowStateChange && isMinimized())
+        m_tip->closeTip();
+    QMainWindow::changeEvent(event);
+}
+
+bool MainWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_listFake && event->type() == QEvent::Resize)
+        placeDropPicture();
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::placeDropPicture()
+{
+    m_dropPicture->adjustSize();
+    m_dropPicture->move(
+        m_listFake->width() / 2 - m_dropPicture->width() / 2, m_listFake->height() / 2);
+}
+
+void MainWindow::openFolderCommand()
+{
+    const QString folder = m_outputPath->text();
+    if (!QFileInfo(folder.trimmed()).isDir()) {
+        ShowMessage(
+            folder + QStringLiteral("\n\nPath not found!"), MsgInformation, QString(), this);
+        m_outputPath->selectAll();
+        m_outputPath->setFocus();
+        return;
+    }
+    OpenOutputFolder(this, folder.trimmed(), false, false);
+}
+
+void MainWindow::browseFolderCommand()
+{
+    const QString start = m_outputPath->text().trimmed();
+    QString chosen
+        = QFileDialog::getExistingDirectory(this, QStringLiteral("Output Folder"), start);
+    if (chosen.isEmpty())
+        chosen = start;
+    m_outputPath->setText(WithTrailingSeparator(QDir::fromNativeSeparators(chosen)));
+    RegWriteText(m_identity.settingsKey, QStringLiteral("OutputPath"), m_outputPath->text());
+}
+
+void MainWindow::outputPathEdited()
+{
+    m_outputPath->setText(WithTrailingSeparator(m_outputPath->text()));
+}
+
+void MainWindow::OpenFileFromText(const QString &text)
+{
+    if (GetConvertButtonState() != 0 || !isEnabled())
+        return;
+    emit openFileRequested(text);
+}
+
+} // namespace sonivert

@@ -1,0 +1,153 @@
+#pragma once
+
+#include <QMainWindow>
+#include <QStringList>
+#include <QTimer>
+#include <array>
+#include <functional>
+
+class QCheckBox;
+class QComboBox;
+class QGroupBox;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QMenu;
+class QProgressBar;
+class QPushButton;
+class QTableView;
+
+namespace sonivert {
+
+class TipPopup;
+
+// Indices of the Cmd_FileListView button array.
+enum ListButton : int {
+    BtnAddFiles = 0,
+    BtnRemove = 1,
+    BtnClearList = 2,
+    BtnConvert = 3,
+    BtnStop = 4,
+    BtnOpenFolder = 5,
+    BtnSetting = 6,
+    BtnBrowseFolder = 7,
+    BtnTrim = 8,
+};
+
+enum class ControlsMode : int {
+    Normal = 0,
+    Converting = 1,
+    ListState = 2,
+};
+
+// frmMain: hosts the file list, the list commands, the output choice, the conversion group and
+// the information panel. Rules live in core models; this class binds them to widgets.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+public:
+    struct Identity
+    {
+        QString companyName;
+        QString productName;
+        QString settingsKey;
+    };
+
+    explicit MainWindow(const Identity &identity, QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+    // The load sequence; arguments are the command-line files (only the first is ever opened).
+    void Load(const QStringList &arguments);
+
+    void SetControlsState(ControlsMode mode, bool flag);
+    int GetConvertButtonState() const;
+    void SetConvertButtonState(int state);
+
+    // What the close query and unload do with a running conversion; the engine fills these in.
+    struct RunHooks
+    {
+        std::function<void()> toggleConvert; // the Convert command: pauses or resumes a run
+        std::function<void()> stopEngine; // StopTasks + ClearTasks, waiting for the children
+    };
+    void setRunHooks(RunHooks hooks) { m_runHooks = std::move(hooks); }
+
+    // The settings dialog's choice controls follow the window's control state as a whole.
+    void setFormatChoicesEnabler(std::function<void(bool)> enabler)
+    {
+        m_formatChoicesEnabled = std::move(enabler);
+    }
+
+    QPushButton *listButton(int index) const { return m_cmd[size_t(index)]; }
+    TipPopup *tipPopup() const { return m_tip; }
+    bool isUnloaded() const { return m_unloaded; }
+
+    // Opens a file named on the command line or handed over by a second start.
+    void OpenFileFromText(const QString &text);
+
+signals:
+    void addFilesRequested();
+    void openFileRequested(const QString &path);
+    void settingsRequested();
+    void diagnoseRequested();
+    void moreInfoRequested();
+    void trimRequested();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+    void changeEvent(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildLayout();
+    QWidget *buildListArea();
+    QWidget *buildSidePanel();
+    QWidget *buildOutputArea();
+    QWidget *buildConvertArea();
+    void connectCommands();
+
+    bool closeQuery();
+    void Unload();
+
+    void onStartUpTimer();
+    void onTagsTimer();
+    void onCheckMoveTimer();
+    void onTipStateChanged(int state);
+    void placeDropPicture();
+
+    void openFolderCommand();
+    void browseFolderCommand();
+    void outputPathEdited();
+
+    Identity m_identity;
+    QStringList m_arguments;
+    bool m_unloaded = false;
+    RunHooks m_runHooks;
+    std::function<void(bool)> m_formatChoicesEnabled;
+
+    std::array<QPushButton *, 9> m_cmd {};
+    QListWidget *m_listFake = nullptr;
+    QLabel *m_dropPicture = nullptr;
+    QTableView *m_fileView = nullptr;
+    QComboBox *m_outputFormat = nullptr;
+    QComboBox *m_outputPreset = nullptr;
+    std::array<QLabel *, 3> m_outputLabels {};
+    QLineEdit *m_outputPath = nullptr;
+    QGroupBox *m_outputFolderGroup = nullptr;
+    QGroupBox *m_convertGroup = nullptr;
+    QProgressBar *m_totalBar = nullptr;
+    QCheckBox *m_threadMode = nullptr;
+    QLineEdit *m_threadCount = nullptr;
+    std::array<QLabel *, 9> m_infoTitles {};
+    std::array<QLabel *, 9> m_infoValues {};
+    QPushButton *m_moreInfo = nullptr;
+    QPushButton *m_diagnose = nullptr;
+    TipPopup *m_tip = nullptr;
+
+    QTimer m_timerStartUp;
+    QTimer m_timerTags;
+    QTimer m_timerCheckMoveForm;
+    QTimer m_timerConversionElapsed;
+    QPoint m_tipWindowPos;
+};
+
+} // namespace sonivert

@@ -1,0 +1,226 @@
+// Building the main window's widgets. Behaviour lives in main_window.cpp.
+#include "gui/app/main_window.h"
+#include "gui/app/tip_popup.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QFormLayout>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QIntValidator>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTableView>
+#include <QVBoxLayout>
+
+namespace sonivert {
+
+namespace {
+
+const char *const ButtonCaptions[] = {
+    "Add Files",
+    "Remove",
+    "Clear List",
+    "Convert Now",
+    "Stop",
+    "Open Folder",
+    "Setting",
+    "...",
+    "Trim",
+};
+
+const char *const InfoCaptions[] = {
+    "Video Codec :",
+    "Frame Size :",
+    "Video Bitrate :",
+    "Frame Rate :",
+    "Audio Codec :",
+    "Sample Rate :",
+    "Audio Bitrate :",
+    "Channels :",
+    "Aspect Ratio :",
+};
+
+template<typename T> T *named(T *widget, const QString &name)
+{
+    widget->setObjectName(name);
+    return widget;
+}
+
+} // namespace
+
+void MainWindow::buildLayout()
+{
+    for (int i = 0; i < int(m_cmd.size()); ++i) {
+        m_cmd[size_t(i)] = named(new QPushButton(QString::fromLatin1(ButtonCaptions[i])),
+            QStringLiteral("Cmd_FileListView_%1").arg(i));
+        m_cmd[size_t(i)]->setIconSize(QSize(24, 24));
+    }
+
+    auto *toolbar = new QHBoxLayout;
+    toolbar->setSpacing(6);
+    for (int i : { BtnAddFiles, BtnRemove, BtnClearList, BtnTrim }) {
+        m_cmd[size_t(i)]->setMinimumHeight(36);
+        toolbar->addWidget(m_cmd[size_t(i)]);
+    }
+    toolbar->addStretch(1);
+    m_diagnose = named(new QPushButton(QStringLiteral("Diagnose")), QStringLiteral("Cmd_Diagnose"));
+    m_diagnose->setMinimumHeight(36);
+    toolbar->addWidget(m_diagnose);
+
+    auto *middle = new QHBoxLayout;
+    middle->addWidget(buildListArea(), 1);
+    middle->addWidget(buildSidePanel());
+
+    auto *central = new QWidget;
+    auto *layout = new QVBoxLayout(central);
+    layout->setContentsMargins(10, 10, 10, 10);
+    layout->setSpacing(8);
+    layout->addLayout(toolbar);
+    layout->addLayout(middle, 1);
+    layout->addWidget(buildOutputArea());
+    layout->addWidget(buildConvertArea());
+    setCentralWidget(central);
+
+    m_tip = new TipPopup(this);
+    resize(1080, 680);
+    setMinimumSize(820, 560);
+}
+
+QWidget *MainWindow::buildListArea()
+{
+    auto *area = new QWidget;
+    auto *grid = new QGridLayout(area);
+    grid->setContentsMargins(0, 0, 0, 0);
+
+    m_listFake = named(new QListWidget, QStringLiteral("ListBox_Fake"));
+    m_listFake->setFocusPolicy(Qt::NoFocus);
+    m_listFake->setSelectionMode(QAbstractItemView::NoSelection);
+    m_listFake->installEventFilter(this);
+    m_dropPicture = named(new QLabel(m_listFake), QStringLiteral("Pic_DragDrop"));
+    m_dropPicture->setAttribute(Qt::WA_TransparentForMouseEvents);
+    m_dropPicture->hide();
+
+    m_fileView = named(new QTableView, QStringLiteral("FileViewMain"));
+    m_fileView->setSelectionBehavior(QAbstractItemView::SelectRows);
+    m_fileView->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_fileView->setContextMenuPolicy(Qt::CustomContextMenu);
+    m_fileView->verticalHeader()->hide();
+    m_fileView->horizontalHeader()->setStretchLastSection(true);
+    m_fileView->hide();
+
+    grid->addWidget(m_listFake, 0, 0);
+    grid->addWidget(m_fileView, 0, 0);
+    return area;
+}
+
+QWidget *MainWindow::buildSidePanel()
+{
+    auto *panel = new QWidget;
+    panel->setFixedWidth(270);
+    auto *column = new QVBoxLayout(panel);
+    column->setContentsMargins(0, 0, 0, 0);
+
+    auto *info
+        = named(new QGroupBox(QStringLiteral("Properties")), QStringLiteral("GroupBox_Properties"));
+    auto *form = new QFormLayout(info);
+    form->setLabelAlignment(Qt::AlignLeft);
+    form->setHorizontalSpacing(8);
+    for (int i = 0; i < int(m_infoTitles.size()); ++i) {
+        m_infoTitles[size_t(i)] = named(new QLabel(QString::fromLatin1(InfoCaptions[i])),
+            QStringLiteral("lbl_InputFileTitle_%1").arg(i));
+        m_infoValues[size_t(i)] = named(new QLabel, QStringLiteral("lbl_InputFileValue_%1").arg(i));
+        m_infoValues[size_t(i)]->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        m_infoValues[size_t(i)]->setWordWrap(true);
+        form->addRow(m_infoTitles[size_t(i)], m_infoValues[size_t(i)]);
+    }
+    m_moreInfo = named(new QPushButton(QStringLiteral("More")), QStringLiteral("Cmd_MoreInfo"));
+    auto *moreRow = new QHBoxLayout;
+    moreRow->addStretch(1);
+    moreRow->addWidget(m_moreInfo);
+    form->addRow(moreRow);
+    column->addWidget(info);
+
+    auto *other = named(new QGroupBox(QStringLiteral("Other")), QStringLiteral("GroupBox_Other"));
+    auto *otherRow = new QHBoxLayout(other);
+    m_threadMode
+        = named(new QCheckBox(QStringLiteral("Thread Mode")), QStringLiteral("chkThreadMode"));
+    m_threadCount = named(new QLineEdit(QStringLiteral("1")), QStringLiteral("txtThreadCount"));
+    m_threadCount->setValidator(new QIntValidator(0, 64, m_threadCount));
+    m_threadCount->setMaximumWidth(48);
+    otherRow->addWidget(m_threadMode);
+    otherRow->addStretch(1);
+    otherRow->addWidget(
+        named(new QLabel(QStringLiteral("Thread Count")), QStringLiteral("lbl_ThreadCount")));
+    otherRow->addWidget(m_threadCount);
+    column->addWidget(other);
+    column->addStretch(1);
+    return panel;
+}
+
+QWidget *MainWindow::buildOutputArea()
+{
+    auto *box = new QWidget;
+    auto *grid = new QGridLayout(box);
+    grid->setContentsMargins(0, 0, 0, 0);
+    grid->setHorizontalSpacing(8);
+
+    const char *const captions[] = { "Output Format :", "Format Preset :", "Output Folder :" };
+    for (int i = 0; i < 3; ++i) {
+        m_outputLabels[size_t(i)] = named(new QLabel(QString::fromLatin1(captions[i])),
+            QStringLiteral("lbl_OutputFileTitle_%1").arg(i));
+    }
+    m_outputFormat = named(new QComboBox, QStringLiteral("Cmb_OutputFormat"));
+    m_outputFormat->setMinimumWidth(160);
+    m_outputPreset = named(new QComboBox, QStringLiteral("Cmd_OutputPreset"));
+    m_outputPreset->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+
+    auto *formatRow = new QHBoxLayout;
+    formatRow->addWidget(m_outputLabels[0]);
+    formatRow->addWidget(m_outputFormat);
+    formatRow->addSpacing(12);
+    formatRow->addWidget(m_outputLabels[1]);
+    formatRow->addWidget(m_outputPreset, 1);
+    formatRow->addWidget(m_cmd[BtnSetting]);
+    grid->addLayout(formatRow, 0, 0);
+
+    m_outputFolderGroup = named(new QGroupBox, QStringLiteral("GroupBox_OutputFolder"));
+    m_outputFolderGroup->setFlat(true);
+    auto *folderRow = new QHBoxLayout(m_outputFolderGroup);
+    folderRow->setContentsMargins(0, 0, 0, 0);
+    m_outputPath = named(new QLineEdit, QStringLiteral("Txt_OutputPath"));
+    m_cmd[BtnBrowseFolder]->setFixedWidth(40);
+    m_cmd[BtnBrowseFolder]->setToolTip(QStringLiteral("Choose the output folder"));
+    folderRow->addWidget(m_outputLabels[2]);
+    folderRow->addWidget(m_outputPath, 1);
+    folderRow->addWidget(m_cmd[BtnBrowseFolder]);
+    folderRow->addWidget(m_cmd[BtnOpenFolder]);
+    grid->addWidget(m_outputFolderGroup, 1, 0);
+    return box;
+}
+
+QWidget *MainWindow::buildConvertArea()
+{
+    m_convertGroup = named(new QGroupBox, QStringLiteral("GroupBox_ConvertStop"));
+    auto *row = new QHBoxLayout(m_convertGroup);
+    m_totalBar = named(new QProgressBar, QStringLiteral("ProgressBar_Total"));
+    m_totalBar->setRange(0, 100);
+    m_totalBar->setValue(0);
+    m_totalBar->setFormat(QStringLiteral("%p%"));
+    m_cmd[BtnConvert]->setMinimumHeight(44);
+    m_cmd[BtnStop]->setMinimumHeight(44);
+    m_cmd[BtnStop]->setFixedWidth(110);
+    m_cmd[BtnConvert]->setIconSize(QSize(28, 28));
+    row->addWidget(m_totalBar, 1);
+    row->addSpacing(8);
+    row->addWidget(m_cmd[BtnConvert]);
+    row->addWidget(m_cmd[BtnStop]);
+    return m_convertGroup;
+}
+
+} // namespace sonivert

@@ -1,0 +1,58 @@
+#include "gui/app/messages.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPushButton>
+
+namespace sonivert {
+
+namespace {
+
+QMessageBox::Icon iconFor(int style)
+{
+    switch (style & 0x70) {
+    case 16:
+        return QMessageBox::Critical;
+    case 32:
+        return QMessageBox::Question;
+    case 48:
+        return QMessageBox::Warning;
+    case 64:
+        return QMessageBox::Information;
+    default:
+        return QMessageBox::NoIcon;
+    }
+}
+
+bool asksYesNo(int style)
+{
+    return (style & 0x0f) == 4;
+}
+
+} // namespace
+
+int ShowMessage(const QString &prompt, int style, const QString &title, QWidget *parent)
+{
+    if (!parent)
+        parent = QApplication::activeWindow();
+    QMessageBox box(parent);
+    box.setObjectName(QStringLiteral("MessageBox"));
+    box.setIcon(iconFor(style));
+    box.setWindowTitle(title);
+    box.setText(prompt);
+    if (asksYesNo(style)) {
+        QPushButton *yes = box.addButton(QMessageBox::Yes);
+        QPushButton *no = box.addButton(QMessageBox::No);
+        box.setDefaultButton(yes);
+        box.setEscapeButton(no);
+        box.exec();
+        return box.clickedButton() == yes ? ResultYes : ResultNo;
+    }
+    QPushButton *ok = box.addButton(QMessageBox::Ok);
+    box.setDefaultButton(ok);
+    box.setEscapeButton(ok);
+    box.exec();
+    return ResultOk;
+}
+
+} // namespace sonivert

@@ -1,0 +1,202 @@
+#include "core/app/folders.h"
+#include "core/app/settings_store.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <unistd.h>
+
+using namespace sonivert;
+
+namespace {
+
+const QString Key = QStringLiteral("Software/Corvallo/SonivertTest");
+
+QString home()
+{
+    return QDir::homePath();
+}
+
+void removeUserFolders()
+{
+    for (const char *name : { "Music", "Documents", "Desktop" })
+        QDir(home() + QLatin1Char('/') + QLatin1String(name)).removeRecursively();
+}
+
+QString makeUserFolder(const char *name)
+{
+    const QString path = home() + QLatin1Char('/') + QLatin1String(name);
+    QDir().mkpath(path);
+    return path + QLatin1Char('/');
+}
+
+} // namespace
+
+class FoldersSettingsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        // Each test runs with a home folder of its own (see the test harness), never the real one.
+        QVERIFY(home().contains(QLatin1String("test-env")));
+        QFile::remove(SettingsFilePath(Key));
+        removeUserFolders();
+    }
+
+    void settingsRoundTrip_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("one character") << "x";
+        QTest::newRow("empty") << "";
+        QTest::newRow("blanks kept") << "  padded  ";
+        QTest::newRow("INI syntax characters") << "a=b; c, d [e] \"f\" #g";
+        QTest::newRow("path") << "/home/me/Music/";
+        QTest::newRow("non-ASCII") << QStringLiteral("Müsik/音楽");
+        QTest::newRow("line break") << "first\nsecond";
+        QTest::newRow("looks like a list") << "a,b,c";
+    }
+    void settingsRoundTrip()
+    {
+        QFETCH(QString, text);
+        QVERIFY(RegWriteText(Key, QStringLiteral("OutputPath"), text));
+        QCOMPARE(RegReadText(Key, QStringLiteral("OutputPath")), text);
+    }
+
+    void readingAMissingKeyCreatesNothing()
+    {
+        QCOMPARE(RegReadText(Key, QStringLiteral("InputPath")), QString());
+        QVERIFY(!QFileInfo::exists(SettingsFilePath(Key)));
+        QVERIFY(RegWriteText(Key, QStringLiteral("Other"), QStringLiteral("1")));
+        QCOMPARE(RegReadText(Key, QStringLiteral("InputPath")), QString());
+    }
+
+    void anUnreadableSettingsFileReadsEmpty()
+    {
+        // A folder where the file should be: nothing can be read or written, and nothing breaks.
+        QDir().mkpath(SettingsFilePath(Key));
+        QCOMPARE(RegReadText(Key, QStringLiteral("OutputPath")), QString());
+        QVERIFY(!RegWriteText(Key, QStringLiteral("OutputPath"), QStringLiteral("x")));
+        QDir(SettingsFilePath(Key)).removeRecursively();
+    }
+
+    void booleanTexts()
+    {
+        QVERIFY(TextToBool(QStringLiteral(" TRUE "), false));
+        QVERIFY(!TextToBool(QStringLiteral("False"), true));
+        QVERIFY(TextToBool(QStringLiteral("-1"), false));
+        QVERIFY(!TextToBool(QStringLiteral("0"), true));
+        QVERIFY(TextToBool(QString(), true));
+        QVERIFY(!TextToBool(QStringLiteral("maybe"), false));
+        QVERIFY(LoadSettings(Key).updateActive);
+        RegWriteText(Key, QStringLiteral("UpdateActive"), QStringLiteral("false"));
+        QVERIFY(!LoadSettings(Key).updateActive);
+    }
+
+    void defaultFolderFallsBackInOrder()
+    {
+        QCOMPARE(DefaultUserFolder(), QString());
+        const QString desktop = makeUserFolder("Desktop");
+        QCOMPARE(DefaultUserFolder(), desktop);
+        const QString documents = makeUserFolder("Documents");
+        QCOMPARE(DefaultUserFolder(), documents);
+        const QString music = makeUserFolder("Music");
+        QCOMPARE(DefaultUserFolder(), music);
+    }
+
+    void setupFoldersCreatesDataFoldersAndReadsPaths()
+    {
+        const QString documents = makeUserFolder("Documents");
+        RegWriteText(Key, QStringLiteral("OutputPath"), QStringLiteral("  /srv/out/  "));
+        const AppFolders &f = SetupFolders(QStringLiteral("/opt/sonivert/bin"), Key);
+
+        const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation)
+            + QStringLiteral("/Corvallo/Sonivert/");
+        QCOMPARE(f.dataFolder, data);
+        QCOMPARE(f.tempFolder, data + QStringLiteral("Temp/"));
+        QVERIFY(QFileInfo(f.tempFolder).isDir());
+        QCOMPARE(f.analyzerReportFile, f.tempFolder + QStringLiteral("analyzer-reports.tmp"));
+        QCOMPARE(f.userPresetFolder, data + QStringLiteral("User/Preset/"));
+        QVERIFY(!QFileInfo::exists(f.userPresetFolder));
+        QCOMPARE(f.librariesFolder, QStringLiteral("/opt/sonivert/bin/Libs"));
+        QCOMPARE(f.skinFolder, QStringLiteral("/opt/sonivert/bin/Skin/"));
+        QCOMPARE(f.outputPath, QStringLiteral("/srv/out/"));
+        // No music folder on this account: the input folder falls back to documents.
+        QCOMPARE(f.inputPath, documents);
+        QCOMPARE(Folders().tempFolder, f.tempFolder);
+    }
+
+    void checkOutputFolderFillsAnEmptyBox()
+    {
+        const QString documents = makeUserFolder("Documents");
+        QString box = QStringLiteral("   ");
+        QVERIFY(CheckOutputFolder(box));
+        QCOMPARE(box, documents);
+    }
+
+    void checkOutputFolderCreatesMissingFolders()
+    {
+        QTemporaryDir dir;
+        QString box = dir.filePath(QStringLiteral("a/b/c"));
+        QVERIFY(CheckOutputFolder(box));
+        QVERIFY(QFileInfo(box).isDir());
+        QCOMPARE(
+            QDir(box).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden).size(), 0);
+    }
+
+    void checkOutputFolderKeepsTheUsersLogFile()
+    {
+        QTemporaryDir dir;
+        QFile log(dir.filePath(QStringLiteral("log.txt")));
+        QVERIFY(log.open(QIODevice::WriteOnly));
+        log.write("my own notes\n");
+        log.close();
+
+        QString box = dir.path() + QLatin1Char('/');
+        QVERIFY(CheckOutputFolder(box));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QCOMPARE(log.readAll(), QByteArray("my own notes\n"));
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    }
+
+    void checkOutputFolderRefusesWhatCannotBeWritten()
+    {
+        QTemporaryDir dir;
+        const QString file = dir.filePath(QStringLiteral("plain-file"));
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.close();
+
+        QString notAFolder = file;
+        QVERIFY(!CheckOutputFolder(notAFolder));
+        QString underAFile = file + QStringLiteral("/sub");
+        QVERIFY(!CheckOutputFolder(underAFile));
+        QString kernelFolder = QStringLiteral("/proc/");
+        QVERIFY(!CheckOutputFolder(kernelFolder));
+
+        if (geteuid() != 0) {
+            const QString locked = dir.filePath(QStringLiteral("locked"));
+            QDir().mkpath(locked);
+            QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
+            QString box = locked;
+            QVERIFY(!CheckOutputFolder(box));
+            QFile::setPermissions(locked, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            QVERIFY(QDir(locked).isEmpty());
+        }
+    }
+
+    void trailingSeparator()
+    {
+        QCOMPARE(WithTrailingSeparator(QStringLiteral("/tmp/out")), QStringLiteral("/tmp/out/"));
+        QCOMPARE(WithTrailingSeparator(QStringLiteral(" /tmp/out ")), QStringLiteral("/tmp/out/"));
+        QCOMPARE(WithTrailingSeparator(QStringLiteral("/tmp/out/")), QStringLiteral("/tmp/out/"));
+        QCOMPARE(WithTrailingSeparator(QStringLiteral("  ")), QStringLiteral("  "));
+    }
+};
+
+QTEST_GUILESS_MAIN(FoldersSettingsTest)
+#include "folders_settings_test.moc"

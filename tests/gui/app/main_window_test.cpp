@@ -1,0 +1,276 @@
+#include "core/app/app_flags.h"
+#include "core/app/folders.h"
+#include "core/app/settings_store.h"
+#include "gui/app/main_window.h"
+#include "gui/app/tip_popup.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTableView>
+#include <QTest>
+#include <QTimer>
+
+using namespace sonivert;
+
+namespace {
+
+const QString Key = QStringLiteral("Software/Corvallo/Sonivert");
+
+// Answers the next message box with the given button and records its text.
+void answerNextMessage(QMessageBox::StandardButton answer, QString *seenText = nullptr)
+{
+    QTimer::singleShot(0, [=] {
+        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (!box) {
+            answerNextMessage(answer, seenText);
+            return;
+        }
+        if (seenText)
+            *seenText = box->text();
+        box->button(answer)->click();
+    });
+}
+
+struct FakeRun
+{
+    MainWindow *window;
+    int toggles = 0;
+    int stops = 0;
+
+    MainWindow::RunHooks hooks()
+    {
+        return { [this] {
+                    ++toggles;
+                    window->SetConvertButtonState(window->GetConvertButtonState() == 1 ? 2 : 1);
+                },
+            [this] {
+                ++stops;
+            } };
+    }
+};
+
+} // namespace
+
+class MainWindowTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<MainWindow> window;
+
+    template<typename T> T *child(const char *name) const
+    {
+        T *w = window->findChild<T *>(QLatin1String(name));
+        if (!w)
+            qFatal("no child %s", name);
+        return w;
+    }
+    bool enabled(int button) const { return window->listButton(button)->isEnabled(); }
+
+private slots:
+    void initTestCase() { SetupFolders(QStringLiteral(SONIVERT_BIN_DIR), Key); }
+
+    void init()
+    {
+        Flags() = AppFlags {};
+        window = std::make_unique<MainWindow>(
+            MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
+    }
+    void cleanup() { window.reset(); }
+
+    void loadTitlesAndStartsInTheEmptyListState()
+    {
+        window->Load({});
+        window->show();
+        QCOMPARE(window->windowTitle(), QStringLiteral("Corvallo Sonivert"));
+        QCOMPARE(window->GetConvertButtonState(), 0);
+        QCOMPARE(window->listButton(BtnConvert)->text(), QStringLiteral("Convert Now"));
+        QVERIFY(!Flags().isUnloading);
+        QVERIFY(child<QListWidget>("ListBox_Fake")->isVisible());
+        QVERIFY(!child<QTableView>("FileViewMain")->isVisible());
+        // Add Files waits for the start-up timer.
+        QVERIFY(!enabled(BtnAddFiles));
+        QTRY_VERIFY_WITH_TIMEOUT(enabled(BtnAddFiles), 2000);
+        QCOMPARE(child<QLineEdit>("Txt_OutputPath")->text(), Folders().outputPath);
+    }
+
+    void controlStates()
+    {
+        window->show();
+        const auto onlyTheseButtons = [this](std::initializer_list<int> on) {
+            for (int i = 0; i <= BtnTrim; ++i) {
+                const bool expected = std::find(on.begin(), on.end(), i) != on.end();
+                if (enabled(i) != expected)
+                    return false;
+            }
+            return true;
+        };
+        auto *fake = child<QListWidget>("ListBox_Fake");
+        auto *grid = child<QTableView>("FileViewMain");
+        auto *format = child<QComboBox>("Cmb_OutputFormat");
+        auto *preset = child<QComboBox>("Cmd_OutputPreset");
+        auto *path = child<QLineEdit>("Txt_OutputPath");
+        bool dialogChoices = true;
+        window->setFormatChoicesEnabler([&](bool on) { dialogChoices = on; });
+
+        window->SetControlsState(ControlsMode::Normal, true);
+        QVERIFY(!fake->isVisible() && grid->isVisible() && grid->isEnabled());
+        QVERIFY(onlyTheseButtons({ 0, 1, 2, 3, 4, 5, 6, 7, 8 }));
+        QVERIFY(format->isEnabled() && preset->isEnabled() && path->isEnabled() && dialogChoices);
+
+        window->SetControlsState(ControlsMode::Converting, false);
+        QVERIFY(!fake->isVisible() && grid->isVisible() && grid->isEnabled());
+        QVERIFY(onlyTheseButtons({ BtnConvert, BtnStop }));
+        QVERIFY(
+            !format->isEnabled() && !preset->isEnabled() && !path->isEnabled() && !dialogChoices);
+        QVERIFY(!child<QLabel>("lbl_OutputFileTitle_0")->isEnabled());
+
+        window->SetControlsState(ControlsMode::Normal, false);
+        QVERIFY(fake->isVisible() && !grid->isVisible());
+        QVERIFY(onlyTheseButtons({}));
+
+        // An emptied list leaves only Add Files, Open Folder, Setting, "..." and the format list.
+        window->SetControlsState(ControlsMode::Normal, true);
+        window->SetControlsState(ControlsMode::ListState, false);
+        QVERIFY(fake->isVisible() && !grid->isVisible());
+        QVERIFY(onlyTheseButtons({ BtnAddFiles, BtnOpenFolder, BtnSetting, BtnBrowseFolder }));
+        QVERIFY(format->isEnabled());
+
+        window->SetControlsState(ControlsMode::ListState, true);
+        QVERIFY(!fake->isVisible() && grid->isVisible());
+        QVERIFY(onlyTheseButtons({ 0, 1, 2, 3, 4, 5, 6, 7, 8 }));
+    }
+
+    void convertButtonCarriesTheRunState()
+    {
+        QPushButton *convert = window->listButton(BtnConvert);
+        window->SetConvertButtonState(1);
+        QCOMPARE(convert->text(), QStringLiteral("Pause"));
+        QCOMPARE(convert->width(), 128);
+        QCOMPARE(window->GetConvertButtonState(), 1);
+        window->SetConvertButtonState(2);
+        QCOMPARE(convert->text(), QStringLiteral("Resume"));
+        window->SetConvertButtonState(0);
+        QCOMPARE(convert->text(), QStringLiteral("Convert Now"));
+        QCOMPARE(convert->width(), 192);
+        convert->setProperty("tag", QStringLiteral("7"));
+        QCOMPARE(window->GetConvertButtonState(), 0);
+    }
+
+    void closingWhileIdleQuitsAtOnce()
+    {
+        FakeRun run { window.get() };
+        window->setRunHooks(run.hooks());
+        window->Load({});
+        window->show();
+        QVERIFY(window->close());
+        QVERIFY(window->isUnloaded());
+        QVERIFY(Flags().isUnloading);
+        QCOMPARE(run.toggles, 0);
+        QCOMPARE(RegReadText(Key, QStringLiteral("WinTagInfo")), QString());
+    }
+
+    void closingWhileConvertingPausesAndAsks_data()
+    {
+        QTest::addColumn<int>("runState");
+        QTest::addColumn<bool>("answerYes");
+        QTest::newRow("running, No resumes") << 1 << false;
+        QTest::newRow("running, Yes ends") << 1 << true;
+        QTest::newRow("paused by the user, No resumes") << 2 << false;
+        QTest::newRow("paused by the user, Yes ends") << 2 << true;
+    }
+    void closingWhileConvertingPausesAndAsks()
+    {
+        QFETCH(int, runState);
+        QFETCH(bool, answerYes);
+        FakeRun run { window.get() };
+        window->setRunHooks(run.hooks());
+        window->show();
+        window->SetConvertButtonState(runState);
+
+        QString question;
+        answerNextMessage(answerYes ? QMessageBox::Yes : QMessageBox::No, &question);
+        const bool closed = window->close();
+
+        QCOMPARE(question,
+            QStringLiteral(
+                "Conversion is not completed!\nAre you sure you want to terminate it ?"));
+        QCOMPARE(closed, answerYes);
+        QCOMPARE(window->isUnloaded(), answerYes);
+        if (answerYes) {
+            QCOMPARE(run.stops, 1);
+            QCOMPARE(window->GetConvertButtonState(), 2); // paused, then stopped by the unload
+        } else {
+            // Whatever the state before, the conversion runs again afterwards.
+            QCOMPARE(window->GetConvertButtonState(), 1);
+            QCOMPARE(run.stops, 0);
+        }
+    }
+
+    void outputFolderBoxGetsItsSeparatorWhenLeft()
+    {
+        window->show();
+        auto *path = child<QLineEdit>("Txt_OutputPath");
+        path->setText(QStringLiteral("/tmp/somewhere"));
+        emit path->editingFinished();
+        QCOMPARE(path->text(), QStringLiteral("/tmp/somewhere/"));
+        path->setText(QString());
+        emit path->editingFinished();
+        QCOMPARE(path->text(), QString());
+    }
+
+    void openFolderOnAMissingFolderSaysSoAndCreatesNothing()
+    {
+        window->show();
+        window->SetControlsState(ControlsMode::ListState, false);
+        auto *path = child<QLineEdit>("Txt_OutputPath");
+        const QString missing = QDir::tempPath() + QStringLiteral("/not-there/");
+        path->setText(missing);
+        QString message;
+        answerNextMessage(QMessageBox::Ok, &message);
+        window->listButton(BtnOpenFolder)->click();
+        QCOMPARE(message, missing + QStringLiteral("\n\nPath not found!"));
+        QVERIFY(!QFileInfo::exists(missing));
+        QCOMPARE(path->selectedText(), missing);
+    }
+
+    void tipSitsBesideTheListAndClosesWhenTheWindowMoves()
+    {
+        QCOMPARE(TipPopup::placeFor(QPoint(100, 50)), QPoint(485, 247));
+        window->Load({});
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        TipPopup *tip = window->tipPopup();
+        QTRY_COMPARE_WITH_TIMEOUT(tip->state(), TipPopup::Showing, 2000);
+        QCOMPARE(tip->pos(), QPoint(385, 197));
+        auto *dropPicture = child<QLabel>("Pic_DragDrop");
+        QVERIFY(!dropPicture->isVisible());
+
+        window->move(window->pos() + QPoint(40, 30));
+        QTRY_COMPARE_WITH_TIMEOUT(tip->state(), TipPopup::Closed, 1000);
+        QVERIFY(dropPicture->isVisible());
+        auto *moveTimer = window->findChild<QTimer *>(QStringLiteral("Timer_CheckMoveForm"));
+        QTRY_VERIFY(!moveTimer->isActive());
+    }
+
+    void aFileOnTheCommandLineSkipsTheTip()
+    {
+        QSignalSpy opened(window.get(), &MainWindow::openFileRequested);
+        window->Load({ QStringLiteral("/data/clip.mp4"), QStringLiteral("/data/other.mp4") });
+        window->show();
+        QTRY_COMPARE_WITH_TIMEOUT(opened.count(), 1, 2000);
+        QCOMPARE(opened.first().first().toString(), QStringLiteral("/data/clip.mp4"));
+        QTest::qWait(400);
+        QCOMPARE(window->tipPopup()->state(), TipPopup::Closed);
+        QCOMPARE(opened.count(), 1);
+    }
+};
+
+QTEST_MAIN(MainWindowTest)
+#include "main_window_test.moc"
