@@ -1,0 +1,155 @@
+#include "core/media/media_item.h"
+#include "support/media_maker.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace sonivert;
+using sonivert::test::ClipOptions;
+using sonivert::test::CliProgram;
+using sonivert::test::MakeClip;
+
+class ProbeCommandTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir_;
+    QString clip_;
+    QString song_;
+    QString text_;
+
+    struct Run
+    {
+        int exitCode = -1;
+        QByteArray out;
+        QByteArray err;
+    };
+
+    static Run run(const QStringList &args)
+    {
+        QProcess cli;
+        cli.start(CliProgram(), QStringList { QStringLiteral("probe") } + args);
+        Run result;
+        if (!cli.waitForFinished(60000))
+            return result;
+        result.exitCode = cli.exitStatus() == QProcess::NormalExit ? cli.exitCode() : -1;
+        result.out = cli.readAllStandardOutput();
+        result.err = cli.readAllStandardError();
+        return result;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(dir_.isValid());
+        clip_ = dir_.filePath(QStringLiteral("clip.mkv"));
+        ClipOptions options;
+        options.extraOutputArgs = { QStringLiteral("-metadata"), QStringLiteral("title=Title") };
+        QVERIFY(MakeClip(clip_, options));
+        song_ = dir_.filePath(QStringLiteral("song.mp3"));
+        ClipOptions audio;
+        audio.video = false;
+        audio.channelLayout = QStringLiteral("mono");
+        QVERIFY(MakeClip(song_, audio));
+        text_ = dir_.filePath(QStringLiteral("notes.mkv"));
+        QFile f(text_);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("plain text");
+    }
+
+    void jsonHasOneObjectPerFileInArgumentOrder()
+    {
+        const QString missing = dir_.filePath(QStringLiteral("missing.mp4"));
+        const Run r = run({ QStringLiteral("--json"), text_, clip_, missing, song_ });
+        QCOMPARE(r.exitCode, 1);
+        QJsonParseError error;
+        const QJsonDocument doc = QJsonDocument::fromJson(r.out, &error);
+        QCOMPARE(error.error, QJsonParseError::NoError);
+        const QJsonArray files = doc.array();
+        QCOMPARE(files.size(), 4);
+
+        const QJsonObject bad = files.at(0).toObject();
+        QCOMPARE(bad.keys(),
+            (QStringList { QStringLiteral("file"), QStringLiteral("message"),
+                QStringLiteral("name"), QStringLiteral("ok") }));
+        QCOMPARE(bad.value(QStringLiteral("file")).toString(), text_);
+        QCOMPARE(bad.value(QStringLiteral("ok")), QJsonValue(false));
+        QCOMPARE(bad.value(QStringLiteral("name")).toString(), QStringLiteral("notes.mkv"));
+        QCOMPARE(bad.value(QStringLiteral("message")).toString(),
+            text_ + QStringLiteral(": Invalid data found when processing input"));
+
+        const QJsonObject good = files.at(1).toObject();
+        QCOMPARE(good.keys(),
+            (QStringList {
+                QStringLiteral("fields"), QStringLiteral("file"), QStringLiteral("ok") }));
+        QCOMPARE(good.value(QStringLiteral("ok")), QJsonValue(true));
+        const QJsonArray fields = good.value(QStringLiteral("fields")).toArray();
+        QCOMPARE(fields.size(), MediaFieldCount);
+        for (int i = 0; i < MediaFieldCount; ++i) {
+            const QJsonValue v = fields.at(i);
+            switch (FieldTypeOf(i)) {
+            case FieldType::Text:
+                QVERIFY2(v.isString(), qPrintable(FieldKey(i)));
+                break;
+            case FieldType::Integer:
+                QVERIFY2(v.isDouble(), qPrintable(FieldKey(i)));
+                break;
+            case FieldType::Boolean:
+                QVERIFY2(v.isBool(), qPrintable(FieldKey(i)));
+                break;
+            }
+        }
+        QCOMPARE(fields.at(Field::Name).toString(), QStringLiteral("clip.mkv"));
+        QCOMPARE(fields.at(Field::VideoWidth).toInt(), 320);
+        QCOMPARE(fields.at(Field::VideoStream).toBool(), true);
+        QCOMPARE(fields.at(Field::FileTitle).toString(), QStringLiteral("Title"));
+
+        const QJsonObject gone = files.at(2).toObject();
+        QCOMPARE(
+            gone.value(QStringLiteral("message")).toString(), QStringLiteral("File not found!"));
+        QCOMPARE(files.at(3).toObject().value(QStringLiteral("ok")), QJsonValue(true));
+    }
+
+    void plainOutputAndSuccess()
+    {
+        const Run r = run({ clip_, song_ });
+        QCOMPARE(r.exitCode, 0);
+        const QList<QByteArray> lines = r.out.trimmed().split('\n');
+        QCOMPARE(lines.size(), 2);
+        QVERIFY2(
+            lines.at(0).startsWith("clip.mkv  00:00:01  MKV  video "), lines.at(0).constData());
+        QVERIFY2(lines.at(0).contains(" 320x240, audio "), lines.at(0).constData());
+        QVERIFY2(lines.at(1).contains("no video, audio MPEG audio layer 3 44100 Hz 1 ch"),
+            lines.at(1).constData());
+    }
+
+    void failureLineAndExitStatus()
+    {
+        const Run r = run({ text_ });
+        QCOMPARE(r.exitCode, 1);
+        QCOMPARE(r.out.trimmed(),
+            QByteArray("notes.mkv  failed: ") + text_.toUtf8()
+                + ": Invalid data found when processing input");
+    }
+
+    void usageErrors()
+    {
+        QCOMPARE(run({}).exitCode, 2);
+        QCOMPARE(run({ QStringLiteral("--json") }).exitCode, 2);
+        QCOMPARE(run({ QStringLiteral("--xml"), clip_ }).exitCode, 2);
+        // After "--" a name that looks like an option is a file.
+        const Run r
+            = run({ QStringLiteral("--json"), QStringLiteral("--"), QStringLiteral("-odd") });
+        QCOMPARE(r.exitCode, 1);
+        QCOMPARE(QJsonDocument::fromJson(r.out).array().size(), 1);
+    }
+};
+
+QTEST_GUILESS_MAIN(ProbeCommandTest)
+#include "probe_command_test.moc"
