@@ -130,6 +130,23 @@ private slots:
         QCOMPARE(Folders().tempFolder, f.tempFolder);
     }
 
+    void anUnwritableDataFolderDegradesQuietly()
+    {
+        // Where the data folder should go there is a plain file: nothing can be created there,
+        // yet the paths are computed and nothing fails.
+        const QString base = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+        QDir(base + QStringLiteral("/Corvallo")).removeRecursively();
+        QDir().mkpath(base);
+        QFile blocker(base + QStringLiteral("/Corvallo"));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+
+        const AppFolders &f = SetupFolders(QStringLiteral("/opt/sonivert/bin"), Key);
+        QVERIFY(f.tempFolder.endsWith(QStringLiteral("/Corvallo/Sonivert/Temp/")));
+        QVERIFY(!QFileInfo(f.tempFolder).isDir());
+        blocker.remove();
+    }
+
     void checkOutputFolderFillsAnEmptyBox()
     {
         const QString documents = makeUserFolder("Documents");
