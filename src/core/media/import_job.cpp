@@ -73,7 +73,9 @@ void ImportJob::start(const QStringList &paths, const QStringList &refused, bool
         QTimer::singleShot(0, this, &ImportJob::finish);
         return;
     }
-    reportHead();
+    // Reported from the event loop so that a wait dialog created right after can show it;
+    // no result can arrive before it.
+    QMetaObject::invokeMethod(this, &ImportJob::reportHead, Qt::QueuedConnection);
     launchMore();
 }
 
@@ -144,6 +146,8 @@ void ImportJob::advanceHead()
 
 void ImportJob::reportHead()
 {
+    if (!running_ || head_ >= paths_.size())
+        return;
     const int shown = countFromZero_ ? head_ : head_ + 1;
     emit progress(shown, int(paths_.size()), FileNameOf(paths_.at(head_)));
 }
