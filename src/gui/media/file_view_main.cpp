@@ -151,6 +151,7 @@ FileViewMain::FileViewMain(QWidget *parent)
     horizontalHeader()->setSectionsMovable(false);
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setStretchLastSection(false);
+    horizontalHeader()->setMinimumSectionSize(16);
 }
 
 void FileViewMain::SetFileList(FileListModel *list)
