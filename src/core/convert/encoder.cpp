@@ -1,0 +1,363 @@
+#include "core/convert/encoder.h"
+
+#include "core/convert/engine_message.h"
+#include "core/convert/ffmpeg_job.h"
+#include "core/convert/ffmpeg_program.h"
+#include "core/convert/option_tokens.h"
+#include "core/convert/output_naming.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+#include <QTimer>
+#include <cmath>
+
+namespace sonivert {
+
+namespace {
+
+// ffmpeg's time syntax: seconds ("60.5") or [HH:]MM:SS[.m]; -1 when unreadable.
+qint64 parseTimeUs(const QString &text)
+{
+    if (text.isEmpty())
+        return -1;
+    double seconds = 0;
+    for (const QString &part : text.split(QLatin1Char(':'))) {
+        bool ok = false;
+        const double value = part.toDouble(&ok);
+        if (!ok || value < 0)
+            return -1;
+        seconds = seconds * 60 + value;
+    }
+    return static_cast<qint64>(std::llround(seconds * 1e6));
+}
+
+QString absolutePath(const QString &path)
+{
+    return QFileInfo(path).isAbsolute() ? path : QFileInfo(path).absoluteFilePath();
+}
+
+} // namespace
+
+QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
+    const QString &output, const QString &outputOptions, bool mapStreamTags)
+{
+    QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
+        QStringLiteral("-nostats"), QStringLiteral("-loglevel"), QStringLiteral("level+info"),
+        QStringLiteral("-progress"), QStringLiteral("pipe:1"), QStringLiteral("-stats_period"),
+        QString::number(Encoder::ProgressIntervalSeconds), QStringLiteral("-n") };
+    args << FfmpegOptionWords(inputOptions);
+    args << QStringLiteral("-i") << input;
+    // Before the person's options, so an explicit -map_metadata among them still wins.
+    if (mapStreamTags)
+        args << QStringLiteral("-map_metadata") << QStringLiteral("0:s:a:0");
+    args << FfmpegOptionWords(outputOptions);
+    args << output;
+    return args;
+}
+
+qint64 ExpectedOutputLength(
+    qint64 inputDurationUs, const QString &inputOptions, const QString &outputOptions)
+{
+    if (inputDurationUs <= 0)
+        return 0;
+    const QStringList inputWords = SplitOptionWords(inputOptions);
+    const QStringList outputWords = SplitOptionWords(outputOptions);
+    qint64 length = inputDurationUs;
+    const qint64 start = parseTimeUs(OptionValue(inputWords, QStringLiteral("-ss")));
+    if (start > 0)
+        length = std::max<qint64>(0, length - start);
+    for (const QStringList *words : { &inputWords, &outputWords }) {
+        const qint64 limit = parseTimeUs(OptionValue(*words, QStringLiteral("-t")));
+        if (limit >= 0)
+            length = std::min(length, limit);
+    }
+    return length;
+}
+
+Encoder::Encoder(QObject *parent)
+    : QObject(parent)
+    , program_(FindFfmpegProgram())
+{
+}
+
+Encoder::~Encoder()
+{
+    StopTasks(true);
+}
+
+int Encoder::AddInputFile(const QString &input, const QString &inputOptions)
+{
+    if (program_.isEmpty()) {
+        lastError_ = MissingFfmpegMessage();
+        return -1;
+    }
+    Task task;
+    task.info.input = absolutePath(input);
+    task.info.inputOptions = inputOptions;
+    task.facts = ReadInputFacts(task.info.input);
+    if (!task.facts.ok) {
+        lastError_ = task.facts.errorText;
+        return -1;
+    }
+    tasks_.push_back(std::move(task));
+    return TaskCount() - 1;
+}
+
+int Encoder::AddOutputFile(int taskIndex, const QString &output, const QString &outputOptions)
+{
+    if (taskIndex < 0 || taskIndex >= TaskCount()
+        || tasks_[taskIndex].info.state != EncoderTaskState::Queued) {
+        lastError_ = QStringLiteral("There is no waiting task %1.").arg(taskIndex);
+        return -1;
+    }
+    if (output.trimmed().isEmpty()) {
+        lastError_ = QStringLiteral("No output file was given.");
+        return -1;
+    }
+    Task &task = tasks_[taskIndex];
+    task.info.output = absolutePath(output);
+    task.info.outputOptions = outputOptions;
+    task.totalUs
+        = ExpectedOutputLength(task.facts.durationUs, task.info.inputOptions, outputOptions);
+    return 0;
+}
+
+void Encoder::RemoveInputFile(int taskIndex)
+{
+    // Indices of running tasks must stay put, so only a queue at rest shrinks.
+    if (started_ || taskIndex < 0 || taskIndex >= TaskCount())
+        return;
+    tasks_.erase(tasks_.begin() + taskIndex);
+}
+
+void Encoder::ClearTasks()
+{
+    StopTasks(true);
+    tasks_.clear();
+}
+
+void Encoder::StartTasks(int threadCount)
+{
+    threadCount_ = threadCount > 0 ? threadCount : std::max(1, QThread::idealThreadCount());
+    started_ = true;
+    paused_ = false;
+    scheduleNext();
+}
+
+void Encoder::PauseTasks()
+{
+    if (!started_)
+        return;
+    paused_ = true;
+    for (Task &task : tasks_) {
+        if (task.job)
+            task.job->Pause();
+    }
+}
+
+void Encoder::ResumeTasks()
+{
+    if (!started_ || !paused_)
+        return;
+    paused_ = false;
+    for (Task &task : tasks_) {
+        if (task.job)
+            task.job->Resume();
+    }
+    scheduleNext();
+}
+
+void Encoder::StopTasks(bool wait)
+{
+    started_ = false;
+    paused_ = false;
+    QList<QPointer<FfmpegJob>> ending;
+    for (Task &task : tasks_) {
+        if (task.info.state == EncoderTaskState::Queued
+            || task.info.state == EncoderTaskState::Running)
+            task.info.state = EncoderTaskState::Cancelled;
+        if (task.job) {
+            ending << task.job;
+            abandonJob(task);
+        }
+    }
+    // Signal every child first, so they end side by side rather than one after another.
+    for (const QPointer<FfmpegJob> &job : ending) {
+        if (job)
+            job->Stop();
+    }
+    if (wait) {
+        for (const QPointer<FfmpegJob> &job : ending) {
+            if (job)
+                job->StopAndWait();
+        }
+    }
+}
+
+// The job goes on alone: no events reach the queue from it any more, and when it has ended it
+// removes its temporary file and itself.
+void Encoder::abandonJob(Task &task)
+{
+    FfmpegJob *job = task.job;
+    task.job = nullptr;
+    job->disconnect(this);
+    const QString temporary = task.temporaryOutput;
+    auto cleanUp = [job, temporary] {
+        QFile::remove(temporary);
+        job->deleteLater();
+    };
+    if (job->IsFinished())
+        cleanUp();
+    else
+        connect(job, &FfmpegJob::finished, job, cleanUp);
+}
+
+EncoderTaskInfo Encoder::TaskInfo(int taskIndex) const
+{
+    if (taskIndex < 0 || taskIndex >= TaskCount())
+        return {};
+    return tasks_[taskIndex].info;
+}
+
+int Encoder::runningCount() const
+{
+    return static_cast<int>(std::count_if(tasks_.begin(), tasks_.end(),
+        [](const Task &t) { return t.info.state == EncoderTaskState::Running; }));
+}
+
+bool Encoder::anyQueued() const
+{
+    return std::any_of(tasks_.begin(), tasks_.end(),
+        [](const Task &t) { return t.info.state == EncoderTaskState::Queued; });
+}
+
+// Events never come from inside the call that caused them: the next step runs from the loop.
+void Encoder::scheduleNext()
+{
+    if (nextScheduled_)
+        return;
+    nextScheduled_ = true;
+    QTimer::singleShot(0, this, [this] {
+        nextScheduled_ = false;
+        startNext();
+    });
+}
+
+void Encoder::startNext()
+{
+    if (!started_ || paused_)
+        return;
+    for (int i = 0; i < TaskCount() && runningCount() < threadCount_; ++i) {
+        if (tasks_[i].info.state != EncoderTaskState::Queued)
+            continue;
+        if (!startTask(i))
+            return; // its end event has run; the handler may have changed the queue
+    }
+    if (started_ && runningCount() == 0 && !anyQueued()) {
+        started_ = false;
+        emit taskEnd(-1, true, false, QString());
+    }
+}
+
+bool Encoder::startTask(int index)
+{
+    Task &task = tasks_[index];
+    if (task.info.output.isEmpty()) {
+        endTask(index, false, QStringLiteral("No output file was given."));
+        scheduleNext();
+        return false;
+    }
+    task.info.state = EncoderTaskState::Running;
+    task.temporaryOutput = TemporaryOutputName(task.info.output);
+    const QStringList args = BuildFfmpegArguments(task.info.input, task.info.inputOptions,
+        task.temporaryOutput, task.info.outputOptions, task.facts.tagsOnAudioStreamOnly);
+    task.info.commandLine = QStringList(program_) + args;
+
+    auto *job = new FfmpegJob(program_, args, this);
+    task.job = job;
+    const qint64 total = task.totalUs;
+    connect(job, &FfmpegJob::progress, this,
+        [this, index, total](qint64 position) { emit progress(index, position, total); });
+    connect(job, &FfmpegJob::logLine, this, [this, index](int level, const QString &line) {
+        emit logLine(QStringLiteral("#%1.%2 %3").arg(index).arg(level).arg(line));
+    });
+    connect(job, &FfmpegJob::finished, this, [this, index] { onJobFinished(index); });
+    if (paused_)
+        job->Pause();
+    job->Start();
+    return true;
+}
+
+void Encoder::onJobFinished(int index)
+{
+    Task &task = tasks_[index];
+    FfmpegJob *job = task.job;
+    task.job = nullptr;
+    const FfmpegJobResult result = job->Result(); // the job goes away with deleteLater
+    task.info.exitCode = result.exitCode;
+    task.info.stderrTail = result.stderrTail;
+    job->deleteLater();
+
+    bool success = false;
+    QString message;
+    if (result.ok && !result.partialFile) {
+        // Names promised to tasks still to come stay theirs.
+        OutputNameRegistry promised;
+        for (const Task &other : tasks_) {
+            if (other.info.state == EncoderTaskState::Queued
+                || other.info.state == EncoderTaskState::Running)
+                promised.Reserve(other.info.output);
+        }
+        promised.Release(task.info.output);
+        const MoveResult moved
+            = MoveWithoutReplacing(task.temporaryOutput, task.info.output, &promised);
+        success = moved.ok;
+        if (moved.ok) {
+            task.info.finalOutput = moved.path;
+            if (moved.path != task.info.output)
+                emit outputFileRenamed(index, moved.path);
+        } else {
+            message = moved.path + QLatin1String(": ") + moved.message;
+        }
+    } else {
+        message = failureMessage(task, result);
+    }
+    if (!success)
+        QFile::remove(task.temporaryOutput);
+    endTask(index, success, message);
+    scheduleNext();
+}
+
+QString Encoder::failureMessage(const Task &task, const FfmpegJobResult &result) const
+{
+    if (result.failedToStart) {
+        return QFileInfo::exists(program_) ? program_ + QLatin1String(": ") + result.startError
+                                           : MissingFfmpegMessage();
+    }
+    // Exit 0, yet the input ended early: the output would be silently cut short.
+    if (result.ok && result.partialFile)
+        return task.info.input + QLatin1String(": partial file");
+
+    QStringList lines = result.errorLines;
+    for (QString &line : lines)
+        line.replace(task.temporaryOutput, task.info.output);
+    QString message = EngineMessage(
+        lines, FailureFacts { task.info.input, task.info.output, task.facts.hasAudio });
+    if (message.isEmpty()) {
+        message = result.crashed
+            ? QStringLiteral("The ffmpeg program stopped unexpectedly.")
+            : QStringLiteral("The ffmpeg program ended with exit code %1.").arg(result.exitCode);
+    }
+    return message;
+}
+
+void Encoder::endTask(int index, bool success, const QString &message)
+{
+    Task &task = tasks_[index];
+    task.info.state = success ? EncoderTaskState::Succeeded : EncoderTaskState::Failed;
+    task.info.message = message;
+    emit taskEnd(index, success, !success, message);
+}
+
+} // namespace sonivert

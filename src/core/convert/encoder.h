@@ -1,0 +1,130 @@
+#pragma once
+
+#include "core/convert/input_facts.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+#include <vector>
+
+namespace sonivert {
+
+class FfmpegJob;
+struct FfmpegJobResult;
+
+enum class EncoderTaskState {
+    Queued,
+    Running,
+    Succeeded,
+    Failed,
+    Cancelled,
+};
+
+// What a task was asked to do and how it went, for the failure report and the log.
+struct EncoderTaskInfo
+{
+    QString input;
+    QString inputOptions;
+    QString output; // as queued
+    QString outputOptions;
+    QString finalOutput; // where the file ended up once the task succeeded
+    EncoderTaskState state = EncoderTaskState::Queued;
+    QString message;
+    QStringList commandLine; // the program followed by its arguments, exactly as run
+    QStringList stderrTail;
+    int exitCode = -1;
+};
+
+// The ffmpeg argv of one task (without the program): input options, the input, the output
+// options (split like a shell word list), then the output. mapStreamTags copies the first
+// audio stream's tags to the output when the input keeps its tags there.
+QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
+    const QString &output, const QString &outputOptions, bool mapStreamTags);
+
+// The length of the output in microseconds: the input's duration after "-ss" (input options),
+// cut to "-t" (either options); 0 when the input's duration is unknown.
+qint64 ExpectedOutputLength(
+    qint64 inputDurationUs, const QString &inputOptions, const QString &outputOptions);
+
+// The task queue: each task converts one input into one output with the ffmpeg program, up to
+// the thread count at once. Events arrive on the thread that owns the encoder. An output is
+// written under a hidden temporary name and moved into place, never over an existing file, only
+// when its task succeeded; anything else leaves no file behind.
+class Encoder : public QObject
+{
+    Q_OBJECT
+
+public:
+    static constexpr double ProgressIntervalSeconds = 0.4;
+
+    explicit Encoder(QObject *parent = nullptr);
+    ~Encoder() override;
+
+    // The program to run; FindFfmpegProgram() unless set. "" makes AddInputFile fail.
+    void SetFfmpegProgram(const QString &program) { program_ = program; }
+    QString FfmpegProgram() const { return program_; }
+
+    // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
+    // install a missing ffmpeg). Fails only for an input that cannot be read at all.
+    int AddInputFile(const QString &input, const QString &inputOptions);
+    // 0, or -1 with the reason in LastErrorText.
+    int AddOutputFile(int taskIndex, const QString &output, const QString &outputOptions);
+    // Drops a task that has not started; later tasks move up by one.
+    void RemoveInputFile(int taskIndex);
+    // Ends whatever runs (without events) and empties the queue.
+    void ClearTasks();
+    // Works through the queue, threadCount tasks at once (0 = one per processor core).
+    void StartTasks(int threadCount);
+    // A paused queue holds its running tasks and starts no new ones.
+    void PauseTasks();
+    void ResumeTasks();
+    // Ends the running tasks and cancels the queued ones. No task or queue-end event follows.
+    // With wait, returns only when every child has ended and its temporary file is gone.
+    void StopTasks(bool wait);
+
+    QString LastErrorText() const { return lastError_; }
+    int TaskCount() const { return static_cast<int>(tasks_.size()); }
+    bool IsBusy() const { return started_; }
+    bool IsPaused() const { return paused_; }
+    EncoderTaskInfo TaskInfo(int taskIndex) const;
+
+signals:
+    // About every 400 ms while a task runs; totalUs 0 when the length is unknown.
+    void progress(int taskIndex, qint64 positionUs, qint64 totalUs);
+    // Before taskEnd, when the output had to take another name than the one queued.
+    void outputFileRenamed(int taskIndex, const QString &path);
+    // One per task, then once with taskIndex -1 when the queue is done.
+    void taskEnd(int taskIndex, bool success, bool failure, const QString &message);
+    // "#" + task index + "." + ffmpeg's level + " " + the line.
+    void logLine(const QString &text);
+
+private:
+    struct Task
+    {
+        EncoderTaskInfo info;
+        InputFacts facts;
+        QString temporaryOutput;
+        qint64 totalUs = 0;
+        QPointer<FfmpegJob> job;
+    };
+
+    void scheduleNext();
+    void startNext();
+    bool startTask(int index);
+    void onJobFinished(int index);
+    void endTask(int index, bool success, const QString &message);
+    QString failureMessage(const Task &task, const FfmpegJobResult &result) const;
+    void abandonJob(Task &task);
+    int runningCount() const;
+    bool anyQueued() const;
+
+    QString program_;
+    QString lastError_;
+    std::vector<Task> tasks_;
+    int threadCount_ = 1;
+    bool started_ = false;
+    bool paused_ = false;
+    bool nextScheduled_ = false;
+};
+
+} // namespace sonivert

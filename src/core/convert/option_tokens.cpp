@@ -1,0 +1,61 @@
+#include "core/convert/option_tokens.h"
+
+namespace sonivert {
+
+QStringList SplitOptionWords(const QString &options)
+{
+    QStringList words;
+    QString word;
+    bool inWord = false;
+    bool quoted = false;
+    for (qsizetype i = 0; i < options.size(); ++i) {
+        const QChar c = options.at(i);
+        if (c == QLatin1Char('\\') && i + 1 < options.size()) {
+            const QChar next = options.at(i + 1);
+            if (!quoted || next == QLatin1Char('"') || next == QLatin1Char('\\')) {
+                word += next;
+                ++i;
+            } else {
+                word += c;
+            }
+            inWord = true;
+        } else if (c == QLatin1Char('"')) {
+            quoted = !quoted;
+            inWord = true; // "" is an empty word of its own
+        } else if (!quoted && c.isSpace()) {
+            if (inWord)
+                words << word;
+            word.clear();
+            inWord = false;
+        } else {
+            word += c;
+            inWord = true;
+        }
+    }
+    if (inWord)
+        words << word;
+    return words;
+}
+
+QStringList FfmpegOptionWords(const QString &options)
+{
+    static const QString hook = QStringLiteral("-VideoOutputHook");
+    static const QStringList codecOptions
+        = { QStringLiteral("-acodec"), QStringLiteral("-c:a"), QStringLiteral("-codec:a") };
+
+    QStringList words = SplitOptionWords(options);
+    words.removeAll(hook);
+    for (qsizetype i = 0; i + 1 < words.size(); ++i) {
+        if (codecOptions.contains(words.at(i)) && words.at(i + 1) == QLatin1String("libfaac"))
+            words[i + 1] = QStringLiteral("aac");
+    }
+    return words;
+}
+
+QString OptionValue(const QStringList &words, const QString &option)
+{
+    const qsizetype at = words.lastIndexOf(option);
+    return at >= 0 && at + 1 < words.size() ? words.at(at + 1) : QString();
+}
+
+} // namespace sonivert

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace sonivert {
+
+// Splits an option string into words the way a shell splits a command line, with double quotes
+// only: blanks separate words, "..." keeps blanks (and is removed), a backslash keeps the next
+// character literally outside quotes and escapes only '"' and '\' inside them. Single quotes are
+// ordinary characters, because ffmpeg's filter syntax uses them itself.
+QStringList SplitOptionWords(const QString &options);
+
+// The words of an encoder option string for the ffmpeg command line: the engine's own
+// "-VideoOutputHook" dropped, and encoders this ffmpeg lacks replaced by a faithful built-in
+// equivalent where one exists (libfaac -> aac).
+QStringList FfmpegOptionWords(const QString &options);
+
+// The value following the last occurrence of option among words, or "" when it is absent.
+QString OptionValue(const QStringList &words, const QString &option);
+
+} // namespace sonivert

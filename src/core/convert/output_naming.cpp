@@ -1,0 +1,191 @@
+#include "core/convert/output_naming.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace sonivert {
+
+namespace {
+
+struct PathParts
+{
+    QString folder; // with its trailing "/", or "" for a bare name
+    QString base;
+    QString extension; // without the dot; "" when the name has none
+};
+
+PathParts splitPath(const QString &path)
+{
+    PathParts parts;
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    parts.folder = path.left(slash + 1);
+    const QString name = path.mid(slash + 1);
+    // A leading dot marks a hidden file, not an extension.
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    if (dot > 0) {
+        parts.base = name.left(dot);
+        parts.extension = name.mid(dot + 1);
+    } else {
+        parts.base = name;
+    }
+    return parts;
+}
+
+QString joinName(const PathParts &parts, const QString &suffix)
+{
+    QString result = parts.folder + parts.base + suffix;
+    if (!parts.extension.isEmpty())
+        result += QLatin1Char('.') + parts.extension;
+    return result;
+}
+
+QString foldedKey(const QString &path)
+{
+    return QDir::cleanPath(path).toCaseFolded();
+}
+
+// The names of the files (not folders) in folder, case-folded. Symbolic links that lead
+// nowhere count as files: a rename cannot go there either.
+QSet<QString> foldedFileNames(const QString &folder)
+{
+    QSet<QString> names;
+    QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::System);
+    while (it.hasNext()) {
+        it.next();
+        names.insert(it.fileName().toCaseFolded());
+    }
+    return names;
+}
+
+bool pathExists(const QString &path)
+{
+    struct stat st;
+    return ::lstat(QFile::encodeName(path).constData(), &st) == 0;
+}
+
+// 0, or the errno of the failure; EEXIST when the target exists.
+int renameNoReplace(const QString &from, const QString &to)
+{
+    const QByteArray source = QFile::encodeName(from);
+    const QByteArray target = QFile::encodeName(to);
+    if (::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE)
+        == 0)
+        return 0;
+    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        return errno;
+
+    // The file system lacks the flag: a hard link refuses an existing target just as well.
+    if (::link(source.constData(), target.constData()) == 0) {
+        ::unlink(source.constData());
+        return 0;
+    }
+    if (errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS)
+        return errno;
+
+    // Neither (vfat without hard links): check, then rename. Only here is a race left.
+    if (pathExists(to))
+        return EEXIST;
+    return ::rename(source.constData(), target.constData()) == 0 ? 0 : errno;
+}
+
+} // namespace
+
+QString ChangeExtension(const QString &path, const QString &extension)
+{
+    const PathParts parts = splitPath(path);
+    return parts.folder + parts.base + QLatin1Char('.') + extension;
+}
+
+bool OutputNameRegistry::Contains(const QString &path) const
+{
+    return names_.contains(foldedKey(path));
+}
+
+void OutputNameRegistry::Reserve(const QString &path)
+{
+    names_.insert(foldedKey(path));
+}
+
+void OutputNameRegistry::Release(const QString &path)
+{
+    names_.remove(foldedKey(path));
+}
+
+QString OutputNameRegistry::Claim(const QString &path)
+{
+    const QString name = MakeUniqueFileName(path, this);
+    Reserve(name);
+    return name;
+}
+
+QString MakeUniqueFileName(const QString &path, const OutputNameRegistry *taken)
+{
+    const PathParts parts = splitPath(path);
+    const QString folder = parts.folder.isEmpty() ? QStringLiteral(".") : parts.folder;
+    if (!QFileInfo(folder).isDir())
+        return path;
+
+    const QSet<QString> onDisk = foldedFileNames(folder);
+    auto isTaken = [&](const QString &candidate) {
+        const QString name = candidate.mid(parts.folder.size());
+        return onDisk.contains(name.toCaseFolded()) || (taken && taken->Contains(candidate));
+    };
+
+    if (!isTaken(path))
+        return path;
+    QString candidate = joinName(parts, QStringLiteral("_(new)"));
+    for (quint32 n = 1; isTaken(candidate) && n != 0; ++n)
+        candidate = joinName(parts, QStringLiteral("_(new_%1)").arg(n));
+    return candidate;
+}
+
+QString TemporaryOutputName(const QString &finalPath)
+{
+    const PathParts parts = splitPath(finalPath);
+    PathParts temporary = parts;
+    QString candidate;
+    do {
+        temporary.base = QStringLiteral(".sonivert-%1")
+                             .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0'));
+        candidate = joinName(temporary, QString());
+    } while (pathExists(candidate));
+    return candidate;
+}
+
+MoveResult MoveWithoutReplacing(
+    const QString &from, const QString &to, const OutputNameRegistry *taken)
+{
+    MoveResult result;
+    OutputNameRegistry tried = taken ? *taken : OutputNameRegistry();
+    QString candidate = to;
+    // Each refusal adds the refused name to the tried set, so the loop ends; the bound only
+    // guards against a folder that refuses everything.
+    for (int attempt = 0; attempt < 10000; ++attempt) {
+        const int error = renameNoReplace(from, candidate);
+        if (error == 0) {
+            result.ok = true;
+            result.path = candidate;
+            return result;
+        }
+        if (error != EEXIST) {
+            result.path = candidate;
+            result.message = qt_error_string(error);
+            return result;
+        }
+        tried.Reserve(candidate);
+        candidate = MakeUniqueFileName(to, &tried);
+    }
+    result.path = candidate;
+    result.message = qt_error_string(EEXIST);
+    return result;
+}
+
+} // namespace sonivert

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QSet>
+#include <QString>
+
+namespace sonivert {
+
+// The parent folder, "/", the file name without its last extension, ".", extension.
+QString ChangeExtension(const QString &path, const QString &extension);
+
+// Names given out during one run. Files of a run do not exist yet while the run is being
+// queued, so two rows with the same name would otherwise receive the same output path.
+// Names compare without regard to letter case, like the existence checks.
+class OutputNameRegistry
+{
+public:
+    bool Contains(const QString &path) const;
+    void Reserve(const QString &path);
+    void Release(const QString &path);
+    void Clear() { names_.clear(); }
+
+    // MakeUniqueFileName against the disk and this registry, then reserved.
+    QString Claim(const QString &path);
+
+private:
+    QSet<QString> names_;
+};
+
+// A path at which no file exists yet: the path itself, else NAME_(new).EXT, NAME_(new_1).EXT and
+// so on. Existence ignores letter case (vfat, exFAT and SMB targets do) and only files count.
+// Names in `taken` count as existing. A folder that does not exist returns the path unchanged.
+QString MakeUniqueFileName(const QString &path, const OutputNameRegistry *taken = nullptr);
+
+// A hidden name in the folder of finalPath that keeps its extension (ffmpeg picks the container
+// by it) and names no existing file at the moment of the call.
+QString TemporaryOutputName(const QString &finalPath);
+
+struct MoveResult
+{
+    bool ok = false;
+    QString path; // where the file ended up
+    QString message; // the system's description when !ok
+};
+
+// Moves from to `to` without ever replacing a file that exists there. When `to` is taken (also
+// when it appeared since it was chosen), the next free name after it is used instead and returned
+// in path; names in `taken` are skipped as well.
+MoveResult MoveWithoutReplacing(
+    const QString &from, const QString &to, const OutputNameRegistry *taken = nullptr);
+
+} // namespace sonivert
