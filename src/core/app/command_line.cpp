@@ -1,0 +1,58 @@
+#include "core/app/command_line.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QUrl>
+
+namespace sonivert {
+
+int ParseCommandLine(
+    const QStringList &processArguments, QString &programPath, QStringList &arguments)
+{
+    programPath.clear();
+    arguments.clear();
+    if (processArguments.isEmpty())
+        return 0;
+    programPath = processArguments.first();
+    arguments = processArguments.mid(1);
+    return int(arguments.size());
+}
+
+QString PathFromCommandText(const QString &text)
+{
+    QString path = text.trimmed();
+    if (path.isEmpty())
+        return {};
+    if (!QFileInfo::exists(path)) {
+        path.remove(QLatin1Char('"'));
+        path = path.trimmed();
+        if (path.isEmpty())
+            return {};
+    }
+    if (path.startsWith(QLatin1String("file:"), Qt::CaseInsensitive)) {
+        const QUrl url(path);
+        if (url.isValid() && url.isLocalFile())
+            path = url.toLocalFile();
+    }
+    return QDir::cleanPath(QDir::current().absoluteFilePath(path));
+}
+
+QString LowerExtension(const QString &path)
+{
+    const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
+    const qsizetype dot = path.lastIndexOf(QLatin1Char('.'));
+    if (dot < 0 || dot < slash)
+        return {};
+    return path.mid(dot + 1).toLower();
+}
+
+bool IsSupportedInputExtension(const QString &path, const QString &extensionList)
+{
+    const QString ext = LowerExtension(path);
+    // A "|" inside the extension would let it match across two entries of the list.
+    if (ext.isEmpty() || ext.contains(QLatin1Char('|')))
+        return false;
+    return extensionList.contains(QLatin1Char('|') + ext + QLatin1Char('|'));
+}
+
+} // namespace sonivert

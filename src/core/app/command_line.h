@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace sonivert {
+
+// Splits the process arguments (argv as the process got them) into the program path and the
+// files named after it. Returns the number of those files; 0 when there is nothing to split.
+int ParseCommandLine(
+    const QStringList &processArguments, QString &programPath, QStringList &arguments);
+
+// Turns a text from the command line or from another instance into an absolute local path.
+// Quotes are legal in Linux file names, so they are removed only when the text as given names no
+// existing file; "file://" URLs become local paths. Relative paths resolve against the current
+// folder. A blank text gives "".
+QString PathFromCommandText(const QString &text);
+
+// The file name's extension in lower case ("" when the name has no "."); folders in the path do
+// not count.
+QString LowerExtension(const QString &path);
+
+// True when the path's extension, in lower case and enclosed in "|", occurs in extensionList,
+// which has the form "|mp4|avi|mkv|".
+bool IsSupportedInputExtension(const QString &path, const QString &extensionList);
+
+} // namespace sonivert

@@ -1,0 +1,122 @@
+#include "core/app/command_line.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+
+using namespace sonivert;
+
+namespace {
+
+const QString kExtensions = QStringLiteral("|3gp|avi|mkv|mp4|dvr-ms|ts|");
+
+bool Touch(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly);
+}
+
+} // namespace
+
+class CommandLineTest : public QObject
+{
+    Q_OBJECT
+private slots:
+    void parseKeepsProgramPathApartAndCountsTheRest()
+    {
+        QString program = QStringLiteral("stale");
+        QStringList arguments { QStringLiteral("stale") };
+        QCOMPARE(ParseCommandLine({}, program, arguments), 0);
+        QVERIFY(program.isEmpty());
+        QVERIFY(arguments.isEmpty());
+
+        QCOMPARE(ParseCommandLine({ QStringLiteral("/usr/bin/sonivert") }, program, arguments), 0);
+        QCOMPARE(program, QStringLiteral("/usr/bin/sonivert"));
+        QVERIFY(arguments.isEmpty());
+
+        const QStringList argv { QStringLiteral("sonivert"), QStringLiteral("my clip.mp4"),
+            QStringLiteral("second.avi") };
+        QCOMPARE(ParseCommandLine(argv, program, arguments), 2);
+        QCOMPARE(arguments,
+            (QStringList { QStringLiteral("my clip.mp4"), QStringLiteral("second.avi") }));
+    }
+
+    void quotesAreRemovedOnlyWhenTheTextNamesNoFile()
+    {
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString plain = dir.filePath(QStringLiteral("my clip.mp4"));
+        const QString quotedName = dir.filePath(QStringLiteral("\"odd\".mp4"));
+        QVERIFY(Touch(plain));
+        QVERIFY(Touch(quotedName));
+
+        const QString quote = QStringLiteral("\"");
+        QCOMPARE(PathFromCommandText(quote + plain + quote), plain);
+        QCOMPARE(PathFromCommandText(QStringLiteral("  ") + plain + QStringLiteral(" ")), plain);
+        // The quotes belong to this file's name.
+        QCOMPARE(PathFromCommandText(quotedName), quotedName);
+        // Nothing exists either way: the quotes still go.
+        QCOMPARE(PathFromCommandText(quote + dir.filePath(QStringLiteral("gone.mp4")) + quote),
+            dir.filePath(QStringLiteral("gone.mp4")));
+        QCOMPARE(PathFromCommandText(QStringLiteral("   ")), QString());
+        QCOMPARE(PathFromCommandText(quote + quote), QString());
+    }
+
+    void urlsAndRelativePathsBecomeAbsoluteLocalPaths()
+    {
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        const QString file = dir.filePath(QStringLiteral("my clip #1.mp4"));
+        QVERIFY(Touch(file));
+
+        QCOMPARE(PathFromCommandText(QUrl::fromLocalFile(file).toString(QUrl::FullyEncoded)), file);
+        QCOMPARE(PathFromCommandText(QUrl::fromLocalFile(file).toString()), file);
+
+        const QString previous = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(dir.path()));
+        const QString relative = PathFromCommandText(QStringLiteral("sub/../my clip #1.mp4"));
+        QVERIFY(QDir::setCurrent(previous));
+        QCOMPARE(relative, file);
+    }
+
+    void extensionIsTheLastDotOfTheFileName_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("extension");
+        QTest::addColumn<bool>("supported");
+        QTest::newRow("lower") << "/a/clip.mp4"
+                               << "mp4" << true;
+        QTest::newRow("upper") << "/a/CLIP.MP4"
+                               << "mp4" << true;
+        QTest::newRow("with dash") << "/a/show.dvr-ms"
+                                   << "dvr-ms" << true;
+        QTest::newRow("last dot counts") << "/a/clip.mp4.txt"
+                                         << "txt" << false;
+        QTest::newRow("no extension") << "/a/clip"
+                                      << "" << false;
+        QTest::newRow("dot in folder only") << "/a.mp4/clip"
+                                            << "" << false;
+        QTest::newRow("trailing dot") << "/a/clip."
+                                      << "" << false;
+        QTest::newRow("part of an entry") << "/a/clip.mp"
+                                          << "mp" << false;
+        QTest::newRow("spans two entries") << "/a/clip.mp4|dvr"
+                                           << "mp4|dvr" << false;
+        QTest::newRow("dot-file") << "/a/.mkv"
+                                  << "mkv" << true;
+    }
+
+    void extensionIsTheLastDotOfTheFileName()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, extension);
+        QFETCH(bool, supported);
+        QCOMPARE(LowerExtension(path), extension);
+        QCOMPARE(IsSupportedInputExtension(path, kExtensions), supported);
+    }
+};
+
+QTEST_GUILESS_MAIN(CommandLineTest)
+#include "command_line_test.moc"
