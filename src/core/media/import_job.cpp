@@ -11,6 +11,26 @@
 
 namespace sonivert {
 
+namespace {
+
+// The texts of a probed item were allocated on a worker thread. Rows live long, and small
+// blocks left in a worker's heap between the probes' large buffers keep that heap from being
+// reused: the list would cost several times its size. Rows get copies made here instead.
+MediaItem ownedCopy(const MediaItem &probed)
+{
+    MediaItem item = probed;
+    for (QVariant &field : item.fields) {
+        if (field.typeId() == QMetaType::QString) {
+            const QString text = field.toString();
+            field = QVariant(QString(text.constData(), text.size()));
+        }
+    }
+    item.srcDurationTag = QString(probed.srcDurationTag.constData(), probed.srcDurationTag.size());
+    return item;
+}
+
+} // namespace
+
 ImportJob::ImportJob(FileListModel *list, FailureReport *report, QObject *parent)
     : QObject(parent)
     , list_(list)
@@ -124,7 +144,7 @@ void ImportJob::advanceHead()
             emit fileSettled(head_, -1);
         } else if (!result.skipped) {
             if (result.probe.ok) {
-                const int row = list_->AppendMediaItem(result.probe.item);
+                const int row = list_->AppendMediaItem(ownedCopy(result.probe.item));
                 if (outcome_.firstNewRow < 0)
                     outcome_.firstNewRow = row;
                 ++outcome_.rowsAdded;
