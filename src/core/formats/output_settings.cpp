@@ -304,7 +304,8 @@ bool OutputSettings::ChooseEntryText(ChoiceListId id, const QString &text)
 void OutputSettings::SetNumber(NumberId id, int value)
 {
     Batch batch(*this);
-    setValue(id, value);
+    const NumberSetting &target = number(id);
+    setValue(id, std::clamp(value, target.minimum, std::max(target.minimum, target.maximum)));
     if (id != NumberId::VideoBitrate && choiceText(ChoiceListId::VideoBitrate) == SmartFit)
         videoBitrateChanged();
     refreshEnabledStates();
@@ -422,10 +423,12 @@ void OutputSettings::applyNumericSetting(NumberId id, const QString &cell)
     setValue(id, text.trimmed() == QLatin1String("-") ? 0 : numberFromText(text));
 }
 
+// Like the number box, a value never exceeds the maximum; the minimum is enforced only where a
+// rule raises the value to it or the person types a number.
 void OutputSettings::setValue(NumberId id, int value)
 {
     NumberSetting &target = num(id);
-    target.value = std::clamp(value, target.minimum, std::max(target.minimum, target.maximum));
+    target.value = std::min(value, target.maximum);
 }
 
 void OutputSettings::setLimits(NumberId id, int minimum, int maximum)
@@ -433,7 +436,7 @@ void OutputSettings::setLimits(NumberId id, int minimum, int maximum)
     NumberSetting &target = num(id);
     target.minimum = minimum;
     target.maximum = maximum;
-    setValue(id, target.value);
+    target.value = std::max(std::min(target.value, maximum), minimum);
 }
 
 void OutputSettings::selectionChanged(ChoiceListId id)
@@ -504,6 +507,9 @@ void OutputSettings::videoCodecChanged()
         selectChoice(ChoiceListId::FrameSize, QStringLiteral("Original"), Fallback::First);
     else
         selectChoice(ChoiceListId::FrameSize, size, Fallback::Last);
+    // The new codec's bit-rate maximum changes the admissible steps even when the size and rate
+    // stay (and a codec without frame sizes selects nothing that would rebuild them).
+    rebuildVideoBitrates();
 }
 
 void OutputSettings::frameSizeChanged()
