@@ -1,0 +1,184 @@
+#include "core/convert/encoder.h"
+#include "core/convert/engine_message.h"
+#include "core/convert/option_tokens.h"
+
+#include <QTest>
+
+using namespace sonivert;
+using namespace Qt::StringLiterals;
+
+class EngineRulesTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void splitWords_data()
+    {
+        QTest::addColumn<QString>("options");
+        QTest::addColumn<QStringList>("words");
+        QTest::newRow("blanks") << u"  -ac 2   -ar 44100 "_s
+                                << QStringList { u"-ac"_s, u"2"_s, u"-ar"_s, u"44100"_s };
+        QTest::newRow("quoted filter chain")
+            << u" -vf \"scale=320:240, yadif\" -vn"_s
+            << QStringList { u"-vf"_s, u"scale=320:240, yadif"_s, u"-vn"_s };
+        QTest::newRow("quotes inside a word")
+            << u"-metadata title=\"A B\""_s << QStringList { u"-metadata"_s, u"title=A B"_s };
+        QTest::newRow("empty quoted word")
+            << u"-x \"\" -y"_s << QStringList { u"-x"_s, u""_s, u"-y"_s };
+        QTest::newRow("escaped quote")
+            << u"\"say \\\"hi\\\"\" a\\ b"_s << QStringList { u"say \"hi\""_s, u"a b"_s };
+        QTest::newRow("single quotes are ordinary")
+            << u"-af \"volume='0.5'\""_s << QStringList { u"-af"_s, u"volume='0.5'"_s };
+        QTest::newRow("backslash kept inside quotes")
+            << u"\"drawtext=text=a\\:b\""_s << QStringList { u"drawtext=text=a\\:b"_s };
+        QTest::newRow("nothing") << u"   "_s << QStringList {};
+    }
+
+    void splitWords()
+    {
+        QFETCH(QString, options);
+        QFETCH(QStringList, words);
+        QCOMPARE(SplitOptionWords(options), words);
+    }
+
+    void ffmpegWords()
+    {
+        QCOMPARE(
+            FfmpegOptionWords(
+                u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec libmp3lame -vn -t 60.5"_s),
+            QStringList({ u"-ac"_s, u"2"_s, u"-ar"_s, u"44100"_s, u"-ab"_s, u"192k"_s, u"-acodec"_s,
+                u"libmp3lame"_s, u"-vn"_s, u"-t"_s, u"60.5"_s }));
+        QCOMPARE(FfmpegOptionWords(QStringLiteral("-VideoOutputHook  -acodec libfaac -ab 128k")),
+            QStringList({ u"-acodec"_s, u"aac"_s, u"-ab"_s, u"128k"_s }));
+        // Only as the codec's value: a file or title named libfaac stays.
+        QCOMPARE(FfmpegOptionWords(QStringLiteral("-metadata libfaac")),
+            QStringList({ u"-metadata"_s, u"libfaac"_s }));
+    }
+
+    void arguments()
+    {
+        const QStringList args = BuildFfmpegArguments(QStringLiteral("/in/-a b.avi"),
+            QStringLiteral(" -ss 10"), QStringLiteral("/out/.t.MP3"),
+            QStringLiteral("-VideoOutputHook  -vn -acodec libmp3lame"), true);
+        const qsizetype input = args.indexOf(QStringLiteral("-i"));
+        QVERIFY(input > 0);
+        QCOMPARE(args.mid(input - 2),
+            QStringList({ u"-ss"_s, u"10"_s, u"-i"_s, u"/in/-a b.avi"_s, u"-map_metadata"_s,
+                u"0:s:a:0"_s, u"-vn"_s, u"-acodec"_s, u"libmp3lame"_s, u"/out/.t.MP3"_s }));
+        for (const char *needed : { "-nostdin", "-hide_banner", "-nostats", "-n" })
+            QVERIFY2(args.indexOf(QLatin1String(needed)) < input, needed);
+        QCOMPARE(OptionValue(args, QStringLiteral("-progress")), QStringLiteral("pipe:1"));
+        QVERIFY(!args.contains(QStringLiteral("-VideoOutputHook")));
+    }
+
+    void expectedLength_data()
+    {
+        QTest::addColumn<qint64>("duration");
+        QTest::addColumn<QString>("inputOptions");
+        QTest::addColumn<QString>("outputOptions");
+        QTest::addColumn<qint64>("expected");
+        QTest::newRow("whole") << qint64(90'000'000) << u""_s << u" -vn"_s << qint64(90'000'000);
+        QTest::newRow("seek") << qint64(90'000'000) << u" -ss 10.5"_s << u""_s
+                              << qint64(79'500'000);
+        QTest::newRow("seek and length")
+            << qint64(90'000'000) << u" -ss 10"_s << u" -vn -t 60.5"_s << qint64(60'500'000);
+        QTest::newRow("length past the end")
+            << qint64(5'000'000) << u""_s << u" -t 60"_s << qint64(5'000'000);
+        QTest::newRow("clock syntax")
+            << qint64(7200'000'000) << u" -ss 01:00:00"_s << u" -t 1:30"_s << qint64(90'000'000);
+        QTest::newRow("unknown duration") << qint64(-1) << u""_s << u" -t 60"_s << qint64(0);
+    }
+
+    void expectedLength()
+    {
+        QFETCH(qint64, duration);
+        QFETCH(QString, inputOptions);
+        QFETCH(QString, outputOptions);
+        QFETCH(qint64, expected);
+        QCOMPARE(ExpectedOutputLength(duration, inputOptions, outputOptions), expected);
+    }
+
+    void logLines_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<int>("level");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("plain") << u"[info] Stream mapping:"_s << int(LogInfo)
+                               << u"Stream mapping:"_s;
+        QTest::newRow("component")
+            << u"[mov,mp4,m4a,3gp,3g2,mj2 @ 0x559c67c328c0] [error] moov atom not found"_s
+            << int(LogError) << u"moov atom not found"_s;
+        QTest::newRow("nested components")
+            << u"[Parsed_volume_0 @ 0x5596] [Eval @ 0x7ffe4ba477e0] [error] Undefined constant"_s
+            << int(LogError) << u"Undefined constant"_s;
+        QTest::newRow("fatal") << u"[fatal] Unknown encoder 'libfaac'"_s << int(LogFatal)
+                               << u"Unknown encoder 'libfaac'"_s;
+        QTest::newRow("untagged") << u"some text [x @ 0x1] here"_s << int(LogInfo)
+                                  << u"some text [x @ 0x1] here"_s;
+    }
+
+    void logLines()
+    {
+        QFETCH(QString, line);
+        QFETCH(int, level);
+        QFETCH(QString, text);
+        const FfmpegLogLine parsed = ParseFfmpegLogLine(line);
+        QCOMPARE(parsed.level, level);
+        QCOMPARE(parsed.text, text);
+    }
+
+    void messages_data()
+    {
+        QTest::addColumn<QStringList>("errors");
+        QTest::addColumn<bool>("hasAudio");
+        QTest::addColumn<QString>("expected");
+        const QString in = QStringLiteral("/in/a b.mp4");
+        QTest::newRow("undecodable input") << QStringList {
+            u"moov atom not found"_s, in + u": Invalid data found when processing input"_s
+        } << true << in + u": Invalid data found when processing input"_s;
+        QTest::newRow("missing input") << QStringList { in + u": No such file or directory"_s }
+                                       << true << in + u": No such file or directory"_s;
+        QTest::newRow("output path") << QStringList { u"/out/a.MP3: Permission denied"_s,
+            u"Error opening output files: Permission denied"_s }
+                                     << true << u"/out/a.MP3: Permission denied"_s;
+        QTest::newRow("full disk")
+            << QStringList { u"av_interleaved_write_frame(): No space left on device"_s,
+                   u"    Last message repeated 3 times"_s,
+                   u"Error writing trailer of /out/a.MP3: No space left on device"_s }
+            << true << NoSpaceMessage;
+        QTest::newRow("full disk on the trailer")
+            << QStringList { u"Error writing trailer of /out/a.MP3: No space left on device"_s }
+            << true << NoSpaceMessage;
+        QTest::newRow("rejected parameters") << QStringList {
+            u"Specified sample rate 96000 is not supported"_s,
+            u"Error initializing output stream 0:0 -- Error while opening encoder for output "_s
+            u"stream #0:0 - maybe incorrect parameters such as bit_rate, rate, width or "_s
+            u"height"_s
+        } << true << RejectedParametersMessage;
+        QTest::newRow("no sound track")
+            << QStringList { u"Output file #0 does not contain any stream"_s } << false
+            << NoSoundTrackMessage;
+        QTest::newRow("no stream although there is sound")
+            << QStringList { u"Output file #0 does not contain any stream"_s } << true
+            << u"Output file #0 does not contain any stream"_s;
+        QTest::newRow("last error line") << QStringList { u"Error reinitializing filters!"_s,
+            u"Failed to inject frame"_s, u"    Last message repeated 1 times"_s }
+                                         << true << u"Failed to inject frame"_s;
+        QTest::newRow("missing encoder") << QStringList { u"Unknown encoder 'libopencore_amrnb'"_s }
+                                         << true << u"Unknown encoder 'libopencore_amrnb'"_s;
+        QTest::newRow("nothing") << QStringList {} << true << QString();
+    }
+
+    void messages()
+    {
+        QFETCH(QStringList, errors);
+        QFETCH(bool, hasAudio);
+        QFETCH(QString, expected);
+        const FailureFacts facts { QStringLiteral("/in/a b.mp4"), QStringLiteral("/out/a.MP3"),
+            hasAudio };
+        QCOMPARE(EngineMessage(errors, facts), expected);
+    }
+};
+
+QTEST_GUILESS_MAIN(EngineRulesTest)
+#include "engine_rules_test.moc"

@@ -1,0 +1,148 @@
+#include "core/convert/output_naming.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace sonivert;
+using namespace Qt::StringLiterals;
+
+class OutputNamingTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir_;
+    QString path(const QString &name) const { return dir_.filePath(name); }
+
+    void touch(const QString &name, const QByteArray &content = "x")
+    {
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+    }
+
+    QByteArray contentOf(const QString &name)
+    {
+        QFile file(path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+private slots:
+    void init()
+    {
+        QDir folder(dir_.path());
+        for (const QString &name : folder.entryList(QDir::Files | QDir::Hidden))
+            folder.remove(name);
+        for (const QString &name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+            QDir(path(name)).removeRecursively();
+    }
+
+    void changeExtension_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("extension");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("plain") << u"/out/clip.avi"_s << u"MP3"_s << u"/out/clip.MP3"_s;
+        QTest::newRow("dots keep all but the last")
+            << u"/out/my.song.avi"_s << u"MP3"_s << u"/out/my.song.MP3"_s;
+        QTest::newRow("no extension") << u"/out/clip"_s << u"OGG"_s << u"/out/clip.OGG"_s;
+        QTest::newRow("dot in folder only") << u"/out.d/clip"_s << u"WAV"_s << u"/out.d/clip.WAV"_s;
+        QTest::newRow("hidden file") << u"/out/.clip"_s << u"MP3"_s << u"/out/.clip.MP3"_s;
+        QTest::newRow("root folder") << u"/clip.mkv"_s << u"M4R"_s << u"/clip.M4R"_s;
+    }
+
+    void changeExtension()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, extension);
+        QFETCH(QString, expected);
+        QCOMPARE(ChangeExtension(path, extension), expected);
+    }
+
+    void uniqueNamesCountUp()
+    {
+        QCOMPARE(MakeUniqueFileName(path(QStringLiteral("a.MP3"))), path(QStringLiteral("a.MP3")));
+        touch(QStringLiteral("a.MP3"));
+        QCOMPARE(
+            MakeUniqueFileName(path(QStringLiteral("a.MP3"))), path(QStringLiteral("a_(new).MP3")));
+        touch(QStringLiteral("a_(new).MP3"));
+        QCOMPARE(MakeUniqueFileName(path(QStringLiteral("a.MP3"))),
+            path(QStringLiteral("a_(new_1).MP3")));
+        touch(QStringLiteral("a_(new_1).MP3"));
+        QCOMPARE(MakeUniqueFileName(path(QStringLiteral("a.MP3"))),
+            path(QStringLiteral("a_(new_2).MP3")));
+
+        touch(QStringLiteral("my.song.MP3"));
+        QCOMPARE(MakeUniqueFileName(path(QStringLiteral("my.song.MP3"))),
+            path(QStringLiteral("my.song_(new).MP3")));
+    }
+
+    void uniqueNamesIgnoreCaseAndFolders()
+    {
+        touch(QStringLiteral("Song.mp3"));
+        QCOMPARE(MakeUniqueFileName(path(QStringLiteral("song.MP3"))),
+            path(QStringLiteral("song_(new).MP3")));
+
+        // Only files make a name taken.
+        QVERIFY(QDir(dir_.path()).mkdir(QStringLiteral("b.MP3")));
+        QCOMPARE(MakeUniqueFileName(path(QStringLiteral("b.MP3"))), path(QStringLiteral("b.MP3")));
+
+        const QString missing = path(QStringLiteral("no-such-folder/a.MP3"));
+        QCOMPARE(MakeUniqueFileName(missing), missing);
+    }
+
+    void namesOfOneRunStayApart()
+    {
+        OutputNameRegistry run;
+        touch(QStringLiteral("x.MP3"));
+        QCOMPARE(run.Claim(path(QStringLiteral("x.MP3"))), path(QStringLiteral("x_(new).MP3")));
+        QCOMPARE(run.Claim(path(QStringLiteral("X.mp3"))), path(QStringLiteral("X_(new_1).mp3")));
+        QCOMPARE(run.Claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y.MP3")));
+        QCOMPARE(run.Claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y_(new).MP3")));
+        run.Clear();
+        QCOMPARE(run.Claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y.MP3")));
+    }
+
+    void temporaryNameIsHiddenAndKeepsTheExtension()
+    {
+        const QString temporary = TemporaryOutputName(path(QStringLiteral("clip.M4A")));
+        QCOMPARE(QFileInfo(temporary).absolutePath(), QFileInfo(dir_.path()).absoluteFilePath());
+        QVERIFY(QFileInfo(temporary).fileName().startsWith(QLatin1Char('.')));
+        QVERIFY(temporary.endsWith(QLatin1String(".M4A")));
+        QVERIFY(!QFile::exists(temporary));
+        QVERIFY(TemporaryOutputName(path(QStringLiteral("clip.M4A"))) != temporary);
+    }
+
+    void moveNeverReplaces()
+    {
+        touch(QStringLiteral(".part.MP3"), "new");
+        MoveResult moved = MoveWithoutReplacing(
+            path(QStringLiteral(".part.MP3")), path(QStringLiteral("c.MP3")));
+        QVERIFY(moved.ok);
+        QCOMPARE(moved.path, path(QStringLiteral("c.MP3")));
+        QCOMPARE(contentOf(QStringLiteral("c.MP3")), QByteArray("new"));
+        QVERIFY(!QFile::exists(path(QStringLiteral(".part.MP3"))));
+
+        // The target appeared after it was chosen: the next free name, skipping promised ones.
+        touch(QStringLiteral(".part.MP3"), "newer");
+        OutputNameRegistry promised;
+        promised.Reserve(path(QStringLiteral("c_(new).MP3")));
+        moved = MoveWithoutReplacing(
+            path(QStringLiteral(".part.MP3")), path(QStringLiteral("c.MP3")), &promised);
+        QVERIFY(moved.ok);
+        QCOMPARE(moved.path, path(QStringLiteral("c_(new_1).MP3")));
+        QCOMPARE(contentOf(QStringLiteral("c.MP3")), QByteArray("new"));
+        QCOMPARE(contentOf(QStringLiteral("c_(new_1).MP3")), QByteArray("newer"));
+
+        moved = MoveWithoutReplacing(
+            path(QStringLiteral(".gone.MP3")), path(QStringLiteral("d.MP3")));
+        QVERIFY(!moved.ok);
+        QCOMPARE(moved.message, QStringLiteral("No such file or directory"));
+        QVERIFY(!QFile::exists(path(QStringLiteral("d.MP3"))));
+    }
+};
+
+QTEST_GUILESS_MAIN(OutputNamingTest)
+#include "output_naming_test.moc"
