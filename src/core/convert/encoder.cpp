@@ -88,7 +88,7 @@ Encoder::~Encoder()
 
 int Encoder::AddInputFile(const QString &input, const QString &inputOptions)
 {
-    if (program_.isEmpty()) {
+    if (program_.isEmpty() || !QFileInfo(program_).isExecutable()) {
         lastError_ = MissingFfmpegMessage();
         return -1;
     }
