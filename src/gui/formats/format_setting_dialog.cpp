@@ -301,7 +301,9 @@ void FormatSettingDialog::numberTyped(NumberId id)
         const QSignalBlocker blocker(box);
         box->setText(QString::number(maximum));
     }
+    m_typingIn = int(id);
     m_settings.SetNumber(id, int(std::clamp<qlonglong>(typed, INT_MIN, maximum)));
+    m_typingIn = -1;
 }
 
 void FormatSettingDialog::numberCommitted(NumberId id)
@@ -366,7 +368,7 @@ void FormatSettingDialog::syncNumber(NumberId id)
     const NumberSetting &setting = m_settings.number(id);
     const NumberControls &controls = m_numbers[std::size_t(id)];
     // The box being typed in keeps what the person typed until the edit is completed.
-    if (!controls.box->hasFocus())
+    if (m_typingIn != int(id))
         controls.box->setText(QString::number(setting.value));
     for (QWidget *widget : { static_cast<QWidget *>(controls.box),
              static_cast<QWidget *>(controls.spin), static_cast<QWidget *>(controls.label) }) {

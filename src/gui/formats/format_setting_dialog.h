@@ -73,6 +73,7 @@ private:
     QLineEdit *m_idHolder = nullptr;
     std::array<QLineEdit *, 6> m_descriptionHolders {};
     bool m_syncing = false;
+    int m_typingIn = -1; // the number box whose typing is being passed on
     bool m_activated = false;
 };
 

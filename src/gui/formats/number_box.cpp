@@ -28,6 +28,9 @@ void NumberBox::keyPressEvent(QKeyEvent *event)
         && cursorPosition() == 0;
     if (editing || digit || minus) {
         QLineEdit::keyPressEvent(event);
+        // Enter completes the number; it must not also press the dialog's default button.
+        if (key == Qt::Key_Return || key == Qt::Key_Enter)
+            event->accept();
         return;
     }
     event->accept();
