@@ -170,6 +170,7 @@ void Encoder::ResumeTasks()
 
 void Encoder::StopTasks(bool wait)
 {
+    ++generation_;
     started_ = false;
     paused_ = false;
     QList<QPointer<FfmpegJob>> ending;
@@ -315,8 +316,12 @@ void Encoder::onJobFinished(int index)
         success = moved.ok;
         if (moved.ok) {
             task.info.finalOutput = moved.path;
-            if (moved.path != task.info.output)
+            if (moved.path != task.info.output) {
+                const quint64 generation = generation_;
                 emit outputFileRenamed(index, moved.path);
+                if (generation != generation_)
+                    return; // the handler stopped or cleared the queue
+            }
         } else {
             message = moved.path + QLatin1String(": ") + moved.message;
         }

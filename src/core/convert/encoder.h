@@ -125,6 +125,7 @@ private:
     bool started_ = false;
     bool paused_ = false;
     bool nextScheduled_ = false;
+    quint64 generation_ = 0; // counts stops, so a handler that stopped the queue is noticed
 };
 
 } // namespace sonivert

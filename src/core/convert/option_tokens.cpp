@@ -1,5 +1,7 @@
 #include "core/convert/option_tokens.h"
 
+#include <QRegularExpression>
+
 namespace sonivert {
 
 QStringList SplitOptionWords(const QString &options)
@@ -56,6 +58,22 @@ QString OptionValue(const QStringList &words, const QString &option)
 {
     const qsizetype at = words.lastIndexOf(option);
     return at >= 0 && at + 1 < words.size() ? words.at(at + 1) : QString();
+}
+
+QString CommandLineText(const QStringList &words)
+{
+    static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9_@%+=:,./-]+$"));
+    QStringList quoted;
+    for (const QString &word : words) {
+        if (plain.match(word).hasMatch()) {
+            quoted << word;
+        } else {
+            QString text = word;
+            text.replace(QLatin1Char('\''), QLatin1String("'\\''"));
+            quoted << QLatin1Char('\'') + text + QLatin1Char('\'');
+        }
+    }
+    return quoted.join(QLatin1Char(' '));
 }
 
 } // namespace sonivert

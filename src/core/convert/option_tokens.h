@@ -19,4 +19,8 @@ QStringList FfmpegOptionWords(const QString &options);
 // The value following the last occurrence of option among words, or "" when it is absent.
 QString OptionValue(const QStringList &words, const QString &option);
 
+// A command line for people to read and paste into a shell: words with anything but plain
+// characters are put in single quotes.
+QString CommandLineText(const QStringList &words);
+
 } // namespace sonivert

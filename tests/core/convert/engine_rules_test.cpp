@@ -71,6 +71,13 @@ private slots:
         QVERIFY(!args.contains(QStringLiteral("-VideoOutputHook")));
     }
 
+    void commandLineText()
+    {
+        QCOMPARE(CommandLineText({ u"ffmpeg"_s, u"-i"_s, u"/in/a b.mp4"_s, u"it's"_s, u""_s,
+                     u"-metadata"_s, u"title=x,y"_s, u"/out/ü.MP3"_s }),
+            u"ffmpeg -i '/in/a b.mp4' 'it'\\''s' '' -metadata title=x,y '/out/ü.MP3'"_s);
+    }
+
     void expectedLength_data()
     {
         QTest::addColumn<qint64>("duration");
