@@ -143,6 +143,13 @@ FormatSettingDialog::NumberControls FormatSettingDialog::makeNumber(
     controls.spin = new SpinButtons(this);
     controls.spin->setObjectName(QStringLiteral("UpDown_OutputVideo") + name);
     controls.label = new QLabel(caption, this);
+    // The boxes come and go with the "Custom" choices; the dialog keeps its size meanwhile.
+    for (QWidget *widget : { static_cast<QWidget *>(controls.box),
+             static_cast<QWidget *>(controls.spin), static_cast<QWidget *>(controls.label) }) {
+        QSizePolicy policy = widget->sizePolicy();
+        policy.setRetainSizeWhenHidden(true);
+        widget->setSizePolicy(policy);
+    }
     connect(controls.box, &QLineEdit::textChanged, this, [this, id] { numberTyped(id); });
     connect(controls.box, &QLineEdit::editingFinished, this, [this, id] { numberCommitted(id); });
     connect(controls.spin, &SpinButtons::stepped, this, [this, id](int delta) {
