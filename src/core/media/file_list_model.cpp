@@ -114,8 +114,11 @@ QVariant FileListModel::headerData(int section, Qt::Orientation orientation, int
             return stateCaption_;
         return FieldKey(section);
     }
-    if (role == Qt::TextAlignmentRole && section >= Field::Duration && section <= Field::State)
-        return QVariant::fromValue(Qt::Alignment(Qt::AlignCenter));
+    if (role == Qt::TextAlignmentRole) {
+        if (section >= Field::Duration && section <= Field::State)
+            return QVariant::fromValue(Qt::Alignment(Qt::AlignCenter));
+        return QVariant::fromValue(Qt::Alignment(Qt::AlignLeft | Qt::AlignVCenter));
+    }
     return QVariant();
 }
 

@@ -226,6 +226,12 @@ private slots:
         QCOMPARE(list.columnCount(), MediaFieldCount);
         QCOMPARE(list.headerData(Field::Name, Qt::Horizontal).toString(), QStringLiteral("Name"));
         QCOMPARE(list.headerData(Field::StateIcon, Qt::Horizontal).toString(), QString());
+        QCOMPARE(list.headerData(Field::Name, Qt::Horizontal, Qt::TextAlignmentRole)
+                     .value<Qt::Alignment>(),
+            Qt::AlignLeft | Qt::AlignVCenter);
+        QCOMPARE(list.headerData(Field::Format, Qt::Horizontal, Qt::TextAlignmentRole)
+                     .value<Qt::Alignment>(),
+            Qt::Alignment(Qt::AlignCenter));
         QSignalSpy spy(&list, &QAbstractItemModel::headerDataChanged);
         list.SetStateColumnCaption(QStringLiteral("00:00:05"));
         QCOMPARE(
