@@ -75,6 +75,12 @@ int64_t monotonicMicroseconds()
     return av_gettime_relative();
 }
 
+struct DictionaryDeleter
+{
+    void operator()(AVDictionary *dictionary) const { av_dict_free(&dictionary); }
+};
+using DictionaryPtr = std::unique_ptr<AVDictionary, DictionaryDeleter>;
+
 } // namespace
 
 void Decoder::ContextDeleter::operator()(AVFormatContext *context) const
@@ -108,14 +114,14 @@ bool Decoder::OpenFile(const QString &path, const QString &inputOptions)
     lastError_.clear();
     path_ = path;
 
-    AVDictionary *options = nullptr;
+    AVDictionary *parsed = nullptr;
     const QByteArray optionText = inputOptions.trimmed().toUtf8();
     if (!optionText.isEmpty())
-        av_dict_parse_string(&options, optionText.constData(), "=", " ", 0);
+        av_dict_parse_string(&parsed, optionText.constData(), "=", " ", 0);
+    DictionaryPtr options(parsed);
 
     AVFormatContext *raw = avformat_alloc_context();
     if (!raw) {
-        av_dict_free(&options);
         lastError_ = path + QStringLiteral(": ") + errorText(AVERROR(ENOMEM));
         return false;
     }
@@ -124,9 +130,11 @@ bool Decoder::OpenFile(const QString &path, const QString &inputOptions)
 
     deadline_ = monotonicMicroseconds() + int64_t(readTimeoutMs_) * 1000;
     // On failure avformat_open_input frees the context itself.
+    // The call takes the options it used out of the dictionary and leaves the rest in it.
+    parsed = options.release();
     const int opened
-        = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, &options);
-    av_dict_free(&options);
+        = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, &parsed);
+    options.reset(parsed);
     if (opened < 0) {
         deadline_ = 0;
         lastError_ = path + QStringLiteral(": ") + errorText(opened);
