@@ -188,11 +188,10 @@ void Encoder::StopTasks(bool wait)
         if (job)
             job->Stop();
     }
+    // Jobs left to end on their own by an earlier stop are children too, and waited for here.
     if (wait) {
-        for (const QPointer<FfmpegJob> &job : ending) {
-            if (job)
-                job->StopAndWait();
-        }
+        for (FfmpegJob *job : findChildren<FfmpegJob *>(Qt::FindDirectChildrenOnly))
+            job->StopAndWait();
     }
 }
 
