@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -446,6 +447,28 @@ private slots:
         encoder.SetFfmpegProgram(dir_.filePath(u"no-such-ffmpeg"_s));
         QCOMPARE(encoder.AddInputFile(in(u"clip.mp4"_s), QString()), -1);
         QCOMPARE(encoder.LastErrorText(), MissingFfmpegMessage());
+    }
+
+    void bundledProgramComesFirst()
+    {
+        const QString libs = dir_.filePath(u"Libs"_s);
+        QVERIFY(QDir().mkpath(libs));
+        QFile fake(libs + u"/ffmpeg"_s);
+        QVERIFY(fake.open(QIODevice::WriteOnly));
+        fake.write("#!/bin/sh\nkill -SEGV $$\n");
+        fake.close();
+        QCOMPARE(FindFfmpegProgram(libs), QStandardPaths::findExecutable(u"ffmpeg"_s));
+        QVERIFY(fake.setPermissions(fake.permissions() | QFile::ExeOwner));
+        QCOMPARE(FindFfmpegProgram(libs), fake.fileName());
+
+        // A program that dies of a signal fails its task and leaves nothing behind.
+        Encoder encoder;
+        encoder.SetFfmpegProgram(fake.fileName());
+        Events events(encoder);
+        queue(encoder, in(u"clip.mp4"_s), out(u"crash.MP3"_s), mp3Options());
+        QVERIFY(runQueue(encoder, events, 1));
+        QCOMPARE(events.endOf(0).message, u"The ffmpeg program stopped unexpectedly."_s);
+        QCOMPARE(filesIn(outFolder()), QStringList());
     }
 };
 
