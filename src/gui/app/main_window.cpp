@@ -7,6 +7,7 @@
 #include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
+#include "gui/media/file_view_main.h"
 #include "gui/ui/icon_store.h"
 #include "gui/ui/skin.h"
 
@@ -50,6 +51,7 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     setObjectName(QStringLiteral("frmMain"));
     buildLayout();
     connectCommands();
+    setUpFileList();
 
     for (QTimer *timer :
         { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
@@ -75,12 +77,8 @@ MainWindow::~MainWindow() = default;
 
 void MainWindow::connectCommands()
 {
-    connect(m_cmd[BtnAddFiles], &QPushButton::clicked, this, &MainWindow::addFilesRequested);
     connect(m_cmd[BtnOpenFolder], &QPushButton::clicked, this, &MainWindow::openFolderCommand);
     connect(m_cmd[BtnBrowseFolder], &QPushButton::clicked, this, &MainWindow::browseFolderCommand);
-    connect(m_cmd[BtnSetting], &QPushButton::clicked, this, &MainWindow::settingsRequested);
-    connect(m_cmd[BtnTrim], &QPushButton::clicked, this, &MainWindow::trimRequested);
-    connect(m_moreInfo, &QPushButton::clicked, this, &MainWindow::moreInfoRequested);
     connect(m_diagnose, &QPushButton::clicked, this, &MainWindow::diagnoseRequested);
     connect(m_outputPath, &QLineEdit::editingFinished, this, &MainWindow::outputPathEdited);
 }
@@ -94,11 +92,13 @@ void MainWindow::Load(const QStringList &arguments)
     LoadSkinAndImages(this, Folders().skinFolder);
     m_dropPicture->setPixmap(QPixmap(SkinImageFolder() + kDragDropFile));
     placeDropPicture();
+    loadListAndCatalogue();
 
     SetControlsState(ControlsMode::ListState, false);
     m_cmd[BtnAddFiles]->setEnabled(false);
     m_timerStartUp.start();
 
+    selectFirstFormat();
     Flags().diagnosisRunning = false;
     setAcceptDrops(true);
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
@@ -229,13 +229,15 @@ void MainWindow::onStartUpTimer()
 {
     m_timerStartUp.stop();
     if (!m_arguments.isEmpty()) {
-        OpenFileFromText(m_arguments.first());
+        m_pendingTexts.prepend(m_arguments.first());
     } else {
         raise();
         activateWindow();
         m_timerTags.start();
     }
     m_cmd[BtnAddFiles]->setEnabled(true);
+    m_startUpDone = true;
+    openNextPendingText();
 }
 
 void MainWindow::onTagsTimer()
@@ -273,6 +275,7 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_listFake && event->type() == QEvent::Resize)
         placeDropPicture();
+    loadListAndCatalogue();
     return QMainWindow::eventFilter(watched, event);
 }
 
@@ -310,13 +313,6 @@ void MainWindow::browseFolderCommand()
 void MainWindow::outputPathEdited()
 {
     m_outputPath->setText(WithTrailingSeparator(m_outputPath->text()));
-}
-
-void MainWindow::OpenFileFromText(const QString &text)
-{
-    if (GetConvertButtonState() != 0 || !isEnabled())
-        return;
-    emit openFileRequested(text);
 }
 
 } // namespace sonivert

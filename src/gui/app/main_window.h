@@ -1,5 +1,8 @@
 #pragma once
 
+#include "core/media/failure_report.h"
+#include "gui/ui/list_icons.h"
+
 #include <QMainWindow>
 #include <QStringList>
 #include <QTimer>
@@ -15,11 +18,16 @@ class QListWidget;
 class QMenu;
 class QProgressBar;
 class QPushButton;
-class QTableView;
 
 namespace sonivert {
 
+class DropController;
+class FileListModel;
+class FileViewMain;
+class FormatPresetBinder;
+class ImportJob;
 class TipPopup;
+struct ImportOutcome;
 
 // Indices of the Cmd_FileListView button array.
 enum ListButton : int {
@@ -81,19 +89,35 @@ public:
     TipPopup *tipPopup() const { return m_tip; }
     bool isUnloaded() const { return m_unloaded; }
 
-    // Opens a file named on the command line or handed over by a second start.
+    // Opens a file named on the command line or handed over by a second start. While an import
+    // runs or start-up is not finished, the text waits its turn.
     void OpenFileFromText(const QString &text);
 
+    // Imports files; with no paths the person picks them in the open dialog.
+    void ImportFiles(const QStringList &paths);
+    void ImportDroppedFiles(const QStringList &accepted, const QStringList &refused);
+    bool isImporting() const { return m_import != nullptr; }
+
+    FileListModel *fileList() const { return m_list; }
+    FileViewMain *fileView() const { return m_fileView; }
+    FailureReport &failureReport() { return m_report; }
+    int CurrentItemIndex() const { return m_currentItem; }
+    void Show_InputFileInfo(int row);
+
+    void removeCommand();
+    void clearListCommand();
+
 signals:
-    void addFilesRequested();
-    void openFileRequested(const QString &path);
-    void settingsRequested();
     void diagnoseRequested();
-    void moreInfoRequested();
-    void trimRequested();
+    void trimRequested(int row);
+    // An import has ended and its report (if any) is up.
+    void importFinished();
 
 protected:
     void closeEvent(QCloseEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dragMoveEvent(QDragMoveEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
     void changeEvent(QEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
@@ -114,6 +138,19 @@ private:
     void onTipStateChanged(int state);
     void placeDropPicture();
 
+    void setUpFileList();
+    void loadListAndCatalogue();
+    void selectFirstFormat();
+    void onImportFinished(const ImportOutcome &outcome);
+    void openNextPendingText();
+    void settleListState();
+    void clearInfoPanel();
+    void showListMenu(const QPoint &pos);
+    void trimCommand();
+    void propertiesCommand();
+    void settingsCommand();
+    void openFileLocation();
+
     void openFolderCommand();
     void browseFolderCommand();
     void outputPathEdited();
@@ -127,7 +164,18 @@ private:
     std::array<QPushButton *, 9> m_cmd {};
     QListWidget *m_listFake = nullptr;
     QLabel *m_dropPicture = nullptr;
-    QTableView *m_fileView = nullptr;
+    FileViewMain *m_fileView = nullptr;
+    FileListModel *m_list = nullptr;
+    FailureReport m_report;
+    ListIcons m_listIcons;
+    FormatPresetBinder *m_formatBinder = nullptr;
+    DropController *m_drops = nullptr;
+    ImportJob *m_import = nullptr;
+    QMenu *m_listMenu = nullptr;
+    int m_currentItem = -1;
+    QString m_inputFolder;
+    QStringList m_pendingTexts;
+    bool m_startUpDone = false;
     QComboBox *m_outputFormat = nullptr;
     QComboBox *m_outputPreset = nullptr;
     std::array<QLabel *, 3> m_outputLabels {};

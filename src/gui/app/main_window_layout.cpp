@@ -1,6 +1,7 @@
 // Building the main window's widgets. Behaviour lives in main_window.cpp.
 #include "gui/app/main_window.h"
 #include "gui/app/tip_popup.h"
+#include "gui/media/file_view_main.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -106,12 +107,8 @@ QWidget *MainWindow::buildListArea()
     m_dropPicture->setAttribute(Qt::WA_TransparentForMouseEvents);
     m_dropPicture->hide();
 
-    m_fileView = named(new QTableView, QStringLiteral("FileViewMain"));
-    m_fileView->setSelectionBehavior(QAbstractItemView::SelectRows);
-    m_fileView->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    m_fileView = named(new FileViewMain, QStringLiteral("FileViewMain"));
     m_fileView->setContextMenuPolicy(Qt::CustomContextMenu);
-    m_fileView->verticalHeader()->hide();
-    m_fileView->horizontalHeader()->setStretchLastSection(true);
     m_fileView->hide();
 
     grid->addWidget(m_listFake, 0, 0);

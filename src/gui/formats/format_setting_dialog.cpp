@@ -9,6 +9,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
+#include <QPointer>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSignalBlocker>
@@ -388,7 +389,8 @@ void FormatSettingDialog::syncNumber(NumberId id)
 
 FormatSettingDialog *FormatSettingWindow(QWidget *owner)
 {
-    static FormatSettingDialog *dialog = nullptr;
+    // Guarded: the window goes with its owner, and a later owner (a test's) gets a new one.
+    static QPointer<FormatSettingDialog> dialog;
     if (!dialog)
         dialog = new FormatSettingDialog(AppOutputSettings(), owner);
     return dialog;

@@ -1,8 +1,11 @@
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
 #include "core/app/settings_store.h"
+#include "core/media/file_list_model.h"
 #include "gui/app/main_window.h"
 #include "gui/app/tip_popup.h"
+#include "gui/media/file_view_main.h"
+#include "support/media_maker.h"
 
 #include <QApplication>
 #include <QComboBox>
@@ -13,8 +16,10 @@
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTableView>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+#include <QTreeWidget>
 
 using namespace sonivert;
 
@@ -35,6 +40,13 @@ void answerNextMessage(QMessageBox::StandardButton answer, QString *seenText = n
             *seenText = box->text();
         box->button(answer)->click();
     });
+}
+
+test::ClipOptions shortClip(double seconds)
+{
+    test::ClipOptions options;
+    options.seconds = seconds;
+    return options;
 }
 
 struct FakeRun
@@ -259,16 +271,101 @@ private slots:
         QTRY_VERIFY(!moveTimer->isActive());
     }
 
-    void aFileOnTheCommandLineSkipsTheTip()
+    void aFileOnTheCommandLineIsImportedInsteadOfTheTip()
     {
-        QSignalSpy opened(window.get(), &MainWindow::openFileRequested);
-        window->Load({ QStringLiteral("/data/clip.mp4"), QStringLiteral("/data/other.mp4") });
+        QTemporaryDir dir;
+        const QString clip = dir.filePath(QStringLiteral("clip one.mp4"));
+        QVERIFY(test::MakeClip(clip, shortClip(0.5)));
+        QSignalSpy imported(window.get(), &MainWindow::importFinished);
+        window->Load({ clip, dir.filePath(QStringLiteral("second.mp4")) });
         window->show();
-        QTRY_COMPARE_WITH_TIMEOUT(opened.count(), 1, 2000);
-        QCOMPARE(opened.first().first().toString(), QStringLiteral("/data/clip.mp4"));
+        QTRY_COMPARE_WITH_TIMEOUT(imported.count(), 1, 5000);
+        QCOMPARE(window->fileList()->Count(), 1);
+        QCOMPARE(window->fileList()->GetFieldText(0, 1), QStringLiteral("clip one.mp4"));
+        QVERIFY(child<QTableView>("FileViewMain")->isVisible());
+        QVERIFY(enabled(BtnConvert) && enabled(BtnRemove));
+        QCOMPARE(window->CurrentItemIndex(), 0);
+        QVERIFY(!child<QLabel>("lbl_InputFileValue_4")->text().isEmpty());
         QTest::qWait(400);
         QCOMPARE(window->tipPopup()->state(), TipPopup::Closed);
-        QCOMPARE(opened.count(), 1);
+        QCOMPARE(window->fileList()->Count(), 1); // only the first argument is opened
+    }
+
+    void anUnsupportedFileIsRefusedWithAMessage()
+    {
+        window->Load({});
+        window->show();
+        QTRY_VERIFY_WITH_TIMEOUT(enabled(BtnAddFiles), 2000);
+        QString message;
+        answerNextMessage(QMessageBox::Ok, &message);
+        window->OpenFileFromText(QStringLiteral("\"/tmp/notes.txt\""));
+        QCOMPARE(message,
+            QStringLiteral("Plase check if the file format supported and listed in "
+                           "our website.\n\nThank you."));
+        QCOMPARE(window->fileList()->Count(), 0);
+        QVERIFY(!enabled(BtnConvert));
+    }
+
+    void failedImportsAreReportedAndRemoveAndClearFollowTheList()
+    {
+        QTemporaryDir dir;
+        const QString a = dir.filePath(QStringLiteral("a.mp4"));
+        const QString b = dir.filePath(QStringLiteral("b.mkv"));
+        const QString broken = dir.filePath(QStringLiteral("broken.avi"));
+        QVERIFY(test::MakeClip(a, shortClip(0.3)));
+        QVERIFY(test::MakeClip(b, shortClip(0.3)));
+        QFile junk(broken);
+        QVERIFY(junk.open(QIODevice::WriteOnly));
+        junk.write(QByteArray(4096, 'x'));
+        junk.close();
+
+        window->Load({});
+        window->show();
+        QTRY_VERIFY_WITH_TIMEOUT(enabled(BtnAddFiles), 2000);
+        QSignalSpy imported(window.get(), &MainWindow::importFinished);
+        window->ImportFiles({ a, broken, dir.filePath(QStringLiteral("gone.mp4")), b });
+        QTRY_COMPARE_WITH_TIMEOUT(imported.count(), 1, 10000);
+        QCOMPARE(window->fileList()->Count(), 2);
+        QCOMPARE(window->fileView()->Footer()->CountText(), QStringLiteral(" 2 files"));
+
+        // The report lists the two failures, in order, and keeps the window disabled until OK.
+        auto *report = window->findChild<QDialog *>(QStringLiteral("frmReportList"));
+        QVERIFY(report);
+        QCOMPARE(report->windowTitle(), QStringLiteral("DRM Protection"));
+        auto *entries = report->findChild<QTreeWidget *>(QStringLiteral("View_ListBox"));
+        QCOMPARE(entries->topLevelItemCount(), 2);
+        QCOMPARE(entries->topLevelItem(0)->text(0), QStringLiteral("broken.avi"));
+        QCOMPARE(entries->topLevelItem(1)->text(1), QStringLiteral("File not found!"));
+        QVERIFY(!window->isEnabled());
+        report->findChild<QPushButton *>(QStringLiteral("Cmd_Panels_0"))->click();
+        QTRY_VERIFY(window->isEnabled());
+        QVERIFY(window->failureReport().IsEmpty());
+
+        // Removing one of two rows keeps the grid; removing the last shows the placeholder.
+        auto *view = window->fileView();
+        view->SelectRow(1);
+        window->removeCommand();
+        QCOMPARE(window->fileList()->Count(), 1);
+        QVERIFY(view->isVisible());
+        QCOMPARE(window->CurrentItemIndex(), -1);
+        QVERIFY(child<QLabel>("lbl_InputFileValue_4")->text().isEmpty());
+        view->SelectRow(0);
+        window->removeCommand();
+        QCOMPARE(window->fileList()->Count(), 0);
+        QVERIFY(!view->isVisible());
+        QVERIFY(child<QListWidget>("ListBox_Fake")->isVisible());
+        QVERIFY(!enabled(BtnRemove) && !enabled(BtnConvert) && enabled(BtnAddFiles));
+    }
+
+    void theFormatListsAreFilledAtLoad()
+    {
+        window->Load({});
+        auto *format = child<QComboBox>("Cmb_OutputFormat");
+        auto *preset = child<QComboBox>("Cmd_OutputPreset");
+        QVERIFY(format->count() >= 10);
+        QCOMPARE(format->currentIndex(), 0);
+        QVERIFY(preset->count() >= 2);
+        QCOMPARE(preset->currentIndex(), 1);
     }
 };
 

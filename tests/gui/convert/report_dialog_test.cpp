@@ -1,0 +1,150 @@
+#include "core/app/settings_store.h"
+#include "gui/convert/report_dialog.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
+
+using namespace sonivert;
+
+namespace {
+
+const QString Key = QStringLiteral("Software/Corvallo/Sonivert");
+
+FailureReport reportOf(const QList<FailureEntry> &lines)
+{
+    FailureReport report;
+    for (const FailureEntry &line : lines)
+        report.AddFailureReport(line.name, line.message);
+    return report;
+}
+
+} // namespace
+
+class ReportDialogTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init() { RegWriteText(Key, QStringLiteral("ReportEndpoint"), QString()); }
+
+    void anEmptyReportShowsNothing()
+    {
+        FailureReport report;
+        QWidget mainWindow;
+        QCOMPARE(ShowFailureReportDialog(&mainWindow, report, QStringLiteral("Failed"),
+                     QStringLiteral("Failed to import files!"), Key),
+            nullptr);
+        QVERIFY(mainWindow.isEnabled());
+    }
+
+    void captionsFollowTheCopyProtectionRule()
+    {
+        QWidget mainWindow;
+        FailureReport plain = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") } });
+        ReportDialog *dialog
+            = ShowFailureReportDialog(&mainWindow, plain, QStringLiteral("Conversion Reports"),
+                QStringLiteral("Can not convert these files!"), Key);
+        QCOMPARE(dialog->windowTitle(), QStringLiteral("Conversion Reports"));
+        QCOMPARE(dialog->findChild<QLabel *>(QStringLiteral("lbl_Msg"))->text(),
+            QStringLiteral("Can not convert these files!"));
+        dialog->close();
+
+        FailureReport mixed = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") },
+            { QStringLiteral("b.mp4"),
+                QStringLiteral("/v/b.mp4: Invalid data found when processing input") } });
+        dialog = ShowFailureReportDialog(&mainWindow, mixed, QStringLiteral("Conversion Reports"),
+            QStringLiteral("Can not convert these files!"), Key);
+        QCOMPARE(dialog->windowTitle(), QStringLiteral("DRM Protection"));
+        QCOMPARE(dialog->findChild<QLabel *>(QStringLiteral("lbl_Msg"))->text(),
+            QStringLiteral("These files are copy-protected and can not be converted."));
+        QCOMPARE(dialog->entryList()->topLevelItemCount(), 2);
+        dialog->close();
+    }
+
+    void closingClearsTheReportAndEnablesTheMainWindow()
+    {
+        QWidget mainWindow;
+        FailureReport report = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") } });
+        ReportDialog *dialog = ShowFailureReportDialog(&mainWindow, report,
+            QStringLiteral("Failed"), QStringLiteral("Failed to import files!"), Key);
+        QVERIFY(!mainWindow.isEnabled());
+        QVERIFY(dialog->isVisible());
+        // Without a configured address the report cannot be sent, and the button says why.
+        QVERIFY(!dialog->panelButton(1)->isEnabled());
+        QVERIFY(!dialog->panelButton(1)->toolTip().isEmpty());
+        dialog->panelButton(0)->click();
+        QVERIFY(mainWindow.isEnabled());
+        QVERIFY(report.IsEmpty());
+    }
+
+    void detailsOfTheSelectedFailureCanBeCopied()
+    {
+        QWidget mainWindow;
+        FailureReport report = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") },
+            { QStringLiteral("b.mp4"), QStringLiteral("Odd") } });
+        ReportDialog *dialog = ShowFailureReportDialog(
+            &mainWindow, report, QStringLiteral("Failed"), QStringLiteral("x"), Key, [](int entry) {
+                return entry == 1 ? QStringLiteral("ffmpeg -i b.mp4\nerror") : QString();
+            });
+        QCOMPARE(dialog->detailsView()->isVisibleTo(dialog), false);
+        dialog->entryList()->setCurrentItem(dialog->entryList()->topLevelItem(1));
+        QVERIFY(dialog->detailsView()->isVisibleTo(dialog));
+        dialog->findChild<QPushButton *>(QStringLiteral("Cmd_CopyDetails"))->click();
+        QCOMPARE(QApplication::clipboard()->text(), QStringLiteral("ffmpeg -i b.mp4\nerror"));
+        dialog->close();
+    }
+
+    void sendingThanksAndCloses()
+    {
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        QByteArray request;
+        connect(&server, &QTcpServer::newConnection, this, [&] {
+            QTcpSocket *socket = server.nextPendingConnection();
+            connect(socket, &QTcpSocket::readyRead, socket, [&request, socket] {
+                request += socket->readAll();
+                if (request.contains("\r\n\r\n")) {
+                    socket->write("HTTP/1.1 204 No Content\r\nConnection: close\r\n\r\n");
+                    socket->disconnectFromHost();
+                }
+            });
+        });
+        RegWriteText(Key, QStringLiteral("ReportEndpoint"),
+            QStringLiteral("http://127.0.0.1:%1/r?").arg(server.serverPort()));
+
+        QWidget mainWindow;
+        FailureReport report = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") } });
+        QPointer<ReportDialog> dialog = ShowFailureReportDialog(
+            &mainWindow, report, QStringLiteral("Failed"), QStringLiteral("x"), Key);
+        QVERIFY(dialog->panelButton(1)->isEnabled());
+
+        QString thanks;
+        QTimer poll;
+        connect(&poll, &QTimer::timeout, [&] {
+            if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+                thanks = box->text();
+                box->button(QMessageBox::Ok)->click();
+            }
+        });
+        poll.start(20);
+        dialog->panelButton(1)->click();
+        QTRY_VERIFY_WITH_TIMEOUT(dialog.isNull() || !dialog->isVisible(), 10000);
+        QCOMPARE(thanks, QStringLiteral("Thank you."));
+        QVERIFY(request.startsWith("GET /r?inputfailed%2C"));
+        QVERIFY(report.IsEmpty());
+        QVERIFY(mainWindow.isEnabled());
+    }
+};
+
+QTEST_MAIN(ReportDialogTest)
+#include "report_dialog_test.moc"
