@@ -147,6 +147,14 @@ QString MakeUniqueFileName(const QString &path, const OutputNameRegistry *taken)
     return candidate;
 }
 
+QString EncoderOutputFileName(const QString &outputFile, OutputNameRegistry &names)
+{
+    const QString ending = outputFile.right(3).toUpper();
+    if (ending != QLatin1String("M4B") && ending != QLatin1String("M4R"))
+        return outputFile;
+    return names.Claim(outputFile.chopped(3) + QLatin1String("M4A"));
+}
+
 QString TemporaryOutputName(const QString &finalPath)
 {
     const PathParts parts = splitPath(finalPath);

@@ -31,6 +31,11 @@ private:
 // Names in `taken` count as existing. A folder that does not exist returns the path unchanged.
 QString MakeUniqueFileName(const QString &path, const OutputNameRegistry *taken = nullptr);
 
+// The file the encoder writes for outputFile: outputFile itself, except that an M4B or M4R output
+// is encoded as M4A first and renamed when its task succeeded. That intermediate name is claimed
+// in names, so it never meets an existing file or another task's name.
+QString EncoderOutputFileName(const QString &outputFile, OutputNameRegistry &names);
+
 // A hidden name in the folder of finalPath that keeps its extension (ffmpeg picks the container
 // by it) and names no existing file at the moment of the call.
 QString TemporaryOutputName(const QString &finalPath);

@@ -105,6 +105,22 @@ private slots:
         QCOMPARE(run.Claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y.MP3")));
     }
 
+    void ringtonesAreEncodedUnderAFreeM4aName()
+    {
+        OutputNameRegistry run;
+        touch(QStringLiteral("tone.M4A"));
+        const QString final = run.Claim(path(QStringLiteral("tone.M4R")));
+        QCOMPARE(EncoderOutputFileName(final, run), path(QStringLiteral("tone_(new).M4A")));
+        // A second row of the same name gets its own intermediate as well.
+        const QString second = run.Claim(path(QStringLiteral("tone.M4R")));
+        QCOMPARE(second, path(QStringLiteral("tone_(new).M4R")));
+        QCOMPARE(EncoderOutputFileName(second, run), path(QStringLiteral("tone_(new)_(new).M4A")));
+        QCOMPARE(EncoderOutputFileName(path(QStringLiteral("book.m4b")), run),
+            path(QStringLiteral("book.M4A")));
+        QCOMPARE(EncoderOutputFileName(path(QStringLiteral("song.MP3")), run),
+            path(QStringLiteral("song.MP3")));
+    }
+
     void temporaryNameIsHiddenAndKeepsTheExtension()
     {
         const QString temporary = TemporaryOutputName(path(QStringLiteral("clip.M4A")));
