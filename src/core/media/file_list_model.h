@@ -4,7 +4,7 @@
 
 #include <QAbstractTableModel>
 #include <QList>
-#include <vector>
+#include <deque>
 
 namespace sonivert {
 
@@ -79,7 +79,8 @@ private:
     bool valid(int row) const { return row >= 0 && row < Count(); }
     void emitRowChanged(int row, int firstColumn, int lastColumn);
 
-    std::vector<MediaItem> items_;
+    // A deque: a long list grows without copying every row into a buffer twice its size.
+    std::deque<MediaItem> items_;
     int animationCounter_ = 0;
     QString footerCount_;
     QString footerDuration_;
