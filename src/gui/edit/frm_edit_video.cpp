@@ -546,6 +546,9 @@ FrmEditVideo *OpenTrimEditor(QWidget *mainWindow, FileListModel *list, int row)
     Flags().EditWindowOpen = true;
     if (mainWindow) {
         QWidget *top = mainWindow->window();
+        // The editor is a window of its own (a child would be disabled with its parent), so it
+        // goes when the main window goes.
+        QObject::connect(top, &QObject::destroyed, editor, [editor] { delete editor; });
         top->setEnabled(false);
         editor->move(top->frameGeometry().center() - editor->rect().center());
         editor->winId();

@@ -35,6 +35,13 @@ PreviewPlayer::PreviewPlayer(QObject *parent)
     });
     connect(player_, &QMediaPlayer::mediaStatusChanged, this,
         [this](QMediaPlayer::MediaStatus status) { onMediaStatus(int(status)); });
+    // The medium may still be loading when the first seek comes; it is made once it can be.
+    connect(player_, &QMediaPlayer::seekableChanged, this, [this](bool seekable) {
+        if (seekable && pendingSeekMs_ >= 0) {
+            player_->setPosition(pendingSeekMs_);
+            pendingSeekMs_ = -1;
+        }
+    });
     connect(player_, &QMediaPlayer::durationChanged, this,
         [this](qint64) { onMediaStatus(int(player_->mediaStatus())); });
     connect(player_, &QMediaPlayer::playbackStateChanged, this,
@@ -46,8 +53,10 @@ PreviewPlayer::PreviewPlayer(QObject *parent)
     connect(
         player_, &QMediaPlayer::errorOccurred, this,
         [this](QMediaPlayer::Error error, const QString &text) {
-            if (error == QMediaPlayer::NoError)
+            // One report per medium: Qt may repeat the failure for each command that follows.
+            if (error == QMediaPlayer::NoError || errorReported_)
                 return;
+            errorReported_ = true;
             lastError_ = text.isEmpty() ? QStringLiteral("The file cannot be played.") : text;
             emit ErrorOccurred(lastError_);
         },
@@ -93,6 +102,8 @@ void PreviewPlayer::OpenMedia(const QString &fileName, QWidget *videoArea, bool 
 {
     lastError_.clear();
     openReported_ = false;
+    errorReported_ = false;
+    pendingSeekMs_ = -1;
     fileName_ = fileName;
     if (videoArea != videoArea_) {
         if (videoArea_)
@@ -140,6 +151,7 @@ void PreviewPlayer::CloseMedia(bool)
     player_->stop();
     player_->setSource(QUrl());
     openReported_ = false;
+    pendingSeekMs_ = -1;
     // The last picture would otherwise stay on screen; the area's own background shows instead.
     if (video_)
         video_->hide();
@@ -151,7 +163,13 @@ void PreviewPlayer::SeekTo(const TimeHalves &time)
         return;
     // Qt seeks in milliseconds; round to the nearest rather than cut off.
     const int64_t us = time.Microseconds();
-    player_->setPosition(us < 0 ? 0 : (us + 500) / 1000);
+    const qint64 ms = us < 0 ? 0 : (us + 500) / 1000;
+    if (player_->isSeekable()) {
+        pendingSeekMs_ = -1;
+        player_->setPosition(ms);
+    } else {
+        pendingSeekMs_ = ms;
+    }
 }
 
 int PreviewPlayer::PlayState() const
@@ -170,7 +188,9 @@ int PreviewPlayer::PlayState() const
 
 TimeHalves PreviewPlayer::Position() const
 {
-    return FromMilliseconds(HasOpenMedia() ? player_->position() : 0);
+    if (!HasOpenMedia())
+        return {};
+    return FromMilliseconds(pendingSeekMs_ >= 0 ? pendingSeekMs_ : player_->position());
 }
 
 void PreviewPlayer::SetAudioVolume(int16_t volume)

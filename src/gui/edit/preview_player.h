@@ -84,6 +84,8 @@ private:
     QString lastError_;
     bool engineLoaded_ = false;
     bool openReported_ = false;
+    bool errorReported_ = false;
+    qint64 pendingSeekMs_ = -1;
     bool muted_ = false;
     int volume_ = 100;
     float aspectRatio_ = 0.0f;
