@@ -123,6 +123,12 @@ ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options)
 {
     ProbeResult result;
     result.name = FileNameOf(path);
+    // Opening a pipe or a device can block before any read time-out applies.
+    const QFileInfo info(path);
+    if (info.exists() && !info.isFile() && !info.isDir()) {
+        result.message = path + QStringLiteral(": Not a regular file");
+        return result;
+    }
     Decoder decoder(options.readTimeoutMs);
     decoder.SetAbortFlag(options.abort);
     try {

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+#include <sys/stat.h>
 
 using namespace sonivert;
 using sonivert::test::ClipOptions;
@@ -203,6 +204,15 @@ private slots:
         QCOMPARE(list.Count(), 0);
         QCOMPARE(report.Entries().at(0).message,
             path(QStringLiteral("gone.mp4")) + QStringLiteral(": No such file or directory"));
+    }
+
+    void pipeIsRefusedRatherThanWaitedFor()
+    {
+        const QString fifo = path(QStringLiteral("pipe.mkv"));
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        const ProbeResult result = ProbeMediaFile(fifo);
+        QVERIFY(!result.ok);
+        QCOMPARE(result.message, fifo + QStringLiteral(": Not a regular file"));
     }
 
     void probeFileAppendsAReadyRow()
