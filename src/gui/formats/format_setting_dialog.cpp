@@ -393,6 +393,8 @@ FormatSettingDialog *FormatSettingWindow(QWidget *owner)
     static QPointer<FormatSettingDialog> dialog;
     if (!dialog)
         dialog = new FormatSettingDialog(AppOutputSettings(), owner);
+    else if (owner && !dialog->parentWidget())
+        dialog->setParent(owner, dialog->windowFlags()); // first used before the window existed
     return dialog;
 }
 

@@ -77,7 +77,8 @@ private:
     bool m_activated = false;
 };
 
-// The one dialog of the running program, created hidden on first use and kept until exit.
+// The one dialog of the running program, created hidden on first use and kept until exit (with
+// its owner, the main window, when one is given).
 FormatSettingDialog *FormatSettingWindow(QWidget *owner = nullptr);
 
 } // namespace sonivert
