@@ -7,6 +7,7 @@
 #include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
+#include "gui/edit/frm_edit_video.h"
 #include "gui/media/file_view_main.h"
 #include "gui/ui/icon_store.h"
 #include "gui/ui/skin.h"
@@ -52,6 +53,7 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     buildLayout();
     connectCommands();
     setUpFileList();
+    setUpConversion();
 
     for (QTimer *timer :
         { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
@@ -216,6 +218,8 @@ void MainWindow::Unload()
         { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
         timer->stop();
     m_tip->closeTip();
+    if (FrmEditVideo *editor = FrmEditVideo::Current())
+        editor->StopTimers();
     // Every other window goes with the main one.
     for (QWidget *window : QApplication::topLevelWidgets()) {
         if (window != this)

@@ -1,9 +1,13 @@
 #pragma once
 
+#include "core/convert/output_naming.h"
+#include "core/convert/run_progress.h"
 #include "core/media/failure_report.h"
 #include "gui/ui/list_icons.h"
 
+#include <QHash>
 #include <QMainWindow>
+#include <QSet>
 #include <QStringList>
 #include <QTimer>
 #include <array>
@@ -22,6 +26,8 @@ class QPushButton;
 namespace sonivert {
 
 class DropController;
+class Encoder;
+class PreparationDialog;
 class FileListModel;
 class FileViewMain;
 class FormatPresetBinder;
@@ -107,11 +113,24 @@ public:
     void removeCommand();
     void clearListCommand();
 
+    // The conversion: Convert (also Pause and Resume) and Stop, as the buttons do them.
+    void convertCommand();
+    void stopCommand();
+    void StartTesting() { convertCommand(); }
+    void setTaskPlanner(TaskPlanner planner) { m_planner = std::move(planner); }
+    Encoder *encoder() const { return m_encoder; }
+    // The ffmpeg command and error output of a row's last task, for the failure report.
+    QString TaskDetails(int row) const;
+
 signals:
     void diagnoseRequested();
     void trimRequested(int row);
     // An import has ended and its report (if any) is up.
     void importFinished();
+    // Every ffmpeg line of every task, as "#task.level line".
+    void engineLog(const QString &line);
+    // A run has ended (completed, stopped or abandoned before it began).
+    void runFinished();
 
 protected:
     void closeEvent(QCloseEvent *event) override;
@@ -151,6 +170,17 @@ private:
     void settingsCommand();
     void openFileLocation();
 
+    void setUpConversion();
+    void startRun();
+    bool prepareRun();
+    void onProgress(int task, qint64 positionUs, qint64 totalUs);
+    void onTaskEnd(int task, bool success, bool failure, const QString &message);
+    void onElapsedTick();
+    void completeRun();
+    void finishIntermediateOutput(int task);
+    void setTotalBarStyle(int style);
+    void selectAndShow(int row);
+
     void openFolderCommand();
     void browseFolderCommand();
     void outputPathEdited();
@@ -176,6 +206,19 @@ private:
     QString m_inputFolder;
     QStringList m_pendingTexts;
     bool m_startUpDone = false;
+
+    Encoder *m_encoder = nullptr;
+    TaskPlanner m_planner;
+    OutputNameRegistry m_runNames;
+    QSet<int> m_intermediateOutputs; // tasks encoded under an M4A name first
+    QList<int> m_reportedTasks;
+    QHash<int, QString> m_failureDetails; // per row, kept once its task has failed
+    int m_completedBase = 0;
+    int m_currentTask = -1;
+    int m_stallTicks = 0;
+    int m_elapsedSeconds = 0;
+    int m_totalBarStyle = 1;
+    bool m_abortPreparation = false;
     QComboBox *m_outputFormat = nullptr;
     QComboBox *m_outputPreset = nullptr;
     std::array<QLabel *, 3> m_outputLabels {};

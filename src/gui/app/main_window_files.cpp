@@ -14,6 +14,7 @@
 #include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/convert/report_dialog.h"
+#include "gui/edit/frm_edit_video.h"
 #include "gui/formats/format_preset_binder.h"
 #include "gui/formats/format_setting_dialog.h"
 #include "gui/media/file_view_main.h"
@@ -214,6 +215,8 @@ void MainWindow::trimCommand()
     const QList<int> rows = m_fileView->SelectedRows();
     if (rows.size() != 1 || GetConvertButtonState() != 0)
         return;
+    m_currentItem = rows.first();
+    OpenTrimEditor(this, m_list, rows.first());
     emit trimRequested(rows.first());
 }
 

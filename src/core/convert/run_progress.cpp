@@ -1,0 +1,53 @@
+#include "core/convert/run_progress.h"
+
+#include <QLocale>
+#include <cmath>
+
+namespace sonivert {
+
+QString TotalBarText(int value, int taskCount)
+{
+    if (taskCount <= 0)
+        return QStringLiteral("00%");
+    const int percent = value / taskCount;
+    if (percent < 0)
+        return QStringLiteral("00%");
+    return QStringLiteral("%1%").arg(percent, 2, 10, QLatin1Char('0'));
+}
+
+int TaskPercent(qint64 positionUs, qint64 totalUs)
+{
+    if (totalUs <= 0)
+        return -1;
+    const double seconds = double(positionUs) / 1000000.0;
+    const double total = double(totalUs) / 1000000.0;
+    return int(std::floor(seconds * 100.0 / total));
+}
+
+RunStopReason ClassifyTaskMessage(const QString &message)
+{
+    if (message == QLatin1String("av_interleaved_write_frame(): No space left on device"))
+        return RunStopReason::DiskFull;
+    if (message
+            == QLatin1String("transcode_init() error: Invalid argument / Invalid data found when "
+                             "processing input")
+        || message
+            == QLatin1String("av_interleaved_write_frame(): Invalid argument / Invalid data "
+                             "found when processing input"))
+        return RunStopReason::FormatParameters;
+    return RunStopReason::None;
+}
+
+int ThreadCountFor(bool threadMode, const QString &countText)
+{
+    if (!threadMode)
+        return 0;
+    bool ok = false;
+    const double number = QLocale::c().toDouble(countText.trimmed(), &ok);
+    if (!ok || !std::isfinite(number))
+        return 1;
+    const double rounded = std::nearbyint(number);
+    return rounded < 1 ? 1 : rounded > 64 ? 64 : int(rounded);
+}
+
+} // namespace sonivert

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QString>
+#include <functional>
+
+namespace sonivert {
+
+// What one row of a run is queued with.
+struct TaskPlan
+{
+    QString inputOptions; // the seek option, or ""
+    QString outputOptions; // the encoder option string
+    QString extension; // the output extension, upper-case ("MP3")
+};
+using TaskPlanner = std::function<TaskPlan(int row)>;
+
+// The total bar's text: value / taskCount with at least two digits, then "%" ("05%", "40%").
+QString TotalBarText(int value, int taskCount);
+
+// Whole percent of a task from its position and length; -1 when the length is unknown.
+int TaskPercent(qint64 positionUs, qint64 totalUs);
+
+// Three engine messages stop the whole run, each with its own explanation.
+enum class RunStopReason {
+    None,
+    DiskFull,
+    FormatParameters,
+};
+RunStopReason ClassifyTaskMessage(const QString &message);
+
+// The thread count a run starts with: 0 (one per core) without Thread Mode, else the typed
+// count read as a whole number (halves to even), 1 when it is not a number or below 1.
+int ThreadCountFor(bool threadMode, const QString &countText);
+
+} // namespace sonivert
