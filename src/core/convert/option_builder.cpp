@@ -1,0 +1,355 @@
+#include "core/convert/option_builder.h"
+
+#include "core/formats/output_settings.h"
+#include "core/formats/parameter_tables.h"
+#include "core/media/media_item.h"
+#include "core/media/time_text.h"
+
+#include <QHash>
+#include <cmath>
+
+namespace sonivert {
+
+namespace {
+
+bool isNoValueText(const QString &lowText)
+{
+    const QString low = lowText.trimmed();
+    return low.isEmpty() || low == QLatin1String("-1");
+}
+
+// The probe stores an unknown duration as the engine's no-value time; a range ending there
+// has no end that could be cut to.
+bool isUnknown(int64_t microseconds)
+{
+    return microseconds == UnknownTime;
+}
+
+QString audioCodecOption(const QString &label, const QString &sampleSize)
+{
+    static const QHash<QString, QString> options = {
+        { QStringLiteral("MPEG-2/4"), QStringLiteral(" -acodec libfaac") },
+        { QStringLiteral("AAC"), QStringLiteral(" -acodec aac") },
+        { QStringLiteral("MP3"), QStringLiteral(" -acodec libmp3lame") },
+        { QStringLiteral("MP2"), QStringLiteral(" -acodec mp2") },
+        { QStringLiteral("Ogg Vorbis"), QStringLiteral(" -acodec libvorbis") },
+        { QStringLiteral("IMA ADPCM"), QStringLiteral(" -acodec adpcm_ima_wav") },
+        { QStringLiteral("AMR ACELP"), QStringLiteral(" -acodec libopencore_amrnb") },
+        { QStringLiteral("CCITT A-law"), QStringLiteral(" -acodec pcm_alaw") },
+        { QStringLiteral("CCITT u-law"), QStringLiteral(" -acodec pcm_mulaw") },
+        { QStringLiteral("AC3"), QStringLiteral(" -acodec ac3") },
+        { QStringLiteral("WMA"), QStringLiteral(" -acodec wmav2") },
+        { QStringLiteral("RealAudio 3.0 (dnet)"), QStringLiteral(" -acodec ac3") },
+        { QStringLiteral("Microsoft ADPCM"), QStringLiteral(" -acodec adpcm_ms") },
+        { QStringLiteral("IMA_ADPCM"), QStringLiteral(" -acodec adpcm_ima_wav") },
+        { QStringLiteral("FLAC"), QStringLiteral(" -acodec flac") },
+        { QStringLiteral("MS GSM 6.10"), QStringLiteral(" -acodec libgsm_ms") },
+        { QStringLiteral("Opus"), QStringLiteral(" -acodec libopus") },
+    };
+    static const QHash<QString, QString> littleEndian = {
+        { QStringLiteral("8 bit"), QStringLiteral(" -acodec pcm_u8") },
+        { QStringLiteral("16 bit"), QStringLiteral(" -acodec pcm_s16le") },
+        { QStringLiteral("24 bit"), QStringLiteral(" -acodec pcm_s24le") },
+        { QStringLiteral("32 bit"), QStringLiteral(" -acodec pcm_s32le") },
+    };
+    static const QHash<QString, QString> bigEndian = {
+        { QStringLiteral("8 bit"), QStringLiteral(" -acodec pcm_s8") },
+        { QStringLiteral("16 bit"), QStringLiteral(" -acodec pcm_s16be") },
+        { QStringLiteral("24 bit"), QStringLiteral(" -acodec pcm_s24be") },
+        { QStringLiteral("32 bit"), QStringLiteral(" -acodec pcm_s32be") },
+    };
+    if (label == QLatin1String("PCM little-endian"))
+        return littleEndian.value(sampleSize);
+    if (label == QLatin1String("PCM big-endian"))
+        return bigEndian.value(sampleSize);
+    return options.value(label);
+}
+
+QString videoCodecOption(
+    const QString &label, int width, int height, const QString &outputExtension)
+{
+    static const QHash<QString, QString> options = {
+        { QStringLiteral("MPEG-1"), QStringLiteral(" -vcodec mpeg1video") },
+        { QStringLiteral("MPEG-2"), QStringLiteral(" -vcodec mpeg2video") },
+        { QStringLiteral("MPEG4 (DivX/Xvid compatible)"), QStringLiteral(" -vcodec mpeg4") },
+        { QStringLiteral("H.263 FLV Video"), QStringLiteral(" -vcodec flv") },
+        { QStringLiteral("H.264"), QStringLiteral(" -vcodec libx264") },
+        { QStringLiteral("IBM Motion JPEG"), QStringLiteral(" -vcodec mjpeg") },
+        { QStringLiteral("Sorenson Video 1"), QStringLiteral(" -vcodec svq1") },
+        { QStringLiteral("Intel ITU H.263"), QStringLiteral(" -vcodec h263p") },
+        { QStringLiteral("H.263"), QStringLiteral(" -vcodec h263") },
+        { QStringLiteral("VP8"), QStringLiteral(" -vcodec libvpx") },
+        { QStringLiteral("Huffman Lossless"), QStringLiteral(" -vcodec huffyuv") },
+        { QStringLiteral("Microsoft MPEG4 V2"), QStringLiteral(" -vcodec msmpeg4v2") },
+        { QStringLiteral("Microsoft MPEG4 V3"), QStringLiteral(" -vcodec msmpeg4v3") },
+        { QStringLiteral("Xvid MPEG4"), QStringLiteral(" -vcodec mpeg4 -vtag xvid") },
+        { QStringLiteral("DivX MPEG4"), QStringLiteral(" -vcodec mpeg4 -vtag DivX") },
+        { QStringLiteral("RealVideo"), QStringLiteral(" -vcodec rv20") },
+        { QStringLiteral("Windows Media Video V7"), QStringLiteral(" -vcodec wmv1") },
+        { QStringLiteral("Windows Media Video V8"), QStringLiteral(" -vcodec wmv2") },
+    };
+    if (label == QLatin1String("DV - Digital Video Format")) {
+        const QString size = QStringLiteral("%1 x %2").arg(width).arg(height);
+        if (size == QLatin1String("720 x 480"))
+            return QStringLiteral(" -target ntsc-dv -vcodec dvvideo");
+        if (size == QLatin1String("720 x 576"))
+            return QStringLiteral(" -target pal-dv -vcodec dvvideo");
+        return QString();
+    }
+    if (label == QLatin1String("Uncompressed")) {
+        if (outputExtension == QLatin1String("GIF"))
+            return QStringLiteral(" -pix_fmt rgb24");
+        if (outputExtension == QLatin1String("AVI"))
+            return QStringLiteral(" -vcodec rawvideo");
+        return QString();
+    }
+    return options.value(label);
+}
+
+QString channelsOption(int position)
+{
+    switch (position) {
+    case 0:
+        return QStringLiteral(" -ac 1");
+    case 1:
+        return QStringLiteral(" -ac 2");
+    case 2:
+        return QStringLiteral(" -ac 6");
+    default:
+        return QString();
+    }
+}
+
+int frameRateOption(const QString &fpsText, int sourceRate)
+{
+    if (fpsText.trimmed() == QLatin1String("Original"))
+        return sourceRate >= 100 ? 30 : sourceRate;
+    QString number = fpsText;
+    number.remove(QStringLiteral("fps"));
+    const double value = number.trimmed().toDouble(); // C locale whatever the desktop's
+    return int(std::nearbyint(value));
+}
+
+QString aspectOption(const EncoderOptionSettings &settings, const QString &sourceAspect)
+{
+    const QString choice = settings.aspectRatio.trimmed();
+    if (choice == QLatin1String("Original"))
+        return sourceAspect;
+    if (choice == QLatin1String("Smart Fit")) {
+        if (settings.width != 0 && settings.height != 0)
+            return SmartFitAspect(settings.width, settings.height);
+        return sourceAspect;
+    }
+    return settings.aspectRatio;
+}
+
+void estimateVideoBitrate(EncoderOptionSettings &settings, int sourceWidth, int sourceHeight)
+{
+    if (settings.videoBitrateValue != QLatin1String("0")
+        && settings.videoBitrateChoice != QLatin1String("Smart Fit"))
+        return;
+    const int q = QualityFactor(settings.quality);
+    const bool sized = settings.width != 0 && settings.height != 0;
+    int estimate = EstimateVideoBitrate(sized ? settings.width : sourceWidth,
+        sized ? settings.height : sourceHeight, settings.fps, q, BitrateUnit::Kbps);
+    // The value lives in a number box, which keeps it within its limit.
+    if (settings.videoBitrateMaximum >= 0)
+        estimate = std::min(estimate, settings.videoBitrateMaximum);
+    settings.videoBitrateValue = QString::number(estimate);
+}
+
+} // namespace
+
+EncoderOptionSettings ReadEncoderOptionSettings(const OutputSettings &settings)
+{
+    EncoderOptionSettings s;
+    s.videoCodec = settings.choiceText(ChoiceListId::VideoCodec);
+    s.fps = settings.choiceText(ChoiceListId::FPS);
+    s.fileExtension = settings.choiceText(ChoiceListId::FileExtention);
+    s.audioCodec = settings.choiceText(ChoiceListId::AudioCodec);
+    s.sampleRate = settings.choiceText(ChoiceListId::SampleRate);
+    s.audioBitrate = settings.choiceText(ChoiceListId::AudioBitrate);
+    s.channelsPosition = settings.choice(ChoiceListId::Channels).selected;
+    s.audioSize = settings.choiceText(ChoiceListId::AudioSize);
+    s.aspectRatio = settings.choiceText(ChoiceListId::AspectRatio);
+    s.videoBitrateChoice = settings.choiceText(ChoiceListId::VideoBitrate);
+    s.width = settings.number(NumberId::Width).value;
+    s.height = settings.number(NumberId::Height).value;
+    const NumberSetting &bitrate = settings.number(NumberId::VideoBitrate);
+    s.videoBitrateValue = QString::number(bitrate.value);
+    s.videoBitrateMaximum = bitrate.maximum;
+    s.quality = settings.qualityLevel();
+    return s;
+}
+
+QString BuildEncoderOptions(const MediaItem &item, EncoderOptionSettings &settings)
+{
+    QString chain;
+    QString s;
+
+    const int sourceWidth = item.Integer(Field::VideoWidth);
+    const int sourceHeight = item.Integer(Field::VideoHeight);
+    const int sourceRate = item.Integer(Field::VideoFrameRateNumerator);
+    const QString sourceAspect = item.Text(Field::VideoSampleAspectRatio);
+
+    const int width = settings.width;
+    const int height = settings.height;
+    const int frameRate = frameRateOption(settings.fps, sourceRate);
+    const QString aspect = aspectOption(settings, sourceAspect);
+    const bool videoOn = settings.videoCodec.trimmed() != QLatin1String("No Video");
+    const bool audioOn = settings.audioCodec.trimmed() != QLatin1String("No Audio");
+    const QString extension = CurrentOutputExtension(settings);
+
+    s += QStringLiteral("-VideoOutputHook ");
+
+    if (audioOn) {
+        s += channelsOption(settings.channelsPosition);
+        s += QStringLiteral(" -ar ")
+            + QString(settings.sampleRate).remove(QStringLiteral("Hz")).trimmed();
+        const QString kbps
+            = QString(settings.audioBitrate).remove(QStringLiteral("kbps")).trimmed();
+        s += QStringLiteral(" -ab ") + QString::number(ToIntegerOr(kbps, 64)) + QLatin1Char('k');
+        s += audioCodecOption(settings.audioCodec.trimmed(), settings.audioSize);
+    } else {
+        s += QStringLiteral(" -an ");
+    }
+
+    QString size = QStringLiteral("%1:%2").arg(width).arg(height);
+    if (size == QLatin1String("0:0"))
+        size = QStringLiteral("%1:%2").arg(sourceWidth).arg(sourceHeight);
+
+    if (videoOn) {
+        s += QStringLiteral(" -r ") + QString::number(frameRate);
+        s += QStringLiteral(" -aspect ") + aspect;
+        estimateVideoBitrate(settings, sourceWidth, sourceHeight);
+        s += QStringLiteral(" -vb ") + QString::number(ToIntegerOr(settings.videoBitrateValue, 200))
+            + QLatin1Char('k');
+        s += videoCodecOption(settings.videoCodec.trimmed(), width, height, extension);
+    } else {
+        s += QStringLiteral(" -vn");
+    }
+
+    s += BuildDurationOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh),
+        item.Text(Field::TrimEndLow), item.Text(Field::TrimEndHigh));
+
+    if (videoOn) {
+        AppendVideoFilter(chain, QStringLiteral("scale=") + size);
+        if (item.Text(Field::Deinterlacing).trimmed() == QLatin1String("1"))
+            AppendVideoFilter(chain, QStringLiteral("yadif"));
+        AppendVideoFilter(chain, item.Text(Field::Filters));
+    }
+    if (!chain.isEmpty())
+        s += QStringLiteral(" -vf \"") + chain + QLatin1Char('"');
+    return s;
+}
+
+QString BuildEncoderOptions(const MediaItem &item, OutputSettings &settings)
+{
+    EncoderOptionSettings read = ReadEncoderOptionSettings(settings);
+    const QString before = read.videoBitrateValue;
+    const QString options = BuildEncoderOptions(item, read);
+    if (read.videoBitrateValue != before)
+        settings.SetVideoBitrateValue(read.videoBitrateValue.toInt());
+    return options;
+}
+
+QString SecondsText(int64_t microseconds)
+{
+    const bool negative = microseconds < 0;
+    // Unsigned so that the most negative count has a magnitude too.
+    const uint64_t magnitude
+        = negative ? uint64_t(0) - uint64_t(microseconds) : uint64_t(microseconds);
+    QString text = QString::number(magnitude / 1000000u);
+    const uint64_t fraction = magnitude % 1000000u;
+    if (fraction != 0) {
+        QString digits = QStringLiteral("%1").arg(fraction, 6, 10, QLatin1Char('0'));
+        while (digits.endsWith(QLatin1Char('0')))
+            digits.chop(1);
+        text += QLatin1Char('.') + digits;
+    }
+    return negative ? QLatin1Char('-') + text : text;
+}
+
+QString BuildSeekOption(const QString &startLow, const QString &startHigh)
+{
+    if (isNoValueText(startLow))
+        return QString();
+    const int64_t start = JoinHalfTexts(startLow, startHigh);
+    if (isUnknown(start))
+        return QString();
+    return QStringLiteral(" -ss ") + SecondsText(start);
+}
+
+QString BuildDurationOption(const QString &startLow, const QString &startHigh,
+    const QString &endLow, const QString &endHigh)
+{
+    if (isNoValueText(endLow))
+        return QString();
+    const int64_t end = JoinHalfTexts(endLow, endHigh);
+    if (isUnknown(end))
+        return QString();
+    int64_t start = 0;
+    if (!isNoValueText(startLow)) {
+        start = JoinHalfTexts(startLow, startHigh);
+        if (isUnknown(start))
+            start = 0;
+    }
+    return QStringLiteral(" -t ") + SecondsText(end - start);
+}
+
+void AppendVideoFilter(QString &chain, const QString &filter)
+{
+    if (filter.isEmpty())
+        return;
+    if (chain.isEmpty())
+        chain = filter;
+    else
+        chain += QLatin1Char(',') + filter;
+}
+
+QString SmartFitAspect(int width, int height)
+{
+    if (height == 0)
+        return QString();
+    const double ratio = std::nearbyint(double(width) / double(height) * 100.0) / 100.0;
+    QString text = QString::number(ratio, 'f', 2);
+    while (text.endsWith(QLatin1Char('0')))
+        text.chop(1);
+    if (text.endsWith(QLatin1Char('.')))
+        text.chop(1);
+    return text;
+}
+
+int ToIntegerOr(const QString &text, int fallback)
+{
+    bool ok = false;
+    const double value = text.trimmed().toDouble(&ok); // "." whatever the desktop's locale
+    if (!ok || !std::isfinite(value))
+        return fallback;
+    const double whole = std::nearbyint(value);
+    if (whole < -32768.0 || whole > 32767.0)
+        return fallback;
+    return int(whole);
+}
+
+QString CurrentOutputExtension(const EncoderOptionSettings &settings)
+{
+    return settings.fileExtension.trimmed().toUpper();
+}
+
+QString CurrentOutputExtension(const OutputSettings &settings)
+{
+    return settings.choiceText(ChoiceListId::FileExtention).trimmed().toUpper();
+}
+
+TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings)
+{
+    TaskPlan plan;
+    plan.inputOptions
+        = BuildSeekOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh));
+    plan.outputOptions = BuildEncoderOptions(item, settings);
+    plan.extension = CurrentOutputExtension(settings);
+    return plan;
+}
+
+} // namespace sonivert

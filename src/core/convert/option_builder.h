@@ -1,0 +1,71 @@
+#pragma once
+
+#include "core/convert/run_progress.h"
+#include "core/formats/setting_choices.h"
+
+#include <QString>
+#include <cstdint>
+
+namespace sonivert {
+
+class OutputSettings;
+struct MediaItem;
+
+// What the option builder reads from the output settings, as the settings dialog shows it.
+struct EncoderOptionSettings
+{
+    QString videoCodec;
+    QString fps;
+    QString fileExtension;
+    QString audioCodec;
+    QString sampleRate;
+    QString audioBitrate;
+    int channelsPosition = -1; // 0 Mono, 1 Stereo, 2 5.1 Surround; -1 nothing selected
+    QString audioSize;
+    QString aspectRatio;
+    QString videoBitrateChoice;
+    int width = 0; // 0 x 0: the size of the source
+    int height = 0;
+    QString videoBitrateValue; // the text of the bit-rate box
+    int videoBitrateMaximum = -1; // the box's upper limit; -1 for none
+    QualityLevel quality = QualityLevel::Standard;
+};
+
+EncoderOptionSettings ReadEncoderOptionSettings(const OutputSettings &settings);
+
+// The option string of one file, "-VideoOutputHook  -ac 2 -ar 44100 ...". A bit-rate value of
+// "0" or the choice "Smart Fit" makes the builder estimate the video bit rate; the estimate
+// replaces the value, so with "0" the first file's estimate also serves the files after it.
+QString BuildEncoderOptions(const MediaItem &item, EncoderOptionSettings &settings);
+// The same over the settings of a run; an estimate goes back through SetVideoBitrateValue.
+QString BuildEncoderOptions(const MediaItem &item, OutputSettings &settings);
+
+// " -ss 12.5", or "" when the start low text is "" or "-1".
+QString BuildSeekOption(const QString &startLow, const QString &startHigh);
+// " -t 60.5" (end minus start), or "" when the end low text is "" or "-1".
+QString BuildDurationOption(const QString &startLow, const QString &startHigh,
+    const QString &endLow, const QString &endHigh);
+
+// Seconds of a microsecond count with "." as the decimal point and no trailing zeros: "12.5",
+// "3", "0.04", never an exponent.
+QString SecondsText(int64_t microseconds);
+
+// Appends filter to a comma-separated chain; an empty filter changes nothing.
+void AppendVideoFilter(QString &chain, const QString &filter);
+
+// width / height to two decimals, halves to even, without trailing zeros: "1.78", "1.33", "2".
+// "" for a height of 0.
+QString SmartFitAspect(int width, int height);
+
+// The text as a decimal number ("." as the decimal point) rounded to a whole number, halves to
+// even, when that lies in -32768..32767; otherwise fallback.
+int ToIntegerOr(const QString &text, int fallback);
+
+// The FileExtention choice trimmed and upper-cased: the extension outputs are named with.
+QString CurrentOutputExtension(const EncoderOptionSettings &settings);
+QString CurrentOutputExtension(const OutputSettings &settings);
+
+// The seek option, the option string and the output extension of one row.
+TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings);
+
+} // namespace sonivert
