@@ -1,0 +1,82 @@
+#pragma once
+
+#include "core/formats/output_settings.h"
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <functional>
+
+namespace sonivert {
+
+// The diagnosis sweeps: which settings are walked through for the problem file.
+enum class SweepKind {
+    AudioSettings, // every audio codec, channels, (sample size,) sample rate and bit rate
+    Presets, // every row of the preset table
+    VideoCodecs, // every video codec of the current format
+};
+
+// What one conversion of the list left in its first row.
+struct StepOutcome
+{
+    bool ran = true; // false: no conversion could be started, so the sweep cannot go on
+    QString state; // the state text ("Done", "Unsuccessful!", "Canceled!")
+    QString message; // the error message
+};
+
+// One combination and how its conversion went; state and message trimmed.
+struct SweepResult
+{
+    QString combination; // "   MP3:Stereo:16 bit:44100 Hz:128 kbps   "
+    QString state;
+    QString message;
+
+    bool failed() const;
+};
+
+inline const QString FailedStateText = QStringLiteral("Unsuccessful!");
+
+// "   " + the texts joined with ":" + "   ".
+QString CombinationText(const QStringList &entryTexts);
+// The line written for a result (without its line end): combination, state, "   ", message.
+QString ResultLine(const SweepResult &result);
+// With failedOnly, only failed combinations are written.
+bool ShouldWrite(const SweepResult &result, bool failedOnly);
+
+// Converts the list once with the current output settings. The GUI starts the main window's
+// run and waits for its end; the command line runs an encoder of its own.
+class DiagnosisStepRunner
+{
+public:
+    virtual ~DiagnosisStepRunner() = default;
+    virtual StepOutcome RunStep() = 0;
+    // Asked after every step: true ends the sweep there.
+    virtual bool StopRequested() const { return false; }
+    // Whether the sample-size list takes part; asked anew for every channels entry.
+    virtual bool SampleSizeShown(const OutputSettings &settings) const;
+};
+
+enum class SweepEnd {
+    Completed,
+    Stopped, // StopRequested() said so
+    NotStarted, // a step could not start a conversion
+};
+
+struct SweepSummary
+{
+    SweepEnd end = SweepEnd::Completed;
+    int steps = 0;
+    int failures = 0;
+};
+
+// Walks through the combinations of the kind in their fixed order, running one step per
+// combination and handing every result to onResult. The preset table and the applied preset are
+// put back afterwards: choosing entries stores them into the selected preset's row, which must
+// not outlive the sweep.
+SweepSummary RunSweep(OutputSettings &settings, SweepKind kind, DiagnosisStepRunner &runner,
+    const std::function<void(const SweepResult &)> &onResult);
+
+// "audio", "presets", "video" (any letter case).
+std::optional<SweepKind> SweepKindFromName(const QString &name);
+
+} // namespace sonivert
