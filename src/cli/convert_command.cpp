@@ -1,0 +1,535 @@
+#include "cli/command.h"
+#include "cli/convert_progress.h"
+#include "cli/convert_signals.h"
+#include "cli/settings_options.h"
+#include "core/app/folders.h"
+#include "core/constants/named_constants.h"
+#include "core/convert/encoder.h"
+#include "core/convert/ffmpeg_program.h"
+#include "core/convert/input_facts.h"
+#include "core/convert/option_builder.h"
+#include "core/convert/option_tokens.h"
+#include "core/convert/output_naming.h"
+#include "core/convert/run_progress.h"
+#include "core/media/probe.h"
+#include "core/media/time_text.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <cmath>
+#include <unistd.h>
+
+namespace sonivert::cli {
+
+namespace {
+
+const QString synopsis = QStringLiteral(
+    "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
+    "[-o DIR] [--threads N] [--dry-run] [--json] FILE...");
+
+void printHelp(QTextStream &out)
+{
+    out << "Usage: sonivert-cli " << synopsis
+        << "\n\nConverts each FILE with the output settings of a format family (default: the "
+           "first),\none of its presets (default: the one the main window selects) and changes "
+           "made with\n--set, exactly as \"sonivert-cli settings\" shows them.\n\n"
+           "  --trim START:END  convert only that range, in seconds (\"12.5:70\"); an empty "
+           "START\n                    is the beginning, an empty END the end of the file\n"
+           "  -o, --output DIR  the output folder (default: the one the main window remembers)\n"
+           "  --threads N       files converted at once (default 0: one per processor core)\n"
+           "  --dry-run         print what would be run, convert nothing\n"
+           "  --json            with --dry-run: [{\"file\", \"seek\", \"options\", \"output\", "
+           "\"argv\",\n                    \"settings\"}]; otherwise [{\"file\", \"output\", "
+           "\"state\", \"message\"}]\n\n"
+           "An existing file is never overwritten: the output takes a name with \"_(new)\".\n"
+           "Ctrl+C stops the run and removes what was not finished.\n"
+           "Exit status: 0 all converted, 1 some failed or the run was stopped, 2 usage error,\n"
+           "3 output folder not usable.\n";
+}
+
+struct ConvertArgs
+{
+    SettingsOptions settings;
+    bool trimmed = false;
+    qint64 trimStartUs = 0;
+    qint64 trimEndUs = -1; // -1: the end of each file
+    QString outputFolder;
+    int threads = 0;
+    bool dryRun = false;
+    bool json = false;
+    QStringList files;
+};
+
+bool parseSeconds(const QString &text, qint64 &microseconds)
+{
+    bool ok = false;
+    const double seconds = text.trimmed().toDouble(&ok); // "." whatever the locale
+    if (!ok || !std::isfinite(seconds) || seconds < 0 || seconds > 1e12)
+        return false;
+    microseconds = qint64(std::nearbyint(seconds * 1e6));
+    return true;
+}
+
+bool parseTrim(const QString &value, ConvertArgs &args, QString &error)
+{
+    const qsizetype colon = value.indexOf(QLatin1Char(':'));
+    const QString start = colon < 0 ? QString() : value.left(colon);
+    const QString end = colon < 0 ? QString() : value.mid(colon + 1);
+    bool ok = colon >= 0 && value.count(QLatin1Char(':')) == 1;
+    if (ok && !start.trimmed().isEmpty())
+        ok = parseSeconds(start, args.trimStartUs);
+    if (ok && !end.trimmed().isEmpty())
+        ok = parseSeconds(end, args.trimEndUs);
+    if (ok && args.trimEndUs >= 0 && args.trimEndUs <= args.trimStartUs) {
+        error = QStringLiteral("--trim needs an END after its START, not \"") + value
+            + QLatin1Char('"');
+        return false;
+    }
+    if (!ok) {
+        error = QStringLiteral("--trim takes START:END in seconds with \".\" decimals, not \"")
+            + value + QLatin1Char('"');
+        return false;
+    }
+    args.trimmed = true;
+    return true;
+}
+
+// "--name VALUE" or "--name=VALUE"; false when the value is missing.
+bool takeValue(const QStringList &args, int &i, const QString &name, QString &value)
+{
+    const QString arg = args.at(i);
+    if (arg.startsWith(name + QLatin1Char('='))) {
+        value = arg.mid(name.size() + 1);
+        return true;
+    }
+    if (i + 1 >= args.size())
+        return false;
+    value = args.at(++i);
+    return true;
+}
+
+bool matches(const QString &arg, const QString &name)
+{
+    return arg == name || arg.startsWith(name + QLatin1Char('='));
+}
+
+enum class ParseResult { Ok, Help, Usage };
+
+ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error)
+{
+    if (!TakeSettingsOptions(args, parsed.settings, error))
+        return ParseResult::Usage;
+    bool optionsEnded = false;
+    for (int i = 0; i < args.size(); ++i) {
+        const QString arg = args.at(i);
+        QString value;
+        if (optionsEnded || !arg.startsWith(QLatin1Char('-')) || arg.size() == 1) {
+            parsed.files.append(arg);
+        } else if (arg == QLatin1String("--")) {
+            optionsEnded = true;
+        } else if (arg == QLatin1String("--help") || arg == QLatin1String("-h")) {
+            return ParseResult::Help;
+        } else if (arg == QLatin1String("--dry-run")) {
+            parsed.dryRun = true;
+        } else if (arg == QLatin1String("--json")) {
+            parsed.json = true;
+        } else if (matches(arg, QStringLiteral("--trim"))) {
+            if (!takeValue(args, i, QStringLiteral("--trim"), value)) {
+                error = QStringLiteral("--trim needs a value");
+                return ParseResult::Usage;
+            }
+            if (!parseTrim(value, parsed, error))
+                return ParseResult::Usage;
+        } else if (matches(arg, QStringLiteral("-o")) || matches(arg, QStringLiteral("--output"))) {
+            const QString name = arg.startsWith(QLatin1String("--")) ? QStringLiteral("--output")
+                                                                     : QStringLiteral("-o");
+            if (!takeValue(args, i, name, value) || value.trimmed().isEmpty()) {
+                error = name + QStringLiteral(" needs a folder");
+                return ParseResult::Usage;
+            }
+            parsed.outputFolder = value;
+        } else if (matches(arg, QStringLiteral("--threads"))) {
+            bool ok = false;
+            const int threads = takeValue(args, i, QStringLiteral("--threads"), value)
+                ? value.trimmed().toInt(&ok)
+                : -1;
+            if (!ok || threads < 0) {
+                error = QStringLiteral("--threads takes a whole number (0: one per processor "
+                                       "core), not \"")
+                    + value + QLatin1Char('"');
+                return ParseResult::Usage;
+            }
+            parsed.threads = threads;
+        } else {
+            error = QStringLiteral("unknown option '") + arg + QLatin1Char('\'');
+            return ParseResult::Usage;
+        }
+    }
+    if (parsed.files.isEmpty()) {
+        error = QStringLiteral("no file to convert");
+        return ParseResult::Usage;
+    }
+    return ParseResult::Ok;
+}
+
+// The same form as "sonivert-cli settings --json".
+QJsonObject settingsJson(const OutputSettings &settings)
+{
+    QJsonObject lists;
+    for (int i = 0; i < ChoiceListCount; ++i) {
+        const ChoiceList &list = settings.choice(ChoiceListId(i));
+        lists.insert(ChoiceListName(ChoiceListId(i)),
+            QJsonObject { { QStringLiteral("entries"), QJsonArray::fromStringList(list.texts()) },
+                { QStringLiteral("selected"), list.selectedText() },
+                { QStringLiteral("enabled"), list.enabled } });
+    }
+    QJsonObject root { { QStringLiteral("lists"), lists } };
+    const std::array<std::pair<QString, NumberId>, 3> numbers = { {
+        { QStringLiteral("Width"), NumberId::Width },
+        { QStringLiteral("Height"), NumberId::Height },
+        { QStringLiteral("VideoBitrateValue"), NumberId::VideoBitrate },
+    } };
+    for (const auto &[name, id] : numbers) {
+        const NumberSetting &n = settings.number(id);
+        root.insert(name,
+            QJsonObject { { QStringLiteral("value"), n.value },
+                { QStringLiteral("min"), n.minimum }, { QStringLiteral("max"), n.maximum },
+                { QStringLiteral("enabled"), n.enabled && n.visible } });
+    }
+    root.insert(QStringLiteral("QualityLevel"), QualityLevelName(settings.qualityLevel()));
+    return root;
+}
+
+enum class FileState { Planned, Done, Failed, Cancelled };
+
+struct PlannedFile
+{
+    QString input;
+    QString name;
+    TaskPlan plan;
+    QString output; // the final name
+    QString encoderOutput; // the name the engine writes (M4A for M4B and M4R)
+    QJsonObject settings;
+    FileState state = FileState::Planned;
+    QString message;
+};
+
+struct Failure
+{
+    QString name;
+    QString message;
+};
+
+// Writes the range into the row as the trim editor does; false when the file ends before it.
+bool applyTrim(MediaItem &item, const ConvertArgs &args, QString &message)
+{
+    const qint64 duration
+        = JoinHalfTexts(item.Text(Field::FileDurationLow), item.Text(Field::FileDurationHigh));
+    const bool known = duration > 0 && duration != UnknownTime;
+    qint64 end = args.trimEndUs;
+    if (known && (end < 0 || end > duration))
+        end = duration;
+    if (end < 0) {
+        message = QStringLiteral("its length is unknown, so it cannot be trimmed to its end");
+        return false;
+    }
+    if (end <= args.trimStartUs) {
+        message = QStringLiteral("the trim range starts after the end of the file (%1 s)")
+                      .arg(SecondsText(duration));
+        return false;
+    }
+    const auto lowText = [](qint64 us) {
+        return HalfText(int32_t(uint32_t(quint64(us))));
+    };
+    const auto highText = [](qint64 us) {
+        return HalfText(int32_t(us >> 32));
+    };
+    item.Set(Field::TrimStartLow, lowText(args.trimStartUs));
+    item.Set(Field::TrimStartHigh, highText(args.trimStartUs));
+    item.Set(Field::TrimEndLow, lowText(end));
+    item.Set(Field::TrimEndHigh, highText(end));
+    const double seconds = double(end - args.trimStartUs) / 1e6;
+    item.Set(Field::SrcDuration, QString::number(std::nearbyint(seconds * 100.0) / 100.0, 'f', 2));
+    return true;
+}
+
+void printReport(const QList<Failure> &failures, QTextStream &err)
+{
+    if (failures.isEmpty())
+        return;
+    err << "These files could not be converted:\n";
+    for (const Failure &f : failures)
+        err << "  " << f.name << ": "
+            << QString(f.message).replace(QLatin1Char('\n'), QLatin1Char(' ')) << "\n";
+    err.flush();
+}
+
+void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
+{
+    const QString program = FindFfmpegProgram();
+    QJsonArray array;
+    for (const PlannedFile &f : files) {
+        const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
+            + BuildFfmpegArguments(f.input, f.plan.inputOptions, f.encoderOutput,
+                f.plan.outputOptions, ReadInputFacts(f.input).tagsOnAudioStreamOnly);
+        if (json) {
+            array.append(QJsonObject { { QStringLiteral("file"), f.input },
+                { QStringLiteral("seek"), f.plan.inputOptions },
+                { QStringLiteral("options"), f.plan.outputOptions },
+                { QStringLiteral("output"), f.output },
+                { QStringLiteral("argv"), QJsonArray::fromStringList(argv) },
+                { QStringLiteral("settings"), f.settings } });
+        } else {
+            out << f.input << "\n  -> " << f.output << "\n  " << CommandLineText(argv) << "\n";
+        }
+    }
+    if (json)
+        out << QJsonDocument(array).toJson(QJsonDocument::Indented);
+    out.flush();
+}
+
+QString stateName(FileState state)
+{
+    switch (state) {
+    case FileState::Done:
+        return QStringLiteral("done");
+    case FileState::Failed:
+        return QStringLiteral("failed");
+    case FileState::Cancelled:
+        return QStringLiteral("cancelled");
+    case FileState::Planned:
+        break;
+    }
+    return QStringLiteral("planned");
+}
+
+// Queues the planned files with the engine and follows them to the end. Files the engine refuses
+// or that fail go into failures.
+void runConversion(QList<PlannedFile> &files, const ConvertArgs &args, const QString &folder,
+    OutputNameRegistry &names, QList<Failure> &failures, Io &io)
+{
+    Encoder encoder;
+    QList<int> fileOfTask;
+    QStringList taskNames;
+    for (int i = 0; i < files.size(); ++i) {
+        PlannedFile &f = files[i];
+        const int task = encoder.AddInputFile(f.input, f.plan.inputOptions);
+        if (task >= 0 && encoder.AddOutputFile(task, f.encoderOutput, f.plan.outputOptions) < 0)
+            encoder.RemoveInputFile(task);
+        else if (task >= 0) {
+            fileOfTask.append(i);
+            taskNames.append(f.name);
+            continue;
+        }
+        f.state = FileState::Failed;
+        f.message = encoder.LastErrorText();
+        failures.append({ f.name, f.message });
+    }
+    if (fileOfTask.isEmpty())
+        return;
+
+    const bool live = !args.json && IsTerminal(STDOUT_FILENO);
+    ConvertProgress progress(io.out, live, taskNames);
+    QEventLoop loop;
+    bool stopping = false;
+    QString stopExplanation;
+
+    auto stop = [&] {
+        if (stopping)
+            return;
+        stopping = true;
+        encoder.StopTasks(true);
+        for (int task = 0; task < fileOfTask.size(); ++task) {
+            PlannedFile &f = files[fileOfTask.at(task)];
+            if (f.state == FileState::Planned)
+                f.state = FileState::Cancelled;
+        }
+        loop.quit();
+    };
+
+    StopSignals stopSignals;
+    QObject::connect(&stopSignals, &StopSignals::stopRequested, &loop, [&](int) {
+        stopExplanation = QStringLiteral("Stopped: the files not finished were removed.");
+        stop();
+    });
+    QObject::connect(
+        &encoder, &Encoder::progress, &loop, [&](int task, qint64 positionUs, qint64 totalUs) {
+            if (!args.json)
+                progress.Progress(task, std::max(TaskPercent(positionUs, totalUs), 0));
+        });
+    QObject::connect(&encoder, &Encoder::taskEnd, &loop,
+        [&](int task, bool success, bool failure, const QString &message) {
+            if (task < 0) {
+                loop.quit();
+                return;
+            }
+            if (task >= fileOfTask.size() || stopping)
+                return;
+            PlannedFile &f = files[fileOfTask.at(task)];
+            if (success) {
+                QString finalPath = encoder.TaskInfo(task).finalOutput;
+                if (f.encoderOutput != f.output) {
+                    const MoveResult moved = MoveWithoutReplacing(finalPath, f.output, &names);
+                    if (!moved.ok) {
+                        QFile::remove(finalPath);
+                        f.state = FileState::Failed;
+                        f.message = moved.message;
+                        failures.append({ f.name, f.message });
+                        if (!args.json)
+                            progress.Ended(task, QStringLiteral("failed: ") + f.name);
+                        return;
+                    }
+                    finalPath = moved.path;
+                }
+                f.output = finalPath;
+                f.state = FileState::Done;
+                if (!args.json)
+                    progress.Ended(task,
+                        QStringLiteral("done: ") + f.name + QStringLiteral(" -> ") + f.output);
+                return;
+            }
+            if (!failure)
+                return;
+            f.state = FileState::Failed;
+            f.message = message;
+            failures.append({ f.name, message });
+            if (!args.json)
+                progress.Ended(task, QStringLiteral("failed: ") + f.name);
+            switch (ClassifyTaskMessage(message)) {
+            case RunStopReason::DiskFull:
+                stopExplanation = QStringLiteral("Not enough disk space for output file!\n\"")
+                    + folder + QLatin1Char('"');
+                stop();
+                break;
+            case RunStopReason::FormatParameters:
+                stopExplanation = QStringLiteral(
+                    "Please change the format parameters or use one of the preset profiles.");
+                stop();
+                break;
+            case RunStopReason::None:
+                break;
+            }
+        });
+
+    encoder.StartTasks(args.threads);
+    if (encoder.IsBusy())
+        loop.exec();
+    if (!args.json)
+        progress.Finish();
+    if (!stopExplanation.isEmpty())
+        io.err << stopExplanation << "\n";
+}
+
+ExitCode runConvert(const QStringList &arguments, Io &io)
+{
+    ConvertArgs args;
+    QString error;
+    switch (parseArguments(arguments, args, error)) {
+    case ParseResult::Help:
+        printHelp(io.out);
+        return ExitCode::Ok;
+    case ParseResult::Usage:
+        io.err << "sonivert-cli convert: " << error << "\nUsage: sonivert-cli " << synopsis << "\n";
+        return ExitCode::Usage;
+    case ParseResult::Ok:
+        break;
+    }
+
+    Catalogue catalogue;
+    if (!LoadCliCatalogue(catalogue, error)) {
+        io.err << "sonivert-cli convert: " << error << "\n";
+        return ExitCode::Failed;
+    }
+    OutputSettings settings(catalogue);
+    if (!ApplySettingsOptions(settings, args.settings, error)) {
+        io.err << "sonivert-cli convert: " << error << "\n";
+        return ExitCode::Usage;
+    }
+
+    QString folder = args.outputFolder;
+    if (folder.isEmpty()) {
+        folder = SetupFolders(QCoreApplication::applicationDirPath(),
+            GetNamedConstant(QStringLiteral("REGISTRY_PRODUCT")))
+                     .outputPath;
+    }
+    if (!CheckOutputFolder(folder)) {
+        io.err << "sonivert-cli convert: the output folder \"" << folder
+               << "\" cannot be used: it is not a folder, cannot be created or cannot be "
+                  "written to\n";
+        return ExitCode::OutputFolderUnusable;
+    }
+    folder = WithTrailingSeparator(QFileInfo(folder.trimmed()).absoluteFilePath());
+
+    QList<PlannedFile> files;
+    QList<Failure> failures;
+    OutputNameRegistry names;
+    for (const QString &given : std::as_const(args.files)) {
+        const QString path = QFileInfo(given).absoluteFilePath();
+        ProbeResult probe = ProbeMediaFile(path);
+        if (!probe.ok) {
+            failures.append(
+                { probe.name.isEmpty() ? FileNameOf(path) : probe.name, probe.message });
+            continue;
+        }
+        QString message;
+        if (args.trimmed && !applyTrim(probe.item, args, message)) {
+            failures.append({ probe.name, message });
+            continue;
+        }
+        PlannedFile f;
+        f.name = probe.item.Text(Field::Name);
+        f.input = probe.item.Text(Field::FilePath) + f.name;
+        if (args.dryRun && args.json)
+            f.settings = settingsJson(settings);
+        f.plan = PlanTask(probe.item, settings);
+        f.output = names.Claim(ChangeExtension(folder + f.name, f.plan.extension));
+        f.encoderOutput = EncoderOutputFileName(f.output, names);
+        files.append(f);
+    }
+
+    if (args.dryRun) {
+        printDryRun(files, args.json, io.out);
+    } else {
+        runConversion(files, args, folder, names, failures, io);
+        if (args.json) {
+            QJsonArray array;
+            for (const PlannedFile &f : std::as_const(files)) {
+                array.append(QJsonObject { { QStringLiteral("file"), f.input },
+                    { QStringLiteral("output"), f.output },
+                    { QStringLiteral("state"), stateName(f.state) },
+                    { QStringLiteral("message"), f.message } });
+            }
+            io.out << QJsonDocument(array).toJson(QJsonDocument::Indented);
+        } else {
+            int done = 0;
+            for (const PlannedFile &f : std::as_const(files))
+                done += f.state == FileState::Done ? 1 : 0;
+            io.out << done << " of " << args.files.size() << " files converted into " << folder
+                   << "\n";
+        }
+        io.out.flush();
+    }
+    printReport(failures, io.err);
+
+    bool allDone = failures.isEmpty();
+    for (const PlannedFile &f : std::as_const(files))
+        allDone = allDone && (args.dryRun || f.state == FileState::Done);
+    return allDone ? ExitCode::Ok : ExitCode::Failed;
+}
+
+const CommandRegistration reg { Command {
+    QStringLiteral("convert"),
+    synopsis,
+    QStringLiteral("Convert files with a format, preset and changes; --dry-run shows the plan."),
+    runConvert,
+} };
+
+} // namespace
+
+} // namespace sonivert::cli

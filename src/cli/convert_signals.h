@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QObject>
+#include <csignal>
+
+class QSocketNotifier;
+
+namespace sonivert::cli {
+
+// Turns SIGINT and SIGTERM into a Qt signal on the thread that made it, so a run can stop its
+// tasks cleanly instead of dying with half-written files. The previous handlers come back when
+// the object goes.
+class StopSignals : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit StopSignals(QObject *parent = nullptr);
+    ~StopSignals() override;
+
+    bool Active() const { return notifier_ != nullptr; }
+
+signals:
+    void stopRequested(int signalNumber);
+
+private:
+    static void handle(int signalNumber);
+    void readSignal();
+
+    QSocketNotifier *notifier_ = nullptr;
+    struct sigaction previousInt_
+    {
+    };
+    struct sigaction previousTerm_
+    {
+    };
+};
+
+} // namespace sonivert::cli
