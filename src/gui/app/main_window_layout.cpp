@@ -208,7 +208,11 @@ QWidget *MainWindow::buildConvertArea()
     m_totalBar = named(new QProgressBar, QStringLiteral("ProgressBar_Total"));
     m_totalBar->setRange(0, 100);
     m_totalBar->setValue(0);
-    m_totalBar->setFormat(QStringLiteral("%p%"));
+    // The bar shows only while a run is on; its place stays so the buttons do not jump.
+    QSizePolicy keepPlace = m_totalBar->sizePolicy();
+    keepPlace.setRetainSizeWhenHidden(true);
+    m_totalBar->setSizePolicy(keepPlace);
+    m_totalBar->hide();
     m_cmd[BtnConvert]->setMinimumHeight(44);
     m_cmd[BtnStop]->setMinimumHeight(44);
     m_cmd[BtnStop]->setFixedWidth(110);
