@@ -73,14 +73,19 @@ private slots:
         QTest::addColumn<int>("press"); // a QMessageBox::StandardButton, or 0 for Esc
         QTest::addColumn<int>("icon");
         QTest::addColumn<int>("result");
-        QTest::newRow("critical OK") << 16 << int(QMessageBox::Ok) << int(QMessageBox::Critical) << 1;
+        QTest::newRow("critical OK")
+            << 16 << int(QMessageBox::Ok) << int(QMessageBox::Critical) << 1;
         QTest::newRow("warning OK") << 48 << int(QMessageBox::Ok) << int(QMessageBox::Warning) << 1;
-        QTest::newRow("information OK") << 64 << int(QMessageBox::Ok) << int(QMessageBox::Information) << 1;
+        QTest::newRow("information OK")
+            << 64 << int(QMessageBox::Ok) << int(QMessageBox::Information) << 1;
         QTest::newRow("plain OK") << 0 << int(QMessageBox::Ok) << int(QMessageBox::NoIcon) << 1;
-        QTest::newRow("question Yes") << 36 << int(QMessageBox::Yes) << int(QMessageBox::Question) << 6;
-        QTest::newRow("question No") << 36 << int(QMessageBox::No) << int(QMessageBox::Question) << 7;
+        QTest::newRow("question Yes")
+            << 36 << int(QMessageBox::Yes) << int(QMessageBox::Question) << 6;
+        QTest::newRow("question No")
+            << 36 << int(QMessageBox::No) << int(QMessageBox::Question) << 7;
         QTest::newRow("question Esc") << 36 << 0 << int(QMessageBox::Question) << 7;
-        QTest::newRow("warning Yes") << 52 << int(QMessageBox::Yes) << int(QMessageBox::Warning) << 6;
+        QTest::newRow("warning Yes")
+            << 52 << int(QMessageBox::Yes) << int(QMessageBox::Warning) << 6;
         QTest::newRow("warning No") << 52 << int(QMessageBox::No) << int(QMessageBox::Warning) << 7;
     }
     void stylesGiveTheirButtonsIconsAndResults()
@@ -113,7 +118,7 @@ private slots:
     {
         onNextModal([](QWidget *w) { QTest::keyClick(w, Qt::Key_Return); });
         QCOMPARE(ShowMessage(QStringLiteral("Sure?"), MsgQuestion, QStringLiteral("Title")),
-                 int(ResultYes));
+            int(ResultYes));
     }
 
     void openingAMissingFolderOffersToCreateIt_data()
@@ -137,8 +142,9 @@ private slots:
             box->button(answerYes ? QMessageBox::Yes : QMessageBox::No)->click();
         });
         OpenOutputFolder(nullptr, path, false, true);
-        QCOMPARE(prompt, QStringLiteral("Folder  '") + path
-                             + QStringLiteral("'  does not exist.\n\nDo you want to create it?"));
+        QCOMPARE(prompt,
+            QStringLiteral("Folder  '") + path
+                + QStringLiteral("'  does not exist.\n\nDo you want to create it?"));
         QCOMPARE(QFileInfo(path).isDir(), answerYes);
         QCOMPARE(recorder.opened.size(), answerYes ? 1 : 0);
         if (answerYes)
@@ -150,7 +156,7 @@ private slots:
         QTemporaryDir dir;
         const QString file = dir.filePath(QStringLiteral("song.mp3"));
         OpenOutputFolder(nullptr, file, true, false);
-        QCOMPARE(recorder.opened, QStringList{dir.path()});
+        QCOMPARE(recorder.opened, QStringList { dir.path() });
     }
 
     void completionWindowClosesBeforeTheFolderOpens()
@@ -160,10 +166,10 @@ private slots:
         CompletionDialog dialog(dir.path(), &owner);
         QCOMPARE(dialog.objectName(), QStringLiteral("frmMsg"));
         QCOMPARE(dialog.findChild<QLabel *>(QStringLiteral("lbl_ConversionCompleted"))->text(),
-                 QStringLiteral("Conversion is completed !"));
+            QStringLiteral("Conversion is completed !"));
         QTimer::singleShot(0, [&] { dialog.button(0)->click(); });
         dialog.exec();
-        QCOMPARE(recorder.opened, QStringList{dir.path()});
+        QCOMPARE(recorder.opened, QStringList { dir.path() });
         QVERIFY(!recorder.modalWasUp);
 
         // Close opens nothing, and a missing folder is not offered for creation.
