@@ -1,0 +1,245 @@
+#include "cli/command.h"
+#include "cli/settings_options.h"
+#include "core/convert/encoder.h"
+#include "core/convert/option_builder.h"
+#include "core/convert/output_naming.h"
+#include "core/diagnose/sweep.h"
+#include "core/media/failure_report.h"
+#include "core/media/file_list_model.h"
+#include "core/media/probe.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace sonivert::cli {
+
+namespace {
+
+const QString synopsis = QStringLiteral("diagnose [--format KEYWORD] [--preset NAME|ID] "
+                                        "[--sweep audio|presets|video] [--failed-only] [--json] "
+                                        "FILE");
+
+void printHelp(QTextStream &out)
+{
+    out << "Usage: sonivert-cli " << synopsis
+        << "\n\nConverts FILE once per combination and prints one line per combination:\n"
+           "  audio    every audio codec, channels, (sample size,) sample rate and bit rate of "
+           "the format\n           (the default)\n"
+           "  presets  every preset of the catalogue\n"
+           "  video    every video codec of the format\n"
+           "The outputs go to a temporary folder and are deleted.\n"
+           "--failed-only prints only the combinations that failed, with ffmpeg's message.\n"
+           "--json prints an array of {\"combination\", \"state\", \"message\"} instead.\n"
+           "Exit status: 0 when every combination converted, 1 when some failed.\n";
+}
+
+// Converts the one file with an encoder of its own. The row is kept in a file list so its state
+// and message read exactly as the main window's first row would.
+class CliStepRunner : public DiagnosisStepRunner
+{
+public:
+    CliStepRunner(FileListModel &list, OutputSettings &settings, const QString &folder)
+        : m_list(list)
+        , m_settings(settings)
+        , m_folder(folder)
+    {
+    }
+
+    StepOutcome RunStep() override
+    {
+        m_list.SetRowState(0, true, RowState::Ready);
+        const MediaItem &item = m_list.Item(0);
+        const TaskPlan plan = PlanTask(item, m_settings);
+        OutputNameRegistry names;
+        const QString output = names.Claim(
+            ChangeExtension(m_folder + QLatin1Char('/') + item.Text(Field::Name), plan.extension));
+        const QString encoderOutput = EncoderOutputFileName(output, names);
+
+        Encoder encoder;
+        bool success = false;
+        bool failure = false;
+        QString message;
+        const int task = encoder.AddInputFile(
+            item.Text(Field::FilePath) + item.Text(Field::Name), plan.inputOptions);
+        if (task < 0 || encoder.AddOutputFile(task, encoderOutput, plan.outputOptions) < 0) {
+            failure = true;
+            message = encoder.LastErrorText();
+        } else {
+            QEventLoop loop;
+            QObject::connect(&encoder, &Encoder::taskEnd, &loop,
+                [&](int index, bool ok, bool failed, const QString &text) {
+                    if (index < 0) {
+                        loop.quit();
+                        return;
+                    }
+                    success = ok;
+                    failure = failed;
+                    message = text;
+                });
+            encoder.StartTasks(1);
+            loop.exec();
+            // Only the outcome matters; the folder is removed at the end in any case.
+            const QString written = encoder.TaskInfo(task).finalOutput;
+            if (!written.isEmpty())
+                QFile::remove(written);
+        }
+
+        if (success) {
+            m_list.SetRowState(0, true, RowState::Done);
+        } else if (failure) {
+            m_list.SetRowState(0, true, RowState::Failed);
+            m_list.SetField(0, Field::ErrMsg, message);
+        } else {
+            m_list.SetRowState(0, true, RowState::Cancelled);
+        }
+        return { true, m_list.GetFieldText(0, Field::State),
+            m_list.GetFieldText(0, Field::ErrMsg) };
+    }
+
+private:
+    FileListModel &m_list;
+    OutputSettings &m_settings;
+    QString m_folder;
+};
+
+struct DiagnoseArguments
+{
+    SettingsOptions settings;
+    SweepKind kind = SweepKind::AudioSettings;
+    bool failedOnly = false;
+    bool json = false;
+    bool help = false;
+    QString file;
+};
+
+bool parseArguments(QStringList args, DiagnoseArguments &parsed, QString &error)
+{
+    if (!TakeSettingsOptions(args, parsed.settings, error))
+        return false;
+    if (!parsed.settings.assignments.isEmpty()) {
+        error = QStringLiteral("--set does not apply: a sweep chooses the entries itself");
+        return false;
+    }
+    bool optionsEnded = false;
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        const QString &arg = args.at(i);
+        if (optionsEnded || !arg.startsWith(QLatin1Char('-')) || arg == QLatin1String("-")) {
+            if (!parsed.file.isEmpty()) {
+                error = QStringLiteral("only one FILE can be diagnosed at a time");
+                return false;
+            }
+            parsed.file = arg;
+        } else if (arg == QLatin1String("--")) {
+            optionsEnded = true;
+        } else if (arg == QLatin1String("--help") || arg == QLatin1String("-h")) {
+            parsed.help = true;
+        } else if (arg == QLatin1String("--failed-only")) {
+            parsed.failedOnly = true;
+        } else if (arg == QLatin1String("--json")) {
+            parsed.json = true;
+        } else if (arg == QLatin1String("--sweep") || arg.startsWith(QLatin1String("--sweep="))) {
+            QString value;
+            if (arg.contains(QLatin1Char('=')))
+                value = arg.section(QLatin1Char('='), 1);
+            else if (i + 1 < args.size())
+                value = args.at(++i);
+            const std::optional<SweepKind> kind = SweepKindFromName(value);
+            if (!kind) {
+                error = QStringLiteral("--sweep takes audio, presets or video");
+                return false;
+            }
+            parsed.kind = *kind;
+        } else {
+            error = QStringLiteral("unknown option '%1'").arg(arg);
+            return false;
+        }
+    }
+    if (!parsed.help && parsed.file.isEmpty()) {
+        error = QStringLiteral("no FILE given");
+        return false;
+    }
+    return true;
+}
+
+ExitCode runDiagnose(const QStringList &arguments, Io &io)
+{
+    DiagnoseArguments parsed;
+    QString error;
+    if (!parseArguments(arguments, parsed, error)) {
+        io.err << "sonivert-cli diagnose: " << error << "\nUsage: sonivert-cli " << synopsis
+               << "\n";
+        return ExitCode::Usage;
+    }
+    if (parsed.help) {
+        printHelp(io.out);
+        return ExitCode::Ok;
+    }
+
+    Catalogue catalogue;
+    if (!LoadCliCatalogue(catalogue, error)) {
+        io.err << "sonivert-cli diagnose: " << error << "\n";
+        return ExitCode::Failed;
+    }
+    OutputSettings settings(catalogue);
+    if (!ApplySettingsOptions(settings, parsed.settings, error)) {
+        io.err << "sonivert-cli diagnose: " << error << "\n";
+        return ExitCode::Usage;
+    }
+
+    av_log_set_level(AV_LOG_QUIET);
+    FileListModel list;
+    FailureReport report;
+    ProbeFile(parsed.file, list, report);
+    if (list.Count() == 0) {
+        const QString reason = report.IsEmpty() ? QStringLiteral("cannot be read")
+                                                : report.Entries().constLast().message;
+        io.err << "sonivert-cli diagnose: " << parsed.file << ": " << reason << "\n";
+        return ExitCode::Failed;
+    }
+    QTemporaryDir folder;
+    if (!folder.isValid()) {
+        io.err << "sonivert-cli diagnose: no temporary folder for the outputs: "
+               << folder.errorString() << "\n";
+        return ExitCode::OutputFolderUnusable;
+    }
+
+    CliStepRunner runner(list, settings, folder.path());
+    QJsonArray written;
+    const SweepSummary summary = RunSweep(
+        settings, parsed.kind, runner, [&](const SweepResult &result) {
+            if (!ShouldWrite(result, parsed.failedOnly))
+                return;
+            if (parsed.json) {
+                written.append(QJsonObject { { QStringLiteral("combination"), result.combination },
+                    { QStringLiteral("state"), result.state },
+                    { QStringLiteral("message"), result.message } });
+            } else {
+                io.out << ResultLine(result) << "\n";
+                io.out.flush();
+            }
+        });
+    if (parsed.json)
+        io.out << QString::fromUtf8(QJsonDocument(written).toJson(QJsonDocument::Indented));
+    io.out.flush();
+    return summary.failures > 0 ? ExitCode::Failed : ExitCode::Ok;
+}
+
+const CommandRegistration reg { Command {
+    QStringLiteral("diagnose"),
+    synopsis,
+    QStringLiteral(
+        "Converts a problem file once per combination of settings and lists what fails."),
+    runDiagnose,
+} };
+
+} // namespace
+
+} // namespace sonivert::cli
