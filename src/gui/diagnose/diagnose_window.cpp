@@ -1,0 +1,348 @@
+#include "gui/diagnose/diagnose_window.h"
+
+#include "core/app/app_flags.h"
+#include "core/convert/option_builder.h"
+#include "core/formats/output_settings.h"
+#include "core/media/file_list_model.h"
+#include "core/media/media_item.h"
+#include "gui/app/main_window.h"
+#include "gui/formats/format_setting_dialog.h"
+
+#include <QCheckBox>
+#include <QCloseEvent>
+#include <QComboBox>
+#include <QEventLoop>
+#include <QFile>
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QVBoxLayout>
+
+namespace sonivert {
+
+namespace {
+
+const QString EmptyListText = QStringLiteral("Put the problem file into the list to start a test.");
+
+void appendLine(QPlainTextEdit *box, const QString &line)
+{
+    box->moveCursor(QTextCursor::End);
+    box->insertPlainText(line + QLatin1Char('\n'));
+    box->moveCursor(QTextCursor::End);
+}
+
+} // namespace
+
+// One step converts the whole list with the main window's Convert command and reads its first row
+// when the run has ended.
+class DiagnoseWindow::StepRunner : public DiagnosisStepRunner
+{
+public:
+    StepRunner(MainWindow *mainWindow, DiagnoseWindow *window)
+        : m_main(mainWindow)
+        , m_window(window)
+    {
+    }
+
+    StepOutcome RunStep() override
+    {
+        if (!m_main || !m_window)
+            return { false, QString(), QString() };
+        QEventLoop loop;
+        bool ended = false;
+        QObject::connect(m_main, &MainWindow::runFinished, &loop, [&] {
+            ended = true;
+            loop.quit();
+        });
+        QObject::connect(m_main, &QObject::destroyed, &loop, &QEventLoop::quit);
+        m_main->StartTesting();
+        // A run that did not get past its preparation (no output folder, a file the engine
+        // refused) leaves the window idle at once; repeating it would change nothing.
+        if (!m_main || m_main->GetConvertButtonState() == 0)
+            return { false, QString(), QString() };
+        if (!ended)
+            loop.exec();
+        if (!m_main || !m_window || !ended)
+            return { false, QString(), QString() };
+
+        FileListModel *list = m_main->fileList();
+        StepOutcome outcome;
+        outcome.state = list->GetFieldText(0, Field::State).trimmed();
+        outcome.message = list->GetFieldText(0, Field::ErrMsg).trimmed();
+        // Only the outcome matters; the files would pile up in the output folder.
+        for (int row = 0; row < list->Count(); ++row) {
+            if (list->GetRowState(row) == RowState::Done)
+                QFile::remove(list->GetFieldText(row, Field::ConvertedFileName));
+        }
+        return outcome;
+    }
+
+    bool StopRequested() const override { return !m_window || m_window->m_stopRequested; }
+
+    bool SampleSizeShown(const OutputSettings &settings) const override
+    {
+        const QWidget *dialog = FormatSettingWindow(m_main);
+        const auto *sizes = dialog->findChild<QComboBox *>(QStringLiteral("Combo_OutputFile_8"));
+        if (sizes && !sizes->isVisibleTo(dialog))
+            return false;
+        return DiagnosisStepRunner::SampleSizeShown(settings);
+    }
+
+private:
+    QPointer<MainWindow> m_main;
+    QPointer<DiagnoseWindow> m_window;
+};
+
+DiagnoseWindow::DiagnoseWindow(MainWindow *mainWindow)
+    : QWidget(mainWindow, Qt::Window)
+    , m_main(mainWindow)
+{
+    setObjectName(QStringLiteral("frmDiagnose"));
+    setWindowTitle(QStringLiteral("Diagnose"));
+    buildLayout();
+
+    connect(m_main, &MainWindow::engineLog, this, &DiagnoseWindow::AppendEngineLog);
+    // Stop on the main window ends the sweep too, once the stopped step has been read.
+    connect(m_main->listButton(BtnStop), &QPushButton::clicked, this, [this] {
+        if (m_sweeping)
+            requestStop();
+    });
+    FileListModel *list = m_main->fileList();
+    connect(list, &QAbstractItemModel::rowsInserted, this, &DiagnoseWindow::updateCommands);
+    connect(list, &QAbstractItemModel::rowsRemoved, this, &DiagnoseWindow::updateCommands);
+    connect(list, &QAbstractItemModel::modelReset, this, &DiagnoseWindow::updateCommands);
+    updateCommands();
+}
+
+DiagnoseWindow::~DiagnoseWindow()
+{
+    if (m_sweeping)
+        Flags().diagnosisRunning = false;
+}
+
+void DiagnoseWindow::buildLayout()
+{
+    auto button = [this](const QString &caption, const QString &name) {
+        auto *b = new QPushButton(caption, this);
+        b->setObjectName(name);
+        return b;
+    };
+    auto textBox = [this](const QString &name) {
+        auto *box = new QPlainTextEdit(this);
+        box->setObjectName(name);
+        box->setReadOnly(true);
+        box->setLineWrapMode(QPlainTextEdit::NoWrap);
+        return box;
+    };
+
+    const std::array<QString, 4> captions
+        = { QStringLiteral("Test Audio Settings"), QStringLiteral("Test Presets"),
+              QStringLiteral("Clear"), QStringLiteral("Test Video Codecs") };
+    for (int i = 0; i < 4; ++i) {
+        m_test[std::size_t(i)]
+            = button(captions[std::size_t(i)], QStringLiteral("Cmd_Test_%1").arg(i));
+        connect(m_test[std::size_t(i)], &QPushButton::clicked, this, [this, i] { testCommand(i); });
+    }
+    m_stop = button(QStringLiteral("Stop"), QStringLiteral("Cmd_Stop"));
+    connect(m_stop, &QPushButton::clicked, this, &DiagnoseWindow::requestStop);
+    m_failedOnly = new QCheckBox(QStringLiteral("Failed only"), this);
+    m_failedOnly->setObjectName(QStringLiteral("Chk_Test"));
+    m_results = textBox(QStringLiteral("Txt_TestResult"));
+    m_status = new QLabel(this);
+    m_status->setObjectName(QStringLiteral("Label1"));
+    m_status->setWordWrap(true);
+
+    m_engineLogOn = new QCheckBox(QStringLiteral("Engine log"), this);
+    m_engineLogOn->setObjectName(QStringLiteral("Chk_EngLog"));
+    m_engineLog = textBox(QStringLiteral("txtLog"));
+    m_engineLog->setMaximumBlockCount(EngineLogLineLimit);
+    m_clearLog = button(QStringLiteral("Clear Log"), QStringLiteral("Cmd_ClearLog"));
+    connect(m_clearLog, &QPushButton::clicked, m_engineLog, &QPlainTextEdit::clear);
+
+    m_optionButton = button(QStringLiteral("Option String"), QStringLiteral("Command1"));
+    connect(m_optionButton, &QPushButton::clicked, this, &DiagnoseWindow::appendOptionString);
+    m_options = textBox(QStringLiteral("Text1"));
+
+    auto *commands = new QHBoxLayout;
+    for (int i : { TestAudioSettings, TestPresets, TestVideoCodecs, TestClear })
+        commands->addWidget(m_test[std::size_t(i)]);
+    commands->addWidget(m_stop);
+    commands->addStretch();
+    commands->addWidget(m_failedOnly);
+
+    auto *logCommands = new QHBoxLayout;
+    logCommands->addWidget(m_engineLogOn);
+    logCommands->addStretch();
+    logCommands->addWidget(m_clearLog);
+
+    auto *optionCommands = new QHBoxLayout;
+    optionCommands->addWidget(m_optionButton);
+    optionCommands->addStretch();
+
+    auto *layout = new QVBoxLayout(this);
+    layout->addLayout(commands);
+    layout->addWidget(m_status);
+    layout->addWidget(m_results, 3);
+    layout->addLayout(logCommands);
+    layout->addWidget(m_engineLog, 2);
+    layout->addLayout(optionCommands);
+    layout->addWidget(m_options, 1);
+    resize(640, 600);
+}
+
+void DiagnoseWindow::updateCommands()
+{
+    const bool rows = m_main && m_main->fileList()->Count() > 0;
+    for (int i : { TestAudioSettings, TestPresets, TestVideoCodecs }) {
+        m_test[std::size_t(i)]->setEnabled(rows && !m_sweeping);
+        m_test[std::size_t(i)]->setToolTip(rows ? QString() : EmptyListText);
+    }
+    m_test[TestClear]->setEnabled(!m_sweeping);
+    m_stop->setEnabled(m_sweeping && !m_stopRequested);
+    if (!m_sweeping)
+        m_status->setText(rows ? QString() : EmptyListText);
+}
+
+void DiagnoseWindow::testCommand(int index)
+{
+    if (m_sweeping || !m_main)
+        return;
+    if (index == TestClear) {
+        m_results->clear();
+        Flags().diagnosisRunning = false;
+        return;
+    }
+    SweepKind kind = SweepKind::AudioSettings;
+    if (index == TestPresets)
+        kind = SweepKind::Presets;
+    else if (index == TestVideoCodecs)
+        kind = SweepKind::VideoCodecs;
+    else if (index != TestAudioSettings)
+        return;
+    if (m_main->fileList()->Count() == 0) {
+        m_status->setText(EmptyListText);
+        return;
+    }
+    if (m_main->GetConvertButtonState() != 0) {
+        m_status->setText(
+            QStringLiteral("A conversion is running. Start the test when it has ended."));
+        return;
+    }
+
+    m_sweeping = true;
+    m_stopRequested = false;
+    Flags().diagnosisRunning = true;
+    updateCommands();
+    m_status->setText(
+        QStringLiteral("Testing... Stop ends the test after the current conversion."));
+
+    const QPointer<DiagnoseWindow> self(this);
+    StepRunner runner(m_main, this);
+    const SweepSummary summary
+        = RunSweep(AppOutputSettings(), kind, runner, [this, &self](const SweepResult &result) {
+              if (self)
+                  writeResult(result);
+          });
+    Flags().diagnosisRunning = false;
+    if (!self)
+        return; // the main window went away with this window in the middle of the sweep
+
+    m_sweeping = false;
+    updateCommands();
+    showSummary(summary);
+    emit sweepEnded(summary);
+    if (m_closePending)
+        deleteLater();
+}
+
+void DiagnoseWindow::writeResult(const SweepResult &result)
+{
+    if (ShouldWrite(result, m_failedOnly->isChecked()))
+        appendLine(m_results, ResultLine(result));
+}
+
+void DiagnoseWindow::showSummary(const SweepSummary &summary)
+{
+    const QString counts = QStringLiteral("%1 combinations converted, %2 failed.")
+                               .arg(summary.steps)
+                               .arg(summary.failures);
+    switch (summary.end) {
+    case SweepEnd::Completed:
+        m_status->setText(QStringLiteral("Test finished: ") + counts);
+        break;
+    case SweepEnd::Stopped:
+        m_status->setText(QStringLiteral("Test stopped: ") + counts);
+        break;
+    case SweepEnd::NotStarted:
+        m_status->setText(
+            QStringLiteral("The conversion could not start, so the test ended: ") + counts);
+        break;
+    }
+}
+
+void DiagnoseWindow::requestStop()
+{
+    if (!m_sweeping)
+        return;
+    m_stopRequested = true;
+    m_status->setText(QStringLiteral("Stopping after the current conversion..."));
+    updateCommands();
+}
+
+void DiagnoseWindow::AppendEngineLog(const QString &line)
+{
+    if (!m_engineLogOn->isChecked())
+        return;
+    m_engineLog->appendPlainText(line);
+    m_engineLog->moveCursor(QTextCursor::End);
+}
+
+void DiagnoseWindow::appendOptionString()
+{
+    if (!m_main)
+        return;
+    const FileListModel *list = m_main->fileList();
+    const int row = m_main->CurrentItemIndex();
+    if (row < 0 || row >= list->Count())
+        return;
+    appendLine(m_options, BuildEncoderOptions(list->Item(row), AppOutputSettings()));
+}
+
+void DiagnoseWindow::closeEvent(QCloseEvent *event)
+{
+    event->accept();
+    if (m_sweeping) {
+        // The sweep's frames are still on the stack; the window goes once they have unwound.
+        m_closePending = true;
+        requestStop();
+        return;
+    }
+    deleteLater();
+}
+
+DiagnoseWindow *OpenDiagnoseWindow(MainWindow *mainWindow)
+{
+    static QPointer<DiagnoseWindow> window;
+    if (window && window->parentWidget() != mainWindow)
+        window->close();
+    if (!window || window->parentWidget() != mainWindow) {
+        window = new DiagnoseWindow(mainWindow);
+        const QRect owner = mainWindow->frameGeometry();
+        QPoint place(owner.right() + 8, owner.top());
+        if (const QScreen *screen = mainWindow->screen()) {
+            const QRect free = screen->availableGeometry();
+            if (place.x() + window->width() > free.right())
+                place.setX(std::max(free.left(), free.right() - window->width()));
+        }
+        window->move(place);
+    }
+    window->show();
+    window->raise();
+    window->activateWindow();
+    return window;
+}
+
+} // namespace sonivert
