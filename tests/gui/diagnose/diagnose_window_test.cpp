@@ -20,6 +20,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextBlock>
 #include <QTimer>
 
 using namespace sonivert;
@@ -319,6 +320,20 @@ private slots:
         window->convertCommand();
         QTRY_COMPARE_WITH_TIMEOUT(runs.count(), 1, 20000);
         QTRY_VERIFY(watcher.seen.contains(QStringLiteral("frmMsg")));
+    }
+
+    void theEngineLogTakesLinesOnlyWhenCheckedAndKeepsTheNewest()
+    {
+        auto *log = child<QPlainTextEdit>("txtLog");
+        diagnose->AppendEngineLog(QStringLiteral("#0.32 ignored"));
+        QCOMPARE(log->toPlainText(), QString());
+        child<QCheckBox>("Chk_EngLog")->setChecked(true);
+        for (int i = 0; i < EngineLogLineLimit + 10; ++i)
+            diagnose->AppendEngineLog(QStringLiteral("#0.32 line %1").arg(i));
+        QCOMPARE(log->document()->blockCount(), EngineLogLineLimit);
+        QCOMPARE(log->document()->firstBlock().text(), QStringLiteral("#0.32 line 10"));
+        QCOMPARE(log->document()->lastBlock().text(),
+            QStringLiteral("#0.32 line %1").arg(EngineLogLineLimit + 9));
     }
 
     void theOptionStringOfTheSelectedRowIsAppended()
