@@ -3,6 +3,7 @@
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
 #include "core/convert/encoder.h"
+#include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
 #include "core/formats/output_settings.h"
 #include "core/media/file_list_model.h"
@@ -39,6 +40,10 @@ void MainWindow::setUpConversion()
     connect(m_cmd[BtnStop], &QPushButton::clicked, this, &MainWindow::stopCommand);
     connect(&m_timerConversionElapsed, &QTimer::timeout, this, &MainWindow::onElapsedTick);
 
+    // Each row is planned from the output settings as they are when the run is queued.
+    m_planner = [this](int row) {
+        return PlanTask(m_list->Item(row), AppOutputSettings());
+    };
     m_runHooks.toggleConvert = [this] {
         convertCommand();
     };
@@ -94,7 +99,6 @@ void MainWindow::startRun()
     Show_InputFileInfo(0);
     for (int row = 0; row < m_list->Count(); ++row) {
         m_list->SetRowState(row, true, RowState::Ready);
-        m_list->SetRowProgress(row, 4, -1);
     }
 
     const bool queued = prepareRun();
@@ -238,7 +242,6 @@ void MainWindow::onTaskEnd(int task, bool success, bool failure, const QString &
     }
     if (success) {
         m_completedBase += 100;
-        m_list->SetRowProgress(task, 4, -1);
         m_list->SetRowState(task, true, RowState::Done);
         m_fileView->scrollTo(m_list->index(task, 1), QAbstractItemView::PositionAtTop);
         finishIntermediateOutput(task);
@@ -248,7 +251,6 @@ void MainWindow::onTaskEnd(int task, bool success, bool failure, const QString &
     }
     if (!failure)
         return;
-    m_list->SetRowProgress(task, 4, -1);
     m_list->SetField(task, Field::ErrMsg, message);
     m_failureDetails.insert(task, TaskDetails(task));
     m_timerConversionElapsed.stop();

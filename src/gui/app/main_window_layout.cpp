@@ -105,7 +105,6 @@ QWidget *MainWindow::buildListArea()
     m_listFake->installEventFilter(this);
     m_dropPicture = named(new QLabel(m_listFake), QStringLiteral("Pic_DragDrop"));
     m_dropPicture->setAttribute(Qt::WA_TransparentForMouseEvents);
-    m_dropPicture->hide();
 
     m_fileView = named(new FileViewMain, QStringLiteral("FileViewMain"));
     m_fileView->setContextMenuPolicy(Qt::CustomContextMenu);

@@ -249,6 +249,25 @@ private slots:
             out.filePath(QStringLiteral("r.M4R")));
     }
 
+    void theConvertButtonUsesTheChosenFormat()
+    {
+        // A window of its own, planning rows from the real output settings.
+        window = std::make_unique<MainWindow>(
+            MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
+        window->Load({});
+        window->show();
+        window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
+            ->setText(out.path() + QLatin1Char('/'));
+        QTRY_VERIFY_WITH_TIMEOUT(window->listButton(BtnAddFiles)->isEnabled(), 2000);
+        importClips({ QStringLiteral("real.mp4") }, 0.5);
+        ModalWatcher watcher;
+        QSignalSpy finished(window.get(), &MainWindow::runFinished);
+        window->listButton(BtnConvert)->click();
+        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 30000);
+        QCOMPARE(state(0), QStringLiteral("Done"));
+        QCOMPARE(outputFiles(), QStringList { QStringLiteral("real.MP3") });
+    }
+
     void anUnusableOutputFolderStopsBeforeAnything()
     {
         importClips({ QStringLiteral("x.mp4") }, 0.3);
