@@ -75,7 +75,13 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     connect(m_tip, &TipPopup::stateChanged, this, &MainWindow::onTipStateChanged);
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow()
+{
+    // Children still send signals while the base classes tear them down (a focused box reports
+    // editingFinished as it loses the focus); none of them may reach a half-destroyed window.
+    for (QObject *child : findChildren<QObject *>())
+        disconnect(child, nullptr, this, nullptr);
+}
 
 void MainWindow::connectCommands()
 {
