@@ -87,7 +87,6 @@ void MainWindow::connectCommands()
 {
     connect(m_cmd[BtnOpenFolder], &QPushButton::clicked, this, &MainWindow::openFolderCommand);
     connect(m_cmd[BtnBrowseFolder], &QPushButton::clicked, this, &MainWindow::browseFolderCommand);
-    connect(m_diagnose, &QPushButton::clicked, this, &MainWindow::diagnoseRequested);
     connect(m_outputPath, &QLineEdit::editingFinished, this, &MainWindow::outputPathEdited);
 }
 

@@ -123,7 +123,6 @@ public:
     QString TaskDetails(int row) const;
 
 signals:
-    void diagnoseRequested();
     void trimRequested(int row);
     // An import has ended and its report (if any) is up.
     void importFinished();

@@ -14,6 +14,7 @@
 #include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/convert/report_dialog.h"
+#include "gui/diagnose/diagnose_window.h"
 #include "gui/edit/frm_edit_video.h"
 #include "gui/formats/format_preset_binder.h"
 #include "gui/formats/format_setting_dialog.h"
@@ -74,6 +75,7 @@ void MainWindow::setUpFileList()
     connect(m_cmd[BtnTrim], &QPushButton::clicked, this, &MainWindow::trimCommand);
     connect(m_cmd[BtnSetting], &QPushButton::clicked, this, &MainWindow::settingsCommand);
     connect(m_moreInfo, &QPushButton::clicked, this, &MainWindow::propertiesCommand);
+    connect(m_diagnose, &QPushButton::clicked, this, [this] { OpenDiagnoseWindow(this); });
 
     m_formatBinder
         = new FormatPresetBinder(m_outputFormat, m_outputPreset, AppOutputSettings(), this);
