@@ -284,7 +284,6 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_listFake && event->type() == QEvent::Resize)
         placeDropPicture();
-    loadListAndCatalogue();
     return QMainWindow::eventFilter(watched, event);
 }
 

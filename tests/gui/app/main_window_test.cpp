@@ -1,6 +1,7 @@
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
 #include "core/app/settings_store.h"
+#include "core/formats/catalogue_table.h"
 #include "core/media/file_list_model.h"
 #include "gui/app/main_window.h"
 #include "gui/app/tip_popup.h"
@@ -355,6 +356,20 @@ private slots:
         QVERIFY(!view->isVisible());
         QVERIFY(child<QListWidget>("ListBox_Fake")->isVisible());
         QVERIFY(!enabled(BtnRemove) && !enabled(BtnConvert) && enabled(BtnAddFiles));
+    }
+
+    void presetChangesOfTheSessionSurviveWindowEvents()
+    {
+        window->Load({});
+        window->show();
+        CatalogueTable &presets = AppCatalogue().presets;
+        const QString caption = presets.columns.value(1);
+        SetCatalogueCell(
+            presets, 1, caption, QStringLiteral("changed in this session"), true, true);
+        window->resize(window->size() + QSize(40, 30));
+        window->SetControlsState(ControlsMode::ListState, false);
+        QTest::qWait(50);
+        QCOMPARE(GetCatalogueCell(presets, 1, caption), QStringLiteral("changed in this session"));
     }
 
     void theFormatListsAreFilledAtLoad()

@@ -143,10 +143,6 @@ private slots:
         window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
             ->setText(out.path() + QLatin1Char('/'));
         QTRY_VERIFY_WITH_TIMEOUT(window->listButton(BtnAddFiles)->isEnabled(), 2000);
-        // The main window reloads the built-in catalogue whenever its drop placeholder sees an
-        // event, which would put the real catalogue back under the sweep.
-        window->findChild<QWidget *>(QStringLiteral("ListBox_Fake"))
-            ->removeEventFilter(window.get());
         AppCatalogue() = testCatalogue();
         AppOutputSettings().SelectFormat(QStringLiteral("Fine"));
         diagnose = OpenDiagnoseWindow(window.get());
