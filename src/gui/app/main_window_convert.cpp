@@ -266,9 +266,12 @@ void MainWindow::onTaskEnd(int task, bool success, bool failure, const QString &
     case RunStopReason::FormatParameters:
         m_list->SetRowState(task, true, RowState::Failed);
         stopCommand();
-        ShowMessage(QStringLiteral("Please change the format parameters or use one of the preset "
-                                   "profiles."),
-            MsgWarning, QStringLiteral("Attention!"), this);
+        // A diagnosis sweep tries such settings on purpose and lists the message itself.
+        if (!Flags().diagnosisRunning) {
+            ShowMessage(QStringLiteral("Please change the format parameters or use one of the "
+                                       "preset profiles."),
+                MsgWarning, QStringLiteral("Attention!"), this);
+        }
         break;
     case RunStopReason::None:
         m_list->SetRowState(task, true, RowState::Failed);
