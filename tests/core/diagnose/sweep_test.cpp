@@ -1,5 +1,6 @@
 #include "core/diagnose/sweep.h"
 #include "core/formats/parameter_tables.h"
+#include "support/catalogue_rows.h"
 
 #include <QTest>
 
@@ -7,21 +8,13 @@ using namespace sonivert;
 
 namespace {
 
-QStringList L(std::initializer_list<const char *> items)
-{
-    QStringList list;
-    for (const char *item : items)
-        list.append(QString::fromUtf8(item));
-    return list;
-}
+const auto L = test::Row;
 
 // Two families: one whose codecs differ in rates, sizes and bit-rate tables, one of video codecs.
 Catalogue testCatalogue()
 {
     Catalogue c;
-    c.formats.columns = L(
-        { "Format", "VideoCodec", "AudioCodec", "FileExtention", "FPS", "AspectRatio", "FrameSize",
-            "SampleRate", "Channels", "AudioSize", "MaxWidth", "MaxHeight", "MaxVideoBitrate" });
+    c.formats.columns = test::FormatTableColumns();
     c.formats.rows = {
         L({ "AUD", "No Video", "WMA", "WMA;", "#", "#", "#", "22050 Hz;32000 Hz;44100 Hz;",
             "Mono;Stereo;", "16 bit;", "0", "0", "0" }),
@@ -37,10 +30,7 @@ Catalogue testCatalogue()
         L({ "VID", "H.264", "#", "MP4;", "25 fps;", "Original;", "Original;", "#", "#", "#", "1280",
             "720", "8000" }),
     };
-    c.presets.columns = L(
-        { "ID", "Name", "Maker", "Keyword", "Thumbnail", "Type", "Image", "Format", "VideoCodec",
-            "AudioCodec", "Width", "Height", "FPS", "QualityLevel", "VideoBitrate", "FileExtention",
-            "AspectRatio", "SampleRate", "Channels", "AudioSize", "AudioBitrate", "Removable" });
+    c.presets.columns = test::PresetTableColumns();
     c.presets.rows = {
         L({ "A1", "WMA 128", "AudioFormat", "Audio", "", "", "", "AUD", "No Video", "WMA", "-", "-",
             "-", "-", "0", "WMA", "-", "44100 Hz", "Stereo", "16 bit", "128", "No" }),

@@ -1,5 +1,6 @@
 #include "core/formats/output_settings.h"
 #include "core/formats/parameter_tables.h"
+#include "support/catalogue_rows.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -9,21 +10,13 @@ using namespace sonivert;
 
 namespace {
 
-QStringList L(std::initializer_list<const char *> items)
-{
-    QStringList list;
-    for (const char *item : items)
-        list.append(QString::fromUtf8(item));
-    return list;
-}
+const auto L = test::Row;
 
 // A small catalogue whose rows exercise each rule on its own.
 Catalogue testCatalogue()
 {
     Catalogue c;
-    c.formats.columns = L(
-        { "Format", "VideoCodec", "AudioCodec", "FileExtention", "FPS", "AspectRatio", "FrameSize",
-            "SampleRate", "Channels", "AudioSize", "MaxWidth", "MaxHeight", "MaxVideoBitrate" });
+    c.formats.columns = test::FormatTableColumns();
     c.formats.rows = {
         L({ "AUD", "No Video", "MP3", "MP3;", "#", "#", "#", "22050 Hz;44100 Hz;48000 Hz;",
             "Mono;Stereo;", "16 bit;", "0", "0", "0" }),
@@ -37,10 +30,7 @@ Catalogue testCatalogue()
             "640 x 480;1280 x 720;Custom;", "-;", "#", "#", "1280", "720", "8000" }),
         L({ "VID", "No Video", "#", "M4A;", "#", "#", "#", "#", "#", "#", "0", "0", "0" }),
     };
-    c.presets.columns = L(
-        { "ID", "Name", "Maker", "Keyword", "Thumbnail", "Type", "Image", "Format", "VideoCodec",
-            "AudioCodec", "Width", "Height", "FPS", "QualityLevel", "VideoBitrate", "FileExtention",
-            "AspectRatio", "SampleRate", "Channels", "AudioSize", "AudioBitrate", "Removable" });
+    c.presets.columns = test::PresetTableColumns();
     c.presets.rows = {
         L({ "A0", "[%Custom%]", "AudioFormat", "Audio", "", "", "", "AUD", "No Video", "MP3", "-",
             "-", "-", "-", "0", "MP3", "-", "44100 Hz", "Stereo", "16 bit", "192", "No" }),

@@ -6,6 +6,7 @@
 #include "gui/app/main_window.h"
 #include "gui/diagnose/diagnose_window.h"
 #include "gui/media/file_view_main.h"
+#include "support/catalogue_rows.h"
 #include "support/media_maker.h"
 
 #include <QApplication>
@@ -29,22 +30,14 @@ namespace {
 
 const QString Key = QStringLiteral("Software/Corvallo/Sonivert");
 
-QStringList L(std::initializer_list<const char *> items)
-{
-    QStringList list;
-    for (const char *item : items)
-        list.append(QString::fromUtf8(item));
-    return list;
-}
+const auto L = test::Row;
 
 // Small families, so a sweep takes a handful of conversions: "Fine" encodes everywhere, "Broken"
 // holds a setting the encoder rejects and an encoder this build lacks.
 Catalogue testCatalogue()
 {
     Catalogue c;
-    c.formats.columns = L(
-        { "Format", "VideoCodec", "AudioCodec", "FileExtention", "FPS", "AspectRatio", "FrameSize",
-            "SampleRate", "Channels", "AudioSize", "MaxWidth", "MaxHeight", "MaxVideoBitrate" });
+    c.formats.columns = test::FormatTableColumns();
     c.formats.rows = {
         L({ "FINE", "No Video", "Microsoft ADPCM", "WAV;", "#", "#", "#", "8000 Hz;11025 Hz;",
             "Mono;Stereo;", "16 bit;", "0", "0", "0" }),
@@ -53,10 +46,7 @@ Catalogue testCatalogue()
         L({ "BROKEN", "#", "AMR ACELP", "#", "#", "#", "#", "8000 Hz;", "Mono;", "16 bit;", "0",
             "0", "0" }),
     };
-    c.presets.columns = L(
-        { "ID", "Name", "Maker", "Keyword", "Thumbnail", "Type", "Image", "Format", "VideoCodec",
-            "AudioCodec", "Width", "Height", "FPS", "QualityLevel", "VideoBitrate", "FileExtention",
-            "AspectRatio", "SampleRate", "Channels", "AudioSize", "AudioBitrate", "Removable" });
+    c.presets.columns = test::PresetTableColumns();
     c.presets.rows = {
         L({ "F1", "Fine ADPCM", "AudioFormat", "Fine", "", "", "", "FINE", "No Video",
             "Microsoft ADPCM", "-", "-", "-", "-", "0", "WAV", "-", "11025 Hz", "Mono", "16 bit",
