@@ -63,6 +63,7 @@ private:
     std::unique_ptr<MainWindow> window;
     QTemporaryDir media;
     QTemporaryDir out;
+    QString inputOptions;
     QString options = Mp3Options;
     QString extension = QStringLiteral("MP3");
 
@@ -97,13 +98,16 @@ private slots:
         Flags() = AppFlags {};
         QDir(out.path()).removeRecursively();
         QDir().mkpath(out.path());
+        inputOptions.clear();
         options = Mp3Options;
         extension = QStringLiteral("MP3");
         window = std::make_unique<MainWindow>(
             MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
         window->Load({});
         window->show();
-        window->setTaskPlanner([this](int) { return TaskPlan { QString(), options, extension }; });
+        window->setTaskPlanner([this](int) {
+            return TaskPlan { inputOptions, options, extension };
+        });
         window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
             ->setText(out.path() + QLatin1Char('/'));
         QTRY_VERIFY_WITH_TIMEOUT(window->listButton(BtnAddFiles)->isEnabled(), 2000);
@@ -145,7 +149,7 @@ private slots:
         importClips({ QStringLiteral("long.mp4") }, 4.0);
         ModalWatcher watcher;
         QSignalSpy finished(window.get(), &MainWindow::runFinished);
-        options = QStringLiteral(" -vn -acodec libmp3lame -ab 128k -af atempo=0.5,atempo=0.5");
+        inputOptions = QStringLiteral(" -re"); // the task lasts as long as the clip plays
         window->convertCommand();
         QTRY_VERIFY_WITH_TIMEOUT(window->fileList()->GetRowProgress(0) >= 0, 20000);
         window->convertCommand();
@@ -166,7 +170,7 @@ private slots:
         importClips(
             { QStringLiteral("s1.mp4"), QStringLiteral("s2.mp4"), QStringLiteral("s3.mp4") }, 4.0);
         ModalWatcher watcher;
-        options = QStringLiteral(" -vn -acodec libmp3lame -ab 128k -af atempo=0.5,atempo=0.5");
+        inputOptions = QStringLiteral(" -re"); // the task lasts as long as the clip plays
         window->convertCommand();
         QTRY_VERIFY_WITH_TIMEOUT(window->fileList()->GetRowProgress(0) >= 0, 20000);
         window->stopCommand();
