@@ -178,34 +178,6 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
     return ParseResult::Ok;
 }
 
-// The same form as "sonivert-cli settings --json".
-QJsonObject settingsJson(const OutputSettings &settings)
-{
-    QJsonObject lists;
-    for (int i = 0; i < ChoiceListCount; ++i) {
-        const ChoiceList &list = settings.choice(ChoiceListId(i));
-        lists.insert(ChoiceListName(ChoiceListId(i)),
-            QJsonObject { { QStringLiteral("entries"), QJsonArray::fromStringList(list.texts()) },
-                { QStringLiteral("selected"), list.selectedText() },
-                { QStringLiteral("enabled"), list.enabled } });
-    }
-    QJsonObject root { { QStringLiteral("lists"), lists } };
-    const std::array<std::pair<QString, NumberId>, 3> numbers = { {
-        { QStringLiteral("Width"), NumberId::Width },
-        { QStringLiteral("Height"), NumberId::Height },
-        { QStringLiteral("VideoBitrateValue"), NumberId::VideoBitrate },
-    } };
-    for (const auto &[name, id] : numbers) {
-        const NumberSetting &n = settings.number(id);
-        root.insert(name,
-            QJsonObject { { QStringLiteral("value"), n.value },
-                { QStringLiteral("min"), n.minimum }, { QStringLiteral("max"), n.maximum },
-                { QStringLiteral("enabled"), n.enabled && n.visible } });
-    }
-    root.insert(QStringLiteral("QualityLevel"), QualityLevelName(settings.qualityLevel()));
-    return root;
-}
-
 enum class FileState { Planned, Done, Failed, Cancelled };
 
 struct PlannedFile
@@ -486,7 +458,7 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
         f.name = probe.item.Text(Field::Name);
         f.input = probe.item.Text(Field::FilePath) + f.name;
         if (args.dryRun && args.json)
-            f.settings = settingsJson(settings);
+            f.settings = OutputSettingsJson(settings);
         f.plan = PlanTask(probe.item, settings);
         f.output = names.Claim(ChangeExtension(folder + f.name, f.plan.extension));
         f.encoderOutput = EncoderOutputFileName(f.output, names);

@@ -29,13 +29,6 @@ void printHelp(QTextStream &out)
            "\"enabled\"}), \"QualityLevel\"}.\n";
 }
 
-QJsonObject numberObject(const NumberSetting &setting)
-{
-    return QJsonObject { { QStringLiteral("value"), setting.value },
-        { QStringLiteral("min"), setting.minimum }, { QStringLiteral("max"), setting.maximum },
-        { QStringLiteral("enabled"), setting.enabled && setting.visible } };
-}
-
 const std::array<std::pair<const char *, NumberId>, 3> numbers = { {
     { "Width", NumberId::Width },
     { "Height", NumberId::Height },
@@ -44,19 +37,7 @@ const std::array<std::pair<const char *, NumberId>, 3> numbers = { {
 
 void printJson(const OutputSettings &settings, QTextStream &out)
 {
-    QJsonObject lists;
-    for (int i = 0; i < ChoiceListCount; ++i) {
-        const ChoiceList &list = settings.choice(ChoiceListId(i));
-        lists.insert(ChoiceListName(ChoiceListId(i)),
-            QJsonObject { { QStringLiteral("entries"), QJsonArray::fromStringList(list.texts()) },
-                { QStringLiteral("selected"), list.selectedText() },
-                { QStringLiteral("enabled"), list.enabled } });
-    }
-    QJsonObject root { { QStringLiteral("lists"), lists } };
-    for (const auto &[name, id] : numbers)
-        root.insert(QLatin1String(name), numberObject(settings.number(id)));
-    root.insert(QStringLiteral("QualityLevel"), QualityLevelName(settings.qualityLevel()));
-    out << QJsonDocument(root).toJson(QJsonDocument::Indented);
+    out << QJsonDocument(OutputSettingsJson(settings)).toJson(QJsonDocument::Indented);
 }
 
 void printText(const OutputSettings &settings, QTextStream &out)

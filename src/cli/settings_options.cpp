@@ -1,7 +1,9 @@
 #include "cli/settings_options.h"
 
 #include <QDir>
+#include <QJsonArray>
 #include <QTemporaryDir>
+#include <array>
 
 namespace sonivert::cli {
 
@@ -222,6 +224,33 @@ bool ApplySettingsOptions(OutputSettings &settings, const SettingsOptions &optio
             return false;
     }
     return true;
+}
+
+QJsonObject OutputSettingsJson(const OutputSettings &settings)
+{
+    QJsonObject lists;
+    for (int i = 0; i < ChoiceListCount; ++i) {
+        const ChoiceList &list = settings.choice(ChoiceListId(i));
+        lists.insert(ChoiceListName(ChoiceListId(i)),
+            QJsonObject { { QStringLiteral("entries"), QJsonArray::fromStringList(list.texts()) },
+                { QStringLiteral("selected"), list.selectedText() },
+                { QStringLiteral("enabled"), list.enabled } });
+    }
+    QJsonObject root { { QStringLiteral("lists"), lists } };
+    const std::array<std::pair<QString, NumberId>, 3> numbers = { {
+        { QStringLiteral("Width"), NumberId::Width },
+        { QStringLiteral("Height"), NumberId::Height },
+        { QStringLiteral("VideoBitrateValue"), NumberId::VideoBitrate },
+    } };
+    for (const auto &[name, id] : numbers) {
+        const NumberSetting &n = settings.number(id);
+        root.insert(name,
+            QJsonObject { { QStringLiteral("value"), n.value },
+                { QStringLiteral("min"), n.minimum }, { QStringLiteral("max"), n.maximum },
+                { QStringLiteral("enabled"), n.enabled && n.visible } });
+    }
+    root.insert(QStringLiteral("QualityLevel"), QualityLevelName(settings.qualityLevel()));
+    return root;
 }
 
 } // namespace sonivert::cli

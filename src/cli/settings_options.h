@@ -2,6 +2,7 @@
 
 #include "core/formats/output_settings.h"
 
+#include <QJsonObject>
 #include <QList>
 #include <QPair>
 #include <QString>
@@ -34,5 +35,10 @@ QString ResolveFormatKeyword(const Catalogue &catalogue, const QString &given);
 // Selects the family and the preset, then applies the assignments in order with the same rules
 // the settings dialog runs. False with a message that names what is admissible.
 bool ApplySettingsOptions(OutputSettings &settings, const SettingsOptions &options, QString &error);
+
+// The settings as "sonivert-cli settings --json" prints them and the convert plan embeds them:
+// {"lists": {NAME: {entries, selected, enabled}}, "Width", "Height", "VideoBitrateValue"
+// (each {value, min, max, enabled}), "QualityLevel"}. A number is enabled when it can be changed.
+QJsonObject OutputSettingsJson(const OutputSettings &settings);
 
 } // namespace sonivert::cli
