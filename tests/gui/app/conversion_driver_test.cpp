@@ -5,6 +5,7 @@
 #include "gui/app/main_window.h"
 #include "gui/media/file_view_main.h"
 #include "support/media_maker.h"
+#include "support/modal_watcher.h"
 
 #include <QApplication>
 #include <QDir>
@@ -25,33 +26,6 @@ namespace {
 
 const QString Key = QStringLiteral("Software/Corvallo/Sonivert");
 const QString Mp3Options = QStringLiteral(" -vn -acodec libmp3lame -ab 128k");
-
-// Records and closes every modal window that comes up while a run ends.
-class ModalWatcher : public QObject
-{
-public:
-    ModalWatcher()
-    {
-        connect(&timer, &QTimer::timeout, this, [this] {
-            QWidget *modal = QApplication::activeModalWidget();
-            if (!modal)
-                return;
-            if (auto *box = qobject_cast<QMessageBox *>(modal)) {
-                seen << box->text();
-                box->button(box->buttons().first() == box->button(QMessageBox::Ok)
-                           ? QMessageBox::Ok
-                           : QMessageBox::Yes)
-                    ->click();
-            } else {
-                seen << modal->objectName();
-                modal->close();
-            }
-        });
-        timer.start(20);
-    }
-    QStringList seen;
-    QTimer timer;
-};
 
 } // namespace
 
@@ -118,7 +92,7 @@ private slots:
     {
         importClips(
             { QStringLiteral("a.mp4"), QStringLiteral("b b.mp4"), QStringLiteral("a.mkv") }, 1.0);
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         QSignalSpy finished(window.get(), &MainWindow::runFinished);
         QSignalSpy log(window.get(), &MainWindow::engineLog);
         window->convertCommand();
@@ -147,7 +121,7 @@ private slots:
     void pauseHoldsAndResumeFinishes()
     {
         importClips({ QStringLiteral("long.mp4") }, 4.0);
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         QSignalSpy finished(window.get(), &MainWindow::runFinished);
         inputOptions = QStringLiteral(" -re"); // the task lasts as long as the clip plays
         window->convertCommand();
@@ -169,7 +143,7 @@ private slots:
     {
         importClips(
             { QStringLiteral("s1.mp4"), QStringLiteral("s2.mp4"), QStringLiteral("s3.mp4") }, 4.0);
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         inputOptions = QStringLiteral(" -re"); // the task lasts as long as the clip plays
         window->convertCommand();
         QTRY_VERIFY_WITH_TIMEOUT(window->fileList()->GetRowProgress(0) >= 0, 20000);
@@ -218,7 +192,7 @@ private slots:
     void parametersTheEncoderRejectsStopTheRunWithAdvice()
     {
         importClips({ QStringLiteral("p1.mp4"), QStringLiteral("p2.mp4") }, 0.5);
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         options = QStringLiteral(" -vn -acodec ac3 -ar 11025");
         extension = QStringLiteral("AC3");
         QSignalSpy finished(window.get(), &MainWindow::runFinished);
@@ -239,7 +213,7 @@ private slots:
         QVERIFY(existing.open(QIODevice::WriteOnly));
         existing.write("the person's own file");
         existing.close();
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         options = QStringLiteral(" -vn -acodec aac -ab 128k");
         extension = QStringLiteral("M4R");
         QSignalSpy finished(window.get(), &MainWindow::runFinished);
@@ -264,7 +238,7 @@ private slots:
             ->setText(out.path() + QLatin1Char('/'));
         QTRY_VERIFY_WITH_TIMEOUT(window->listButton(BtnAddFiles)->isEnabled(), 2000);
         importClips({ QStringLiteral("real.mp4") }, 0.5);
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         QSignalSpy finished(window.get(), &MainWindow::runFinished);
         window->listButton(BtnConvert)->click();
         QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 30000);

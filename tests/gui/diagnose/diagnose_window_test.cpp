@@ -8,6 +8,7 @@
 #include "gui/media/file_view_main.h"
 #include "support/catalogue_rows.h"
 #include "support/media_maker.h"
+#include "support/modal_watcher.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -57,30 +58,6 @@ Catalogue testCatalogue()
     };
     return c;
 }
-
-// Closes every modal window that comes up and remembers what it said.
-class ModalWatcher : public QObject
-{
-public:
-    ModalWatcher()
-    {
-        connect(&timer, &QTimer::timeout, this, [this] {
-            QWidget *modal = QApplication::activeModalWidget();
-            if (!modal)
-                return;
-            if (auto *box = qobject_cast<QMessageBox *>(modal)) {
-                seen << box->text();
-                box->buttons().first()->click();
-            } else {
-                seen << modal->objectName();
-                modal->close();
-            }
-        });
-        timer.start(20);
-    }
-    QStringList seen;
-    QTimer timer;
-};
 
 } // namespace
 
@@ -161,7 +138,7 @@ private slots:
     void anAudioSweepConvertsOncePerCombination()
     {
         importClip();
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         const int applied = AppOutputSettings().appliedPresetRow();
         child<QCheckBox>("Chk_EngLog")->setChecked(true);
         QSignalSpy runs(window.get(), &MainWindow::runFinished);
@@ -202,7 +179,7 @@ private slots:
     void failedOnlyListsTheRefusedCombinationsWithTheirMessage()
     {
         importClip();
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         child<QCheckBox>("Chk_Test")->setChecked(true);
         diagnose->testCommand(TestAudioSettings);
         QCOMPARE(results(), QString()); // everything converted
@@ -230,7 +207,7 @@ private slots:
     void thePresetSweepAppliesEveryPreset()
     {
         importClip();
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         diagnose->testCommand(TestPresets);
         const QStringList lines = results().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 2);
@@ -245,7 +222,7 @@ private slots:
     void stopEndsTheSweepAfterTheCurrentStep()
     {
         importClip();
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         QSignalSpy runs(window.get(), &MainWindow::runFinished);
         QSignalSpy ended(diagnose.data(), &DiagnoseWindow::sweepEnded);
         bool wasSweeping = false;
@@ -293,7 +270,7 @@ private slots:
     void afterClearingANormalRunShowsTheCompletionWindow()
     {
         importClip();
-        ModalWatcher watcher;
+        test::ModalWatcher watcher;
         child<QCheckBox>("Chk_Test")->setChecked(true);
         diagnose->testCommand(TestVideoCodecs);
         QVERIFY(!watcher.seen.contains(QStringLiteral("frmMsg")));
