@@ -102,7 +102,6 @@ public:
     // Imports files; with no paths the person picks them in the open dialog.
     void ImportFiles(const QStringList &paths);
     void ImportDroppedFiles(const QStringList &accepted, const QStringList &refused);
-    bool isImporting() const { return m_import != nullptr; }
 
     FileListModel *fileList() const { return m_list; }
     FileViewMain *fileView() const { return m_fileView; }
@@ -118,12 +117,8 @@ public:
     void stopCommand();
     void StartTesting() { convertCommand(); }
     void setTaskPlanner(TaskPlanner planner) { m_planner = std::move(planner); }
-    Encoder *encoder() const { return m_encoder; }
-    // The ffmpeg command and error output of a row's last task, for the failure report.
-    QString TaskDetails(int row) const;
 
 signals:
-    void trimRequested(int row);
     // An import has ended and its report (if any) is up.
     void importFinished();
     // Every ffmpeg line of every task, as "#task.level line".
@@ -179,6 +174,8 @@ private:
     void finishIntermediateOutput(int task);
     void setTotalBarStyle(int style);
     void selectAndShow(int row);
+    // The ffmpeg command and error output of a row's last task, for the failure report.
+    QString TaskDetails(int row) const;
 
     void openFolderCommand();
     void browseFolderCommand();

@@ -219,7 +219,6 @@ void MainWindow::trimCommand()
         return;
     m_currentItem = rows.first();
     OpenTrimEditor(this, m_list, rows.first());
-    emit trimRequested(rows.first());
 }
 
 void MainWindow::propertiesCommand()
