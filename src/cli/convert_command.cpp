@@ -25,6 +25,10 @@
 #include <cmath>
 #include <unistd.h>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 namespace sonivert::cli {
 
 namespace {
@@ -207,11 +211,7 @@ bool applyTrim(MediaItem &item, const ConvertArgs &args, QString &message)
     qint64 end = args.trimEndUs;
     if (known && (end < 0 || end > duration))
         end = duration;
-    if (end < 0) {
-        message = QStringLiteral("its length is unknown, so it cannot be trimmed to its end");
-        return false;
-    }
-    if (end <= args.trimStartUs) {
+    if (end >= 0 && end <= args.trimStartUs) {
         message = QStringLiteral("the trim range starts after the end of the file (%1 s)")
                       .arg(SecondsText(duration));
         return false;
@@ -224,6 +224,14 @@ bool applyTrim(MediaItem &item, const ConvertArgs &args, QString &message)
     };
     item.Set(Field::TrimStartLow, lowText(args.trimStartUs));
     item.Set(Field::TrimStartHigh, highText(args.trimStartUs));
+    item.trimmed = args.trimStartUs > 0 || !known || end < duration;
+    if (end < 0) {
+        // A file of unknown length is cut from the start to the end of its sound.
+        item.Set(Field::TrimEndLow, QStringLiteral("-1"));
+        item.Set(Field::TrimEndHigh, QStringLiteral("-1"));
+        item.Set(Field::SrcDuration, QString());
+        return true;
+    }
     item.Set(Field::TrimEndLow, lowText(end));
     item.Set(Field::TrimEndHigh, highText(end));
     const double seconds = double(end - args.trimStartUs) / 1e6;
@@ -249,7 +257,7 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
     for (const PlannedFile &f : files) {
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
             + BuildFfmpegArguments(f.input, f.plan.inputOptions, f.encoderOutput,
-                f.plan.outputOptions, ReadInputFacts(f.input).tagsOnAudioStreamOnly);
+                f.plan.outputOptions, f.plan.cut, ReadInputFacts(f.input).tags);
         if (json) {
             array.append(QJsonObject { { QStringLiteral("file"), f.input },
                 { QStringLiteral("seek"), f.plan.inputOptions },
@@ -292,7 +300,8 @@ void runConversion(QList<PlannedFile> &files, const ConvertArgs &args, const QSt
     for (int i = 0; i < files.size(); ++i) {
         PlannedFile &f = files[i];
         const int task = encoder.AddInputFile(f.input, f.plan.inputOptions);
-        if (task >= 0 && encoder.AddOutputFile(task, f.encoderOutput, f.plan.outputOptions) < 0)
+        if (task >= 0
+            && encoder.AddOutputFile(task, f.encoderOutput, f.plan.outputOptions, f.plan.cut) < 0)
             encoder.RemoveInputFile(task);
         else if (task >= 0) {
             fileOfTask.append(i);
@@ -412,6 +421,9 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     case ParseResult::Ok:
         break;
     }
+    // Probing and reading outputs back go through libavformat, whose own warnings would only
+    // clutter the progress and the report.
+    av_log_set_level(AV_LOG_QUIET);
 
     Catalogue catalogue;
     if (!LoadCliCatalogue(catalogue, error)) {

@@ -69,7 +69,8 @@ public:
         QString message;
         const int task = encoder.AddInputFile(
             item.Text(Field::FilePath) + item.Text(Field::Name), plan.inputOptions);
-        if (task < 0 || encoder.AddOutputFile(task, encoderOutput, plan.outputOptions) < 0) {
+        if (task < 0
+            || encoder.AddOutputFile(task, encoderOutput, plan.outputOptions, plan.cut) < 0) {
             failure = true;
             message = encoder.LastErrorText();
         } else {

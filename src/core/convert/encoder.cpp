@@ -3,76 +3,80 @@
 #include "core/convert/engine_message.h"
 #include "core/convert/ffmpeg_job.h"
 #include "core/convert/ffmpeg_program.h"
+#include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
 #include "core/convert/output_naming.h"
 
 #include <QFile>
 #include <QFileInfo>
+#include <QPromise>
 #include <QThread>
+#include <QThreadPool>
 #include <QTimer>
-#include <cmath>
 
 namespace sonivert {
 
 namespace {
-
-// ffmpeg's time syntax: seconds ("60.5") or [HH:]MM:SS[.m]; -1 when unreadable.
-qint64 parseTimeUs(const QString &text)
-{
-    if (text.isEmpty())
-        return -1;
-    double seconds = 0;
-    for (const QString &part : text.split(QLatin1Char(':'))) {
-        bool ok = false;
-        const double value = part.toDouble(&ok);
-        if (!ok || value < 0)
-            return -1;
-        seconds = seconds * 60 + value;
-    }
-    return static_cast<qint64>(std::llround(seconds * 1e6));
-}
 
 QString absolutePath(const QString &path)
 {
     return QFileInfo(path).isAbsolute() ? path : QFileInfo(path).absoluteFilePath();
 }
 
+// The words without the cut options of the option texts, which the plan's cut replaces.
+QStringList withoutCutWords(const QStringList &words)
+{
+    QStringList kept;
+    for (qsizetype i = 0; i < words.size(); ++i) {
+        const QString &word = words.at(i);
+        if (word == QLatin1String("-ss") || word == QLatin1String("-t")
+            || word == QLatin1String("-to")) {
+            ++i; // and its value
+            continue;
+        }
+        kept << word;
+    }
+    return kept;
+}
+
+bool dropsSound(const QString &outputOptions)
+{
+    return SplitOptionWords(outputOptions).contains(QStringLiteral("-an"));
+}
+
 } // namespace
 
 QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
-    const QString &output, const QString &outputOptions, bool mapStreamTags)
+    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags)
 {
     QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
         QStringLiteral("-nostats"), QStringLiteral("-loglevel"), QStringLiteral("level+info"),
         QStringLiteral("-progress"), QStringLiteral("pipe:1"), QStringLiteral("-stats_period"),
         QString::number(Encoder::ProgressIntervalSeconds), QStringLiteral("-n") };
-    args << FfmpegOptionWords(inputOptions);
+    args << withoutCutWords(FfmpegOptionWords(inputOptions));
     args << QStringLiteral("-i") << input;
-    // Before the person's options, so an explicit -map_metadata among them still wins.
-    if (mapStreamTags)
-        args << QStringLiteral("-map_metadata") << QStringLiteral("0:s:a:0");
-    args << FfmpegOptionWords(outputOptions);
+    // Only the song tags travel, written out one by one: what ffmpeg copies by default also
+    // carries the source's bookkeeping (brands, handler names, its encoder). Bit-exact output
+    // keeps ffmpeg from adding its own version tag.
+    args << QStringLiteral("-map_metadata") << QStringLiteral("-1") << QStringLiteral("-fflags")
+         << QStringLiteral("+bitexact");
+    for (const auto &[key, value] : tags)
+        args << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
+    args << withoutCutWords(FfmpegOptionWords(outputOptions));
+    // After the input, so nothing is lost to a seek in a file whose index or start time misleads.
+    if (cut.startUs > 0)
+        args << QStringLiteral("-ss") << SecondsText(cut.startUs);
+    if (cut.lengthUs >= 0)
+        args << QStringLiteral("-t") << SecondsText(cut.lengthUs);
     args << output;
     return args;
 }
 
-qint64 ExpectedOutputLength(
-    qint64 inputDurationUs, const QString &inputOptions, const QString &outputOptions)
+qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut)
 {
     if (inputDurationUs <= 0)
-        return 0;
-    const QStringList inputWords = SplitOptionWords(inputOptions);
-    const QStringList outputWords = SplitOptionWords(outputOptions);
-    qint64 length = inputDurationUs;
-    const qint64 start = parseTimeUs(OptionValue(inputWords, QStringLiteral("-ss")));
-    if (start > 0)
-        length = std::max<qint64>(0, length - start);
-    for (const QStringList *words : { &inputWords, &outputWords }) {
-        const qint64 limit = parseTimeUs(OptionValue(*words, QStringLiteral("-t")));
-        if (limit >= 0)
-            length = std::min(length, limit);
-    }
-    return length;
+        return std::max<qint64>(0, cut.lengthUs);
+    return CutLength(cut, 0, inputDurationUs);
 }
 
 Encoder::Encoder(QObject *parent)
@@ -104,7 +108,8 @@ int Encoder::AddInputFile(const QString &input, const QString &inputOptions)
     return TaskCount() - 1;
 }
 
-int Encoder::AddOutputFile(int taskIndex, const QString &output, const QString &outputOptions)
+int Encoder::AddOutputFile(
+    int taskIndex, const QString &output, const QString &outputOptions, const TaskCut &cut)
 {
     if (taskIndex < 0 || taskIndex >= TaskCount()
         || tasks_[taskIndex].info.state != EncoderTaskState::Queued) {
@@ -118,8 +123,8 @@ int Encoder::AddOutputFile(int taskIndex, const QString &output, const QString &
     Task &task = tasks_[taskIndex];
     task.info.output = absolutePath(output);
     task.info.outputOptions = outputOptions;
-    task.totalUs
-        = ExpectedOutputLength(task.facts.durationUs, task.info.inputOptions, outputOptions);
+    task.cut = cut;
+    task.totalUs = ExpectedOutputLength(task.facts.durationUs, cut);
     return 0;
 }
 
@@ -182,6 +187,8 @@ void Encoder::StopTasks(bool wait)
             ending << task.job;
             abandonJob(task);
         }
+        if (task.check)
+            abandonCheck(task);
     }
     // Signal every child first, so they end side by side rather than one after another.
     for (const QPointer<FfmpegJob> &job : ending) {
@@ -211,6 +218,20 @@ void Encoder::abandonJob(Task &task)
         cleanUp();
     else
         connect(job, &FfmpegJob::finished, job, cleanUp);
+}
+
+// A read-back still going on is left to finish unheard; its file goes at once (the reader keeps
+// what it opened).
+void Encoder::abandonCheck(Task &task)
+{
+    QFutureWatcher<OutputVerdict> *check = task.check;
+    task.check = nullptr;
+    check->disconnect(this);
+    QFile::remove(task.temporaryOutput);
+    if (check->isFinished())
+        check->deleteLater();
+    else
+        connect(check, &QFutureWatcherBase::finished, check, &QObject::deleteLater);
 }
 
 EncoderTaskInfo Encoder::TaskInfo(int taskIndex) const
@@ -271,7 +292,7 @@ bool Encoder::startTask(int index)
     task.info.state = EncoderTaskState::Running;
     task.temporaryOutput = TemporaryOutputName(task.info.output);
     const QStringList args = BuildFfmpegArguments(task.info.input, task.info.inputOptions,
-        task.temporaryOutput, task.info.outputOptions, task.facts.tagsOnAudioStreamOnly);
+        task.temporaryOutput, task.info.outputOptions, task.cut, task.facts.tags);
     task.info.commandLine = QStringList(program_) + args;
 
     auto *job = new FfmpegJob(program_, args, this);
@@ -299,9 +320,47 @@ void Encoder::onJobFinished(int index)
     task.info.stderrTail = result.stderrTail;
     job->deleteLater();
 
-    bool success = false;
-    QString message;
     if (result.ok && !result.partialFile) {
+        checkOutput(index);
+        return;
+    }
+    QFile::remove(task.temporaryOutput);
+    endTask(index, false, failureMessage(task, result));
+    scheduleNext();
+}
+
+// Exit status 0 proves nothing about the file: it is read back, away from the event loop, and
+// only a whole one is moved into place.
+void Encoder::checkOutput(int index)
+{
+    Task &task = tasks_[index];
+    const ExpectedSound expected { !dropsSound(task.info.outputOptions),
+        task.facts.audioDurationUs > 0 ? task.facts.audioDurationUs : task.facts.durationUs,
+        task.cut };
+    auto promise = std::make_shared<QPromise<OutputVerdict>>();
+    auto *check = new QFutureWatcher<OutputVerdict>(this);
+    task.check = check;
+    connect(check, &QFutureWatcherBase::finished, this, [this, index, check] {
+        tasks_[index].check = nullptr;
+        const OutputVerdict verdict = check->result();
+        check->deleteLater();
+        onOutputChecked(index, verdict);
+    });
+    check->setFuture(promise->future());
+    promise->start();
+    QThreadPool::globalInstance()->start(
+        [promise, output = task.temporaryOutput, input = task.info.input, expected] {
+            promise->addResult(CheckOutput(output, input, expected));
+            promise->finish();
+        });
+}
+
+void Encoder::onOutputChecked(int index, const OutputVerdict &verdict)
+{
+    Task &task = tasks_[index];
+    bool success = false;
+    QString message = verdict.message;
+    if (verdict.whole) {
         // Names promised to tasks still to come stay theirs.
         OutputNameRegistry promised;
         for (const Task &other : tasks_) {
@@ -324,8 +383,6 @@ void Encoder::onJobFinished(int index)
         } else {
             message = moved.path + QLatin1String(": ") + moved.message;
         }
-    } else {
-        message = failureMessage(task, result);
     }
     if (!success)
         QFile::remove(task.temporaryOutput);

@@ -1,7 +1,10 @@
 #pragma once
 
 #include "core/convert/input_facts.h"
+#include "core/convert/output_check.h"
+#include "core/convert/run_progress.h"
 
+#include <QFutureWatcher>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -35,16 +38,16 @@ struct EncoderTaskInfo
     int exitCode = -1;
 };
 
-// The ffmpeg argv of one task (without the program): input options, the input, the output
-// options (split like a shell word list), then the output. mapStreamTags copies the first
-// audio stream's tags to the output when the input keeps its tags there.
+// The ffmpeg argv of one task (without the program): the input, then the output options (split
+// like a shell word list), the song tags and the cut, then the output. The option texts' own
+// "-ss" and "-t" are left out: an untrimmed task converts the whole sound, and a trimmed one is
+// cut after decoding, which counts from the file's start and needs no index to seek in.
 QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
-    const QString &output, const QString &outputOptions, bool mapStreamTags);
+    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
 
-// The length of the output in microseconds: the input's duration after "-ss" (input options),
-// cut to "-t" (either options); 0 when the input's duration is unknown.
-qint64 ExpectedOutputLength(
-    qint64 inputDurationUs, const QString &inputOptions, const QString &outputOptions);
+// The length of the output in microseconds: the input's duration within the cut; the cut's
+// length, or 0, when the input's duration is unknown.
+qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut);
 
 // The task queue: each task converts one input into one output with the ffmpeg program, up to
 // the thread count at once. Events arrive on the thread that owns the encoder. An output is
@@ -67,8 +70,9 @@ public:
     // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
     // install a missing ffmpeg). Fails only for an input that cannot be read at all.
     int AddInputFile(const QString &input, const QString &inputOptions);
-    // 0, or -1 with the reason in LastErrorText.
-    int AddOutputFile(int taskIndex, const QString &output, const QString &outputOptions);
+    // 0, or -1 with the reason in LastErrorText. The cut is the part of the input to convert.
+    int AddOutputFile(
+        int taskIndex, const QString &output, const QString &outputOptions, const TaskCut &cut);
     // Drops a task that has not started; later tasks move up by one.
     void RemoveInputFile(int taskIndex);
     // Ends whatever runs (without events) and empties the queue.
@@ -93,7 +97,8 @@ signals:
     void progress(int taskIndex, qint64 positionUs, qint64 totalUs);
     // Before taskEnd, when the output had to take another name than the one queued.
     void outputFileRenamed(int taskIndex, const QString &path);
-    // One per task, then once with taskIndex -1 when the queue is done.
+    // One per task, then once with taskIndex -1 when the queue is done. A task succeeds only
+    // when its output reads back with the whole sound asked of it.
     void taskEnd(int taskIndex, bool success, bool failure, const QString &message);
     // "#" + task index + "." + ffmpeg's level + " " + the line.
     void logLine(const QString &text);
@@ -104,14 +109,19 @@ private:
         EncoderTaskInfo info;
         InputFacts facts;
         QString temporaryOutput;
+        TaskCut cut;
         qint64 totalUs = 0;
         QPointer<FfmpegJob> job;
+        QPointer<QFutureWatcher<OutputVerdict>> check; // while the output is read back
     };
 
     void scheduleNext();
     void startNext();
     bool startTask(int index);
     void onJobFinished(int index);
+    void checkOutput(int index);
+    void onOutputChecked(int index, const OutputVerdict &verdict);
+    void abandonCheck(Task &task);
     void endTask(int index, bool success, const QString &message);
     QString failureMessage(const Task &task, const FfmpegJobResult &result) const;
     void abandonJob(Task &task);

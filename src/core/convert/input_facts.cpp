@@ -22,15 +22,18 @@ struct InputCloser
     void operator()(AVFormatContext *context) const { avformat_close_input(&context); }
 };
 
-bool hasSongTags(const AVDictionary *metadata)
+// Tags that describe the recording for its listener, in the order they are written.
+constexpr const char *songTagKeys[] = { "title", "artist", "album_artist", "album", "date", "genre",
+    "track", "disc", "composer", "performer", "conductor", "lyricist", "publisher", "copyright",
+    "comment", "description", "grouping", "lyrics", "compilation" };
+
+QList<QPair<QString, QString>> tagsOf(const AVDictionary *metadata)
 {
-    static const char *const keys[]
-        = { "title", "artist", "album", "date", "track", "genre", "comment", "author", "year" };
-    for (const char *key : keys) {
-        if (av_dict_get(metadata, key, nullptr, 0))
-            return true;
-    }
-    return false;
+    QList<QPair<QString, QString>> tags;
+    const AVDictionaryEntry *entry = nullptr;
+    while ((entry = av_dict_get(metadata, "", entry, AV_DICT_IGNORE_SUFFIX)))
+        tags.append({ QString::fromUtf8(entry->key), QString::fromUtf8(entry->value) });
+    return tags;
 }
 
 QString errorText(const QString &path, int code)
@@ -55,7 +58,62 @@ int readableFileError(const QByteArray &name)
     return 0;
 }
 
+int64_t streamDurationUs(const AVStream *stream)
+{
+    if (stream->duration == AV_NOPTS_VALUE || stream->duration <= 0)
+        return -1;
+    return av_rescale_q(stream->duration, stream->time_base, AVRational { 1, AV_TIME_BASE });
+}
+
 } // namespace
+
+int DefaultAudioStreamIndex(const AVFormatContext *context)
+{
+    int best = -1;
+    int64_t bestScore = -1;
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        const AVStream *stream = context->streams[i];
+        if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
+            continue;
+        const int64_t score = stream->codecpar->ch_layout.nb_channels
+            + ((stream->disposition & AV_DISPOSITION_DEFAULT) ? 5000000 : 0);
+        if (score > bestScore) {
+            bestScore = score;
+            best = int(i);
+        }
+    }
+    return best;
+}
+
+SongTags ReadableTags(const QList<QPair<QString, QString>> &containerTags,
+    const QList<QPair<QString, QString>> &streamTags)
+{
+    const auto find = [](const QList<QPair<QString, QString>> &tags, const QString &key) {
+        for (const auto &[name, value] : tags) {
+            if (name.compare(key, Qt::CaseInsensitive) == 0 && !value.trimmed().isEmpty())
+                return value;
+        }
+        return QString();
+    };
+    const auto lookUp = [&](const QString &key) {
+        const QString value = find(containerTags, key);
+        return value.isEmpty() ? find(streamTags, key) : value;
+    };
+
+    SongTags tags;
+    for (const char *key : songTagKeys) {
+        const QString name = QLatin1String(key);
+        QString value = lookUp(name);
+        // Older files name the artist "author" and the date "year".
+        if (value.isEmpty() && name == QLatin1String("artist"))
+            value = lookUp(QStringLiteral("author"));
+        if (value.isEmpty() && name == QLatin1String("date"))
+            value = lookUp(QStringLiteral("year"));
+        if (!value.isEmpty())
+            tags.append({ name, value });
+    }
+    return tags;
+}
 
 InputFacts ReadInputFacts(const QString &path)
 {
@@ -81,19 +139,15 @@ InputFacts ReadInputFacts(const QString &path)
     if (context->duration != AV_NOPTS_VALUE && context->duration > 0)
         facts.durationUs = context->duration;
 
-    const int audio = av_find_best_stream(context.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    const int audio = DefaultAudioStreamIndex(context.get());
     facts.hasAudio = audio >= 0;
+    QList<QPair<QString, QString>> streamTags;
     if (facts.hasAudio) {
-        // The first audio stream, as ffmpeg's "0:s:a:0" specifier counts.
-        for (unsigned i = 0; i < context->nb_streams; ++i) {
-            const AVStream *stream = context->streams[i];
-            if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
-                continue;
-            facts.tagsOnAudioStreamOnly
-                = !hasSongTags(context->metadata) && hasSongTags(stream->metadata);
-            break;
-        }
+        const AVStream *stream = context->streams[audio];
+        facts.audioDurationUs = streamDurationUs(stream);
+        streamTags = tagsOf(stream->metadata);
     }
+    facts.tags = ReadableTags(tagsOf(context->metadata), streamTags);
     return facts;
 }
 

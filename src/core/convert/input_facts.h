@@ -1,9 +1,17 @@
 #pragma once
 
+#include <QList>
+#include <QPair>
 #include <QString>
 #include <cstdint>
 
+struct AVFormatContext;
+
 namespace sonivert {
+
+// Tags a person reads (title, artist, album, ...), as key and value, keys in ffmpeg's generic
+// lower-case spelling.
+using SongTags = QList<QPair<QString, QString>>;
 
 // What the engine needs to know about an input before it converts it.
 struct InputFacts
@@ -11,13 +19,22 @@ struct InputFacts
     bool ok = false; // the file exists and can be read
     QString errorText; // "PATH: reason" when it cannot
     bool understood = true; // libavformat could open it; else the facts below are guesses
-    int64_t durationUs = -1; // -1 when unknown
+    int64_t durationUs = -1; // the container's duration; -1 when unknown
+    int64_t audioDurationUs = -1; // the converted audio stream's own duration; -1 when unknown
     bool hasAudio = false;
-    // The container carries no song tags but the first audio stream does (Ogg, Opus, FLAC in
-    // Ogg): ffmpeg copies only container tags by default, so those must be mapped explicitly.
-    bool tagsOnAudioStreamOnly = false;
+    // The container's song tags, completed by those of the converted audio stream (Ogg and
+    // Opus keep them there). Container bookkeeping (brands, encoder, handler) is left out.
+    SongTags tags;
 };
 
 InputFacts ReadInputFacts(const QString &path);
+
+// The audio stream ffmpeg converts when no stream is chosen: the one with the most channels,
+// a default stream before others, the first among equals. -1 when there is none.
+int DefaultAudioStreamIndex(const AVFormatContext *context);
+
+// The song tags among a file's container and stream tags, in a stable order.
+SongTags ReadableTags(const QList<QPair<QString, QString>> &containerTags,
+    const QList<QPair<QString, QString>> &streamTags);
 
 } // namespace sonivert

@@ -342,6 +342,27 @@ QString CurrentOutputExtension(const OutputSettings &settings)
     return settings.choiceText(ChoiceListId::FileExtention).trimmed().toUpper();
 }
 
+TaskCut TaskCutOf(const MediaItem &item)
+{
+    TaskCut cut;
+    if (!item.trimmed)
+        return cut;
+    const auto timeOf = [&item](int low, int high) -> int64_t {
+        if (isNoValueText(item.Text(low)))
+            return -1;
+        const int64_t time = JoinHalfTexts(item.Text(low), item.Text(high));
+        return isUnknown(time) ? -1 : time;
+    };
+    const int64_t start = std::max<int64_t>(0, timeOf(Field::TrimStartLow, Field::TrimStartHigh));
+    const int64_t end = timeOf(Field::TrimEndLow, Field::TrimEndHigh);
+    const int64_t fileEnd = timeOf(Field::FileDurationLow, Field::FileDurationHigh);
+    cut.startUs = start;
+    // An end at or past the file's stated end, or none at all, runs to the end of the sound.
+    if (end > start && (fileEnd <= 0 || end < fileEnd))
+        cut.lengthUs = end - start;
+    return cut;
+}
+
 TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings)
 {
     TaskPlan plan;
@@ -349,6 +370,7 @@ TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings)
         = BuildSeekOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh));
     plan.outputOptions = BuildEncoderOptions(item, settings);
     plan.extension = CurrentOutputExtension(settings);
+    plan.cut = TaskCutOf(item);
     return plan;
 }
 

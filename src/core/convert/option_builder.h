@@ -65,7 +65,11 @@ int ToIntegerOr(const QString &text, int fallback);
 QString CurrentOutputExtension(const EncoderOptionSettings &settings);
 QString CurrentOutputExtension(const OutputSettings &settings);
 
-// The seek option, the option string and the output extension of one row.
+// The part of a row's file to convert: the whole sound unless the row is trimmed. A trimmed
+// range that ends where the file ends runs to the end of the sound.
+TaskCut TaskCutOf(const MediaItem &item);
+
+// The seek option, the option string, the output extension and the cut of one row.
 TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings);
 
 } // namespace sonivert

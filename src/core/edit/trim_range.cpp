@@ -151,6 +151,7 @@ void TrimRange::SaveTrim(FileListModel &list, int row)
     list.SetField(row, Field::TrimEndLow, HalfText(end_.low));
     list.SetField(row, Field::TrimEndHigh, HalfText(end_.high));
     list.SetField(row, Field::SrcDuration, selectedTag_);
+    list.SetTrimmed(row, start_.Microseconds() > 0 || end_ != duration_);
     list.UpdateListFooter();
     list.SetDurationDisplay(row, QStringLiteral("  ") + selectedCaption_,
         QStringLiteral("Trimmed from (") + list.GetFieldText(row, Field::Duration)

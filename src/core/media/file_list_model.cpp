@@ -186,6 +186,12 @@ void FileListModel::SetDurationDisplay(
     emitRowChanged(row, Field::Duration, Field::Duration);
 }
 
+void FileListModel::SetTrimmed(int row, bool trimmed)
+{
+    if (valid(row))
+        items_[size_t(row)].trimmed = trimmed;
+}
+
 void FileListModel::SetRowState(int row, bool showState, int state)
 {
     if (state < int(RowState::InProgress) || state > int(RowState::Cancelled))

@@ -48,6 +48,8 @@ public:
     // The trim editor's marks on the duration cell: caption (empty shows the value), tooltip
     // and icon (ListIcon::Trimmed, or None).
     void SetDurationDisplay(int row, const QString &caption, const QString &toolTip, int icon);
+    // Whether the trim fields hold a range the person chose rather than the probed whole file.
+    void SetTrimmed(int row, bool trimmed);
 
     // Row index -1 does nothing. showState false only clears the state icon.
     void SetRowState(int row, bool showState, RowState state);

@@ -114,6 +114,9 @@ struct MediaItem
     uint32_t stateTextColour = StateTextBlack; // field 4
     int progress = -1; // 0..100 while field 4 shows the progress bar, else -1
     RowState state = RowState::Ready;
+    // A person chose a range (trim editor, --trim). The trim fields of an untrimmed row hold the
+    // probed whole range, which a container may misstate; only a chosen range is cut.
+    bool trimmed = false;
 
     // The value coerced to the field's type: "" / 0 / false for what does not read as such.
     QVariant Get(int index) const;

@@ -161,7 +161,7 @@ bool MainWindow::prepareRun()
             m_abortPreparation = true;
             break;
         }
-        if (m_encoder->AddOutputFile(task, encoderOutput, plan.outputOptions) < 0) {
+        if (m_encoder->AddOutputFile(task, encoderOutput, plan.outputOptions, plan.cut) < 0) {
             m_encoder->RemoveInputFile(task);
             wait.finish();
             setEnabled(true);

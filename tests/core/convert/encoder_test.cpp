@@ -96,12 +96,13 @@ private:
 
     // Queues one task; fails the test when the encoder refuses it.
     int queue(Encoder &encoder, const QString &input, const QString &output,
-        const QString &outputOptions, const QString &inputOptions = QString())
+        const QString &outputOptions, const QString &inputOptions = QString(),
+        const TaskCut &cut = {})
     {
         const int task = encoder.AddInputFile(input, inputOptions);
         if (task < 0)
             qWarning() << "refused:" << encoder.LastErrorText();
-        if (task >= 0 && encoder.AddOutputFile(task, output, outputOptions) < 0)
+        if (task >= 0 && encoder.AddOutputFile(task, output, outputOptions, cut) < 0)
             qWarning() << "output refused:" << encoder.LastErrorText();
         return task;
     }
@@ -178,7 +179,7 @@ private slots:
         QCOMPARE(queue(encoder, in(u"clip.mp4"_s), out(u"a.MP3"_s), mp3Options()), 0);
         QCOMPARE(queue(encoder, in(u"tagged.ogg"_s), out(u"b.WAV"_s), u" -vn"_s), 1);
         QCOMPARE(queue(encoder, in(u"clip.mp4"_s), out(u"c.OGG"_s), u" -vn -acodec libvorbis"_s,
-                     u" -ss 0.1"_s),
+                     u" -ss 0.1"_s, TaskCut { 100000, -1 }),
             2);
         QCOMPARE(encoder.TaskCount(), 3);
         QVERIFY(runQueue(encoder, events, 2));
@@ -332,7 +333,8 @@ private slots:
 
         Encoder encoder;
         Events events(encoder);
-        queue(encoder, in(u"clip.mp4"_s), intermediate, u" -vn -acodec aac -ab 128k -t 0.3"_s);
+        queue(encoder, in(u"clip.mp4"_s), intermediate, u" -vn -acodec aac -ab 128k -t 0.3"_s, {},
+            TaskCut { 0, 300000 });
         QVERIFY(runQueue(encoder, events, 1));
         QVERIFY2(events.endOf(0).success, qPrintable(events.endOf(0).message));
 

@@ -7,6 +7,8 @@
 using namespace sonivert;
 using namespace Qt::StringLiterals;
 
+Q_DECLARE_METATYPE(sonivert::TaskCut)
+
 class EngineRulesTest : public QObject
 {
     Q_OBJECT
@@ -57,18 +59,49 @@ private slots:
 
     void arguments()
     {
+        const SongTags tags { { u"title"_s, u"Ünïcode, \"quoted\""_s },
+            { u"artist"_s, u"Band"_s } };
         const QStringList args = BuildFfmpegArguments(QStringLiteral("/in/-a b.avi"),
-            QStringLiteral(" -ss 10"), QStringLiteral("/out/.t.MP3"),
-            QStringLiteral("-VideoOutputHook  -vn -acodec libmp3lame"), true);
+            QStringLiteral(" -ss 10 -re"), QStringLiteral("/out/.t.MP3"),
+            QStringLiteral("-VideoOutputHook  -vn -acodec libmp3lame -t 60.5"), TaskCut {}, tags);
         const qsizetype input = args.indexOf(QStringLiteral("-i"));
         QVERIFY(input > 0);
-        QCOMPARE(args.mid(input - 2),
-            QStringList({ u"-ss"_s, u"10"_s, u"-i"_s, u"/in/-a b.avi"_s, u"-map_metadata"_s,
-                u"0:s:a:0"_s, u"-vn"_s, u"-acodec"_s, u"libmp3lame"_s, u"/out/.t.MP3"_s }));
+        // The option texts' cut never reaches ffmpeg: an untrimmed task seeks nowhere.
+        QCOMPARE(args.mid(input - 1),
+            QStringList(
+                { u"-re"_s, u"-i"_s, u"/in/-a b.avi"_s, u"-map_metadata"_s, u"-1"_s, u"-fflags"_s,
+                    u"+bitexact"_s, u"-metadata"_s, u"title=Ünïcode, \"quoted\""_s, u"-metadata"_s,
+                    u"artist=Band"_s, u"-vn"_s, u"-acodec"_s, u"libmp3lame"_s, u"/out/.t.MP3"_s }));
         for (const char *needed : { "-nostdin", "-hide_banner", "-nostats", "-n" })
             QVERIFY2(args.indexOf(QLatin1String(needed)) < input, needed);
         QCOMPARE(OptionValue(args, QStringLiteral("-progress")), QStringLiteral("pipe:1"));
         QVERIFY(!args.contains(QStringLiteral("-VideoOutputHook")));
+    }
+
+    void trimmedArguments_data()
+    {
+        QTest::addColumn<TaskCut>("cut");
+        QTest::addColumn<QStringList>("tail");
+        QTest::newRow("range") << TaskCut { 10'500'000, 60'000'001 }
+                               << QStringList { u"-ss"_s, u"10.5"_s, u"-t"_s, u"60.000001"_s };
+        QTest::newRow("from the start")
+            << TaskCut { 0, 5'000'000 } << QStringList { u"-t"_s, u"5"_s };
+        QTest::newRow("to the end")
+            << TaskCut { 3'000'000, -1 } << QStringList { u"-ss"_s, u"3"_s };
+    }
+
+    void trimmedArguments()
+    {
+        QFETCH(TaskCut, cut);
+        QFETCH(QStringList, tail);
+        const QStringList args = BuildFfmpegArguments(u"/in/a.flv"_s, u" -ss 99"_s,
+            u"/out/.a.MP3"_s, u"-VideoOutputHook  -vn -t 99"_s, cut, {});
+        // The cut follows the input and the person's options, so it is made after decoding.
+        const qsizetype input = args.indexOf(u"-i"_s);
+        const QStringList expected
+            = QStringList { u"-vn"_s } + tail + QStringList { u"/out/.a.MP3"_s };
+        QCOMPARE(args.mid(input + 6), expected);
+        QCOMPARE(args.count(u"-ss"_s), cut.startUs > 0 ? 1 : 0);
     }
 
     void commandLineText()
@@ -81,28 +114,28 @@ private slots:
     void expectedLength_data()
     {
         QTest::addColumn<qint64>("duration");
-        QTest::addColumn<QString>("inputOptions");
-        QTest::addColumn<QString>("outputOptions");
+        QTest::addColumn<TaskCut>("cut");
         QTest::addColumn<qint64>("expected");
-        QTest::newRow("whole") << qint64(90'000'000) << u""_s << u" -vn"_s << qint64(90'000'000);
-        QTest::newRow("seek") << qint64(90'000'000) << u" -ss 10.5"_s << u""_s
-                              << qint64(79'500'000);
-        QTest::newRow("seek and length")
-            << qint64(90'000'000) << u" -ss 10"_s << u" -vn -t 60.5"_s << qint64(60'500'000);
-        QTest::newRow("length past the end")
-            << qint64(5'000'000) << u""_s << u" -t 60"_s << qint64(5'000'000);
-        QTest::newRow("clock syntax")
-            << qint64(7200'000'000) << u" -ss 01:00:00"_s << u" -t 1:30"_s << qint64(90'000'000);
-        QTest::newRow("unknown duration") << qint64(-1) << u""_s << u" -t 60"_s << qint64(0);
+        QTest::newRow("whole") << qint64(90'000'000) << TaskCut {} << qint64(90'000'000);
+        QTest::newRow("from a start")
+            << qint64(90'000'000) << TaskCut { 10'500'000, -1 } << qint64(79'500'000);
+        QTest::newRow("range") << qint64(90'000'000) << TaskCut { 10'000'000, 60'500'000 }
+                               << qint64(60'500'000);
+        QTest::newRow("range past the end")
+            << qint64(5'000'000) << TaskCut { 0, 60'000'000 } << qint64(5'000'000);
+        QTest::newRow("start past the end")
+            << qint64(5'000'000) << TaskCut { 6'000'000, -1 } << qint64(0);
+        QTest::newRow("unknown duration, range")
+            << qint64(-1) << TaskCut { 0, 60'000'000 } << qint64(60'000'000);
+        QTest::newRow("unknown duration, whole") << qint64(-1) << TaskCut {} << qint64(0);
     }
 
     void expectedLength()
     {
         QFETCH(qint64, duration);
-        QFETCH(QString, inputOptions);
-        QFETCH(QString, outputOptions);
+        QFETCH(TaskCut, cut);
         QFETCH(qint64, expected);
-        QCOMPARE(ExpectedOutputLength(duration, inputOptions, outputOptions), expected);
+        QCOMPARE(ExpectedOutputLength(duration, cut), expected);
     }
 
     void logLines_data()

@@ -80,7 +80,7 @@ private slots:
         window->Load({});
         window->show();
         window->setTaskPlanner([this](int) {
-            return TaskPlan { inputOptions, options, extension };
+            return TaskPlan { inputOptions, options, extension, {} };
         });
         window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
             ->setText(out.path() + QLatin1Char('/'));

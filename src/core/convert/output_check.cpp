@@ -1,0 +1,155 @@
+#include "core/convert/output_check.h"
+
+#include "core/convert/input_facts.h"
+
+#include <QFile>
+#include <algorithm>
+#include <memory>
+
+extern "C" {
+#include <libavcodec/packet.h>
+#include <libavformat/avformat.h>
+#include <libavutil/error.h>
+}
+
+namespace sonivert {
+
+namespace {
+
+struct InputCloser
+{
+    void operator()(AVFormatContext *context) const { avformat_close_input(&context); }
+};
+
+struct PacketFree
+{
+    void operator()(AVPacket *packet) const { av_packet_free(&packet); }
+};
+
+QString errorText(int code)
+{
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(code, text, sizeof text);
+    return QString::fromUtf8(text);
+}
+
+qint64 toMicroseconds(int64_t value, AVRational timeBase)
+{
+    return av_rescale_q(value, timeBase, AVRational { 1, AV_TIME_BASE });
+}
+
+QString secondsText(qint64 microseconds)
+{
+    return QString::number(double(microseconds) / 1e6, 'f', 1);
+}
+
+} // namespace
+
+SoundExtent MeasureSound(const QString &path)
+{
+    SoundExtent extent;
+    AVFormatContext *raw = nullptr;
+    const QByteArray name = QFile::encodeName(path);
+    if (const int code = avformat_open_input(&raw, name.constData(), nullptr, nullptr); code < 0) {
+        extent.error = errorText(code);
+        return extent;
+    }
+    std::unique_ptr<AVFormatContext, InputCloser> context(raw);
+    if (const int code = avformat_find_stream_info(context.get(), nullptr); code < 0) {
+        extent.error = errorText(code);
+        return extent;
+    }
+    extent.readable = true;
+    const int audio = DefaultAudioStreamIndex(context.get());
+    if (audio < 0)
+        return extent;
+    extent.hasAudio = true;
+    for (unsigned i = 0; i < context->nb_streams; ++i)
+        context->streams[i]->discard = int(i) == audio ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+
+    const AVRational timeBase = context->streams[audio]->time_base;
+    const int64_t origin = context->start_time == AV_NOPTS_VALUE ? 0 : context->start_time;
+    std::unique_ptr<AVPacket, PacketFree> packet(av_packet_alloc());
+    int64_t first = AV_NOPTS_VALUE;
+    int64_t end = AV_NOPTS_VALUE;
+    int64_t sum = 0;
+    int64_t longest = 0;
+    bool everyPacketTimed = true;
+    while (av_read_frame(context.get(), packet.get()) >= 0) {
+        if (packet->stream_index == audio) {
+            const int64_t time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+            if (packet->duration > 0) {
+                sum += packet->duration;
+                longest = std::max<int64_t>(longest, packet->duration);
+            } else {
+                everyPacketTimed = false;
+            }
+            if (time != AV_NOPTS_VALUE) {
+                if (first == AV_NOPTS_VALUE || time < first)
+                    first = time;
+                end = std::max(end == AV_NOPTS_VALUE ? time : end, time + packet->duration);
+            }
+        }
+        av_packet_unref(packet.get());
+    }
+    if (first == AV_NOPTS_VALUE)
+        return extent; // no packet of sound at all
+    extent.startUs = toMicroseconds(first, timeBase) - origin;
+    extent.endUs = toMicroseconds(end, timeBase) - origin;
+    // Durations survive timestamp jumps; the span is the fallback for streams without them.
+    extent.lengthUs
+        = everyPacketTimed ? toMicroseconds(sum, timeBase) : extent.endUs - extent.startUs;
+    extent.frameUs = toMicroseconds(longest, timeBase);
+    return extent;
+}
+
+qint64 CutLength(const TaskCut &cut, qint64 soundStartUs, qint64 soundEndUs)
+{
+    const qint64 from = std::max(cut.startUs, soundStartUs);
+    const qint64 to
+        = cut.lengthUs >= 0 ? std::min(cut.startUs + cut.lengthUs, soundEndUs) : soundEndUs;
+    return std::max<qint64>(0, to - from);
+}
+
+OutputVerdict CheckOutput(
+    const QString &output, const QString &input, const ExpectedSound &expected)
+{
+    const SoundExtent out = MeasureSound(output);
+    const QString unreadable
+        = QStringLiteral("The output cannot be read back (%1).").arg(out.error);
+    if (!expected.audio)
+        return { out.readable, out.readable ? QString() : unreadable };
+
+    const auto tolerance = [&](qint64 length, qint64 sourceFrameUs) {
+        return std::max(out.frameUs + sourceFrameUs, length / 100);
+    };
+    // The container's word first: reading a whole source costs time.
+    if (out.readable && expected.probedUs > 0) {
+        const qint64 length = CutLength(expected.cut, 0, expected.probedUs);
+        if (length > 0 && out.lengthUs >= length - tolerance(length, 0))
+            return { true, QString() };
+    }
+
+    const SoundExtent source = MeasureSound(input);
+    qint64 length = 0;
+    if (source.hasAudio) {
+        length = expected.cut.IsWhole() ? source.lengthUs
+                                        : CutLength(expected.cut, source.startUs, source.endUs);
+    }
+    if (out.readable && out.lengthUs > 0
+        && out.lengthUs >= length - tolerance(length, source.frameUs))
+        return { true, QString() };
+    // ffmpeg leaves a file it wrote no sound into without the headers that make it readable.
+    if (length > 0) {
+        return { false,
+            QStringLiteral("The output holds %1 s of the expected %2 s.")
+                .arg(secondsText(out.readable ? out.lengthUs : 0), secondsText(length)) };
+    }
+    if (!out.readable)
+        return { false, unreadable };
+    if (!expected.cut.IsWhole())
+        return { false, QStringLiteral("The chosen range holds no sound.") };
+    return { false, QStringLiteral("The output holds no sound.") };
+}
+
+} // namespace sonivert

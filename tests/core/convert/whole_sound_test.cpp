@@ -1,0 +1,390 @@
+#include "core/convert/encoder.h"
+#include "core/convert/ffmpeg_program.h"
+#include "core/convert/option_builder.h"
+#include "core/convert/output_check.h"
+#include "core/media/probe.h"
+#include "support/awkward_media.h"
+#include "support/media_maker.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QTest>
+#include <memory>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+using namespace sonivert;
+using namespace Qt::StringLiterals;
+using namespace sonivert::test;
+
+Q_DECLARE_METATYPE(sonivert::TaskCut)
+
+namespace {
+
+struct Family
+{
+    QString extension;
+    QString options;
+};
+
+// Each output family as the settings give it.
+const QList<Family> &families()
+{
+    static const QList<Family> list {
+        { u"MP3"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec libmp3lame -vn"_s },
+        { u"M4A"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 128k -acodec aac -vn"_s },
+        { u"OGG"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 128k -acodec libvorbis -vn"_s },
+        { u"FLAC"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 64k -acodec flac -vn"_s },
+        { u"WAV"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 64k -acodec pcm_s16le -vn"_s },
+        { u"AIFF"_s, u"-VideoOutputHook  -ac 1 -ar 22050 -ab 64k -acodec pcm_s16be -vn"_s },
+        { u"AC3"_s, u"-VideoOutputHook  -ac 2 -ar 48000 -ab 192k -acodec ac3 -vn"_s },
+        { u"MP2"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec mp2 -vn"_s },
+        { u"WMA"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 128k -acodec wmav2 -vn"_s },
+        { u"OPUS"_s, u"-VideoOutputHook  -ac 2 -ar 48000 -ab 96k -acodec libopus -vn"_s },
+    };
+    return list;
+}
+
+const Family &family(const QString &extension)
+{
+    for (const Family &f : families()) {
+        if (f.extension == extension)
+            return f;
+    }
+    qFatal("no family %s", qPrintable(extension));
+}
+
+struct Job
+{
+    QString label;
+    QString output;
+    double expectedSeconds = 0;
+    int task = -1;
+    double tolerance = 0; // seconds; 0 takes the run's
+};
+
+struct Ends
+{
+    QHash<int, QPair<bool, QString>> byTask;
+    bool done = false;
+
+    explicit Ends(Encoder &encoder)
+    {
+        QObject::connect(&encoder, &Encoder::taskEnd, &encoder,
+            [this](int task, bool success, bool, const QString &message) {
+                if (task < 0)
+                    done = true;
+                else
+                    byTask.insert(task, { success, message });
+            });
+    }
+};
+
+// Song and bookkeeping tags of a file, container and audio streams together.
+QHash<QString, QString> tagsOf(const QString &path)
+{
+    QHash<QString, QString> tags;
+    AVFormatContext *context = nullptr;
+    if (avformat_open_input(&context, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
+        return tags;
+    avformat_find_stream_info(context, nullptr);
+    const auto take = [&tags](const AVDictionary *metadata) {
+        const AVDictionaryEntry *entry = nullptr;
+        while ((entry = av_dict_get(metadata, "", entry, AV_DICT_IGNORE_SUFFIX)))
+            tags.insert(QString::fromUtf8(entry->key).toLower(), QString::fromUtf8(entry->value));
+    };
+    take(context->metadata);
+    for (unsigned i = 0; i < context->nb_streams; ++i)
+        take(context->streams[i]->metadata);
+    avformat_close_input(&context);
+    return tags;
+}
+
+} // namespace
+
+class WholeSoundTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir_;
+    QList<AwkwardClip> clips_;
+
+    QString path(const QString &name) const { return dir_.filePath(name); }
+
+    // A row as the probe fills it and the planner turns it into option texts and a cut: the
+    // texts carry " -ss 0" and " -t <probed duration>" for every row, trimmed or not.
+    struct Planned
+    {
+        QString input;
+        QString seek;
+        QString options;
+        TaskCut cut;
+    };
+
+    static Planned plan(
+        const QString &input, const Family &f, qint64 trimStartUs = -1, qint64 trimEndUs = -1)
+    {
+        MediaItem item = ProbeMediaFile(input).item;
+        if (trimStartUs >= 0) {
+            const auto half = [](qint64 us, bool high) {
+                return HalfText(high ? int32_t(us >> 32) : int32_t(uint32_t(quint64(us))));
+            };
+            const qint64 end = trimEndUs >= 0 ? trimEndUs
+                                              : JoinHalfTexts(item.Text(Field::FileDurationLow),
+                                                  item.Text(Field::FileDurationHigh));
+            item.Set(Field::TrimStartLow, half(trimStartUs, false));
+            item.Set(Field::TrimStartHigh, half(trimStartUs, true));
+            item.Set(Field::TrimEndLow, half(end, false));
+            item.Set(Field::TrimEndHigh, half(end, true));
+            item.trimmed = true;
+        }
+        return { input,
+            BuildSeekOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh)),
+            f.options
+                + BuildDurationOption(item.Text(Field::TrimStartLow),
+                    item.Text(Field::TrimStartHigh), item.Text(Field::TrimEndLow),
+                    item.Text(Field::TrimEndHigh)),
+            TaskCutOf(item) };
+    }
+
+    // Runs the jobs through one queue, two at a time, and lists every job whose output is not
+    // whole: a failed task, a decoded length off by more than tolerance.
+    QStringList runJobs(QList<Job> &jobs, const QList<Planned> &plans, double tolerance)
+    {
+        Encoder encoder;
+        Ends ends(encoder);
+        for (int i = 0; i < jobs.size(); ++i) {
+            const Planned &p = plans.at(i);
+            jobs[i].task = encoder.AddInputFile(p.input, p.seek);
+            if (jobs[i].task < 0
+                || encoder.AddOutputFile(jobs[i].task, jobs[i].output, p.options, p.cut) < 0)
+                return { jobs[i].label + u": refused: "_s + encoder.LastErrorText() };
+        }
+        encoder.StartTasks(2);
+        if (!QTest::qWaitFor([&] { return ends.done; }, 240000))
+            return { u"the queue did not end"_s };
+
+        QStringList problems;
+        for (const Job &job : jobs) {
+            const auto [success, message] = ends.byTask.value(job.task);
+            const double seconds = DecodedSeconds(job.output);
+            if (!success)
+                problems << job.label + u": failed: "_s + message;
+            else if (std::abs(seconds - job.expectedSeconds)
+                > (job.tolerance > 0 ? job.tolerance : tolerance))
+                problems << job.label
+                        + u": %1 s instead of %2 s"_s.arg(seconds).arg(job.expectedSeconds);
+        }
+        return problems;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        if (FindFfmpegProgram().isEmpty())
+            QSKIP("the ffmpeg program is not installed on this machine");
+        av_log_set_level(AV_LOG_QUIET);
+        QVERIFY(dir_.isValid());
+        QVERIFY(QDir(dir_.path()).mkpath(u"in"_s));
+        QString error;
+        clips_ = MakeAwkwardClips(path(u"in"_s), &error);
+        QVERIFY2(!clips_.isEmpty(), qPrintable(error));
+    }
+
+    void init()
+    {
+        QDir(path(u"out"_s)).removeRecursively();
+        QVERIFY(QDir(dir_.path()).mkpath(u"out"_s));
+    }
+
+    // Whatever the container says of its start, its length or its index, an untrimmed file
+    // gives all of its sound, to every output family.
+    void everyFamilyKeepsTheWholeSound()
+    {
+        QList<Job> jobs;
+        QList<Planned> plans;
+        int n = 0;
+        for (const AwkwardClip &clip : clips_) {
+            for (const Family &f : families()) {
+                jobs << Job { clip.label + u" -> "_s + f.extension,
+                    path(u"out/%1.%2"_s.arg(n++).arg(f.extension)), AwkwardSoundSeconds };
+                plans << plan(clip.path, f);
+            }
+        }
+        // One codec frame at each end (AC-3: 32 ms) and then some for the resampler.
+        const QStringList problems = runJobs(jobs, plans, 0.08);
+        QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u'\n')));
+    }
+
+    // A trimmed file gives exactly its range on the file's time line, wherever the container
+    // starts the sound and whether or not it can seek.
+    void trimmedRowsHoldTheirRange()
+    {
+        QList<Job> jobs;
+        QList<Planned> plans;
+        int n = 0;
+        for (const AwkwardClip &clip : clips_) {
+            // The MP4 and FLV clips start their sound at 0.5 s, so a range from 1 s holds sound.
+            // A range that runs past where the container says the file ends (the Matroska clip
+            // claims 1 s) runs to the end of the sound.
+            const double rangeSeconds = clip.path.endsWith(u".mkv"_s) ? 2.0 : 1.5;
+            for (const QString &extension : { u"MP3"_s, u"FLAC"_s, u"M4A"_s }) {
+                jobs << Job { clip.label + u" [1, 2.5] -> "_s + extension,
+                    path(u"out/%1.%2"_s.arg(n++).arg(extension)), rangeSeconds };
+                plans << plan(clip.path, family(extension), 1'000'000, 2'500'000);
+            }
+            // To the end of the sound, wherever the container says the file ends. A source codec
+            // with long frames (WMA: 2048 samples) may add up to a frame and its delay.
+            const double soundEnd
+                = clip.path.endsWith(u".mp4"_s) || clip.path.endsWith(u".flv"_s) ? 3.5 : 3.0;
+            jobs << Job { clip.label + u" [2, end] -> FLAC"_s, path(u"out/%1.FLAC"_s.arg(n++)),
+                soundEnd - 2.0, -1, 0.1 };
+            plans << plan(clip.path, family(u"FLAC"_s), 2'000'000);
+        }
+        const QStringList problems = runJobs(jobs, plans, 0.05);
+        QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u'\n')));
+    }
+
+    // ffmpeg exits 0 over a file whose end does not decode: the task fails, nothing stays.
+    void shortOutputFailsAndLeavesNothing()
+    {
+        const QString damaged = path(u"in/damaged.m4a"_s);
+        QVERIFY(MakeDamagedSound(damaged));
+        Encoder encoder;
+        Ends ends(encoder);
+        const int task = encoder.AddInputFile(damaged, QString());
+        QVERIFY(task >= 0);
+        QCOMPARE(
+            encoder.AddOutputFile(task, path(u"out/damaged.MP3"_s), family(u"MP3"_s).options, {}),
+            0);
+        encoder.StartTasks(1);
+        QVERIFY(QTest::qWaitFor([&] { return ends.done; }, 60000));
+        QCOMPARE(ends.byTask.value(task).first, false);
+        QCOMPARE(
+            ends.byTask.value(task).second, u"The output holds 2.0 s of the expected 3.0 s."_s);
+        QCOMPARE(QDir(path(u"out"_s)).entryList(QDir::Files | QDir::Hidden), QStringList());
+    }
+
+    void verdicts()
+    {
+        const QString source = clips_.first().path;
+        const QString whole = path(u"out/whole.WAV"_s);
+        QVERIFY(RunFfmpeg({ u"-i"_s, source, u"-vn"_s, whole }));
+        const QString garbage = path(u"out/garbage.MP3"_s);
+        QFile file(garbage);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(QByteArray(4096, 'x'));
+        file.close();
+
+        // A container that overstates its length is checked against the sound it really holds.
+        QVERIFY(CheckOutput(whole, source, { true, 60'000'000, {} }).whole);
+        QVERIFY(CheckOutput(whole, source, { true, -1, {} }).whole);
+        // What cannot be read holds no sound; without sound to expect, it is just unreadable.
+        QCOMPARE(CheckOutput(garbage, source, { true, 3'000'000, {} }).message,
+            u"The output holds 0.0 s of the expected 3.0 s."_s);
+        const OutputVerdict unreadable = CheckOutput(garbage, source, { false, 3'000'000, {} });
+        QVERIFY(!unreadable.whole);
+        QVERIFY2(unreadable.message.startsWith(u"The output cannot be read back"_s),
+            qPrintable(unreadable.message));
+        // Too long for a range is not "short"; a range past the sound holds none.
+        QVERIFY(CheckOutput(whole, source, { true, -1, { 1'000'000, 1'000'000 } }).whole);
+        const QString empty = path(u"out/empty.WAV"_s);
+        QVERIFY(RunFfmpeg({ u"-i"_s, source, u"-ss"_s, u"9"_s, u"-vn"_s, empty }));
+        QCOMPARE(CheckOutput(empty, source, { true, -1, { 9'000'000, 1'000'000 } }).message,
+            u"The chosen range holds no sound."_s);
+        QCOMPARE(CheckOutput(empty, source, { true, 3'000'000, {} }).message,
+            u"The output holds 0.0 s of the expected 3.0 s."_s);
+        // A plan without sound has none to check.
+        QVERIFY(CheckOutput(empty, source, { false, 3'000'000, {} }).whole);
+        const OutputVerdict longer = CheckOutput(whole, source, { true, -1, {} });
+        QVERIFY2(longer.whole, qPrintable(longer.message));
+    }
+
+    void cutLength_data()
+    {
+        QTest::addColumn<TaskCut>("cut");
+        QTest::addColumn<qint64>("soundStart");
+        QTest::addColumn<qint64>("soundEnd");
+        QTest::addColumn<qint64>("expected");
+        QTest::newRow("whole") << TaskCut {} << qint64(500) << qint64(3000) << qint64(2500);
+        QTest::newRow("inside") << TaskCut { 1000, 500 } << qint64(0) << qint64(3000)
+                                << qint64(500);
+        QTest::newRow("sound starts later")
+            << TaskCut { 0, 1000 } << qint64(500) << qint64(3000) << qint64(500);
+        QTest::newRow("past the end")
+            << TaskCut { 2500, 1000 } << qint64(0) << qint64(3000) << qint64(500);
+        QTest::newRow("after the sound")
+            << TaskCut { 4000, -1 } << qint64(0) << qint64(3000) << qint64(0);
+    }
+
+    void cutLength()
+    {
+        QFETCH(TaskCut, cut);
+        QFETCH(qint64, soundStart);
+        QFETCH(qint64, soundEnd);
+        QFETCH(qint64, expected);
+        QCOMPARE(CutLength(cut, soundStart, soundEnd), expected);
+    }
+
+    // The song's tags travel; the source container's bookkeeping does not.
+    void onlyReadableTagsTravel()
+    {
+        const QString source = path(u"in/tagged.mp4"_s);
+        ClipOptions tagged;
+        tagged.seconds = 0.5;
+        tagged.width = 64;
+        tagged.height = 48;
+        tagged.extraOutputArgs = { u"-metadata"_s, u"title=Song"_s, u"-metadata"_s,
+            u"artist=Band"_s, u"-metadata"_s, u"album=Record"_s, u"-metadata"_s, u"date=2019"_s,
+            u"-metadata"_s, u"genre=Rock"_s, u"-metadata"_s, u"track=3"_s, u"-metadata"_s,
+            u"comment=Nice"_s, u"-metadata:s:a"_s, u"handler_name=Camera Sound"_s, u"-metadata"_s,
+            u"encoder=Camera 1.0"_s };
+        QVERIFY(MakeClip(source, tagged));
+        QCOMPARE(tagsOf(source).value(u"major_brand"_s), u"isom"_s);
+
+        Encoder encoder;
+        Ends ends(encoder);
+        const QStringList extensions { u"MP3"_s, u"OGG"_s, u"FLAC"_s, u"M4A"_s };
+        for (const QString &extension : extensions) {
+            const int task = encoder.AddInputFile(source, QString());
+            QCOMPARE(encoder.AddOutputFile(
+                         task, path(u"out/tags."_s + extension), family(extension).options, {}),
+                0);
+        }
+        encoder.StartTasks(2);
+        QVERIFY(QTest::qWaitFor([&] { return ends.done; }, 60000));
+        for (const QString &extension : extensions) {
+            const QHash<QString, QString> tags = tagsOf(path(u"out/tags."_s + extension));
+            for (const auto &[key, value] :
+                { qMakePair(u"title"_s, u"Song"_s), qMakePair(u"artist"_s, u"Band"_s),
+                    qMakePair(u"album"_s, u"Record"_s), qMakePair(u"date"_s, u"2019"_s),
+                    qMakePair(u"genre"_s, u"Rock"_s), qMakePair(u"comment"_s, u"Nice"_s) })
+                QVERIFY2(tags.value(key) == value, qPrintable(extension + u" "_s + key));
+            QVERIFY2(tags.value(u"track"_s).startsWith(u"3"_s), qPrintable(extension));
+            // An M4A names its own brands; the source's ("isom") stay behind.
+            QVERIFY2(tags.value(u"major_brand"_s) != u"isom"_s, qPrintable(extension));
+            QVERIFY2(
+                !tags.value(u"compatible_brands"_s).contains(u"avc1"_s), qPrintable(extension));
+            if (extension != u"M4A"_s) {
+                for (const char *bookkeeping : { "major_brand", "minor_version",
+                         "compatible_brands", "handler_name", "vendor_id" })
+                    QVERIFY2(!tags.contains(QLatin1String(bookkeeping)),
+                        qPrintable(extension + u" "_s + QLatin1String(bookkeeping)));
+            }
+            QVERIFY2(tags.value(u"handler_name"_s) != u"Camera Sound"_s, qPrintable(extension));
+            // Neither the source's encoder nor ffmpeg's version tag ("Lavf59.27.100").
+            const QString encoderTag = tags.value(u"encoder"_s);
+            QVERIFY2(encoderTag != u"Camera 1.0"_s
+                    && !QRegularExpression(u"^Lavf\\d"_s).match(encoderTag).hasMatch(),
+                qPrintable(extension + u" "_s + encoderTag));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(WholeSoundTest)
+#include "whole_sound_test.moc"
