@@ -1,6 +1,7 @@
 #include "core/convert/option_tokens.h"
 #include "core/media/media_item.h"
 #include "core/media/probe.h"
+#include "support/awkward_media.h"
 #include "support/media_maker.h"
 
 #include <QDir>
@@ -288,6 +289,32 @@ private slots:
             run.err.constData());
         QCOMPARE(filesIn(out), QStringList { u"clip.MP3"_s });
         QVERIFY(run.out.contains("1 of 2 files converted"));
+    }
+
+    // A container that misstates its length still gives all of its sound; an output that ffmpeg
+    // finished with status 0 but that lacks sound is a failure, and no such file stays.
+    void doneMeansWhole()
+    {
+        QString error;
+        const QList<AwkwardClip> clips = MakeAwkwardClips(path(u""_s), &error);
+        QVERIFY2(!clips.isEmpty(), qPrintable(error));
+        const QString zero = std::find_if(clips.begin(), clips.end(), [](const AwkwardClip &c) {
+            return c.path.endsWith(u"zero.wmv"_s);
+        })->path;
+        const QString damaged = path(u"damaged.m4a"_s);
+        QVERIFY(MakeDamagedSound(damaged));
+        const QString out = path(u"whole-out"_s);
+        const Run run = runCli({ u"convert"_s, u"--format"_s, u"OGG Vorbis"_s, u"-o"_s, out,
+            u"--json"_s, zero, damaged });
+        QCOMPARE(run.exitCode, 1);
+        const QJsonArray files = jsonArray(run.out);
+        QCOMPARE(files.size(), 2);
+        QCOMPARE(files.at(0)[u"state"].toString(), u"done"_s);
+        QCOMPARE(files.at(1)[u"state"].toString(), u"failed"_s);
+        QCOMPARE(
+            files.at(1)[u"message"].toString(), u"The output holds 2.0 s of the expected 3.0 s."_s);
+        QCOMPARE(filesIn(out), QStringList { u"zero.OGG"_s });
+        QVERIFY(std::abs(DecodedSeconds(out + u"/zero.OGG"_s) - AwkwardSoundSeconds) < 0.08);
     }
 
     // Ctrl+C while a file is being written: the run ends with status 1 and leaves no file, not

@@ -376,6 +376,50 @@ private slots:
     }
 
     // A German desktop writes "60,5"; the command line of the engine must still read "60.5".
+    void taskCut_data()
+    {
+        QTest::addColumn<bool>("trimmed");
+        QTest::addColumn<qint64>("startUs");
+        QTest::addColumn<qint64>("endUs");
+        QTest::addColumn<qint64>("fileUs");
+        QTest::addColumn<qint64>("cutStart");
+        QTest::addColumn<qint64>("cutLength");
+        // The probe fills the whole range into every row; it is never cut.
+        QTest::newRow("untrimmed") << false << qint64(0) << qint64(60'000'000) << qint64(60'000'000)
+                                   << qint64(0) << qint64(-1);
+        QTest::newRow("untrimmed, duration 0")
+            << false << qint64(0) << qint64(0) << qint64(0) << qint64(0) << qint64(-1);
+        QTest::newRow("range") << true << qint64(10'000'000) << qint64(70'500'000)
+                               << qint64(90'000'000) << qint64(10'000'000) << qint64(60'500'000);
+        QTest::newRow("from the start") << true << qint64(0) << qint64(5'000'000)
+                                        << qint64(90'000'000) << qint64(0) << qint64(5'000'000);
+        // Where the file is said to end, the sound may go on: the cut runs to its end.
+        QTest::newRow("to the stated end") << true << qint64(3'000'000) << qint64(90'000'000)
+                                           << qint64(90'000'000) << qint64(3'000'000) << qint64(-1);
+        QTest::newRow("length unknown") << true << qint64(3'000'000) << qint64(8'000'000)
+                                        << qint64(-1) << qint64(3'000'000) << qint64(5'000'000);
+        QTest::newRow("empty range") << true << qint64(3'000'000) << qint64(0) << qint64(0)
+                                     << qint64(3'000'000) << qint64(-1);
+    }
+
+    void taskCut()
+    {
+        QFETCH(bool, trimmed);
+        QFETCH(qint64, startUs);
+        QFETCH(qint64, endUs);
+        QFETCH(qint64, fileUs);
+        QFETCH(qint64, cutStart);
+        QFETCH(qint64, cutLength);
+        MediaItem item = sourceItem();
+        setTrim(item, startUs, endUs);
+        item.Set(Field::FileDurationLow, HalfText(int32_t(uint32_t(uint64_t(fileUs)))));
+        item.Set(Field::FileDurationHigh, HalfText(int32_t(fileUs >> 32)));
+        item.trimmed = trimmed;
+        const TaskCut cut = TaskCutOf(item);
+        QCOMPARE(cut.startUs, cutStart);
+        QCOMPARE(cut.lengthUs, cutLength);
+    }
+
     void numbersIgnoreTheDesktopLocale()
     {
         const QLocale previous;

@@ -224,6 +224,29 @@ private slots:
         QCOMPARE(reopened.End(), Us(40250000));
     }
 
+    // The converter cuts only a range the person chose; saving the whole file is no trim.
+    void onlyAChosenRangeCountsAsTrimmed()
+    {
+        FileListModel list;
+        const int row = addRow(list, 40 * Second, QStringLiteral("00:00:40"));
+        QVERIFY(!list.Item(row).trimmed);
+        TrimRange range;
+        range.SetBarMaximum(500);
+        QVERIFY(range.ActivateFromRow(list, row));
+        range.SaveTrim(list, row);
+        QVERIFY(!list.Item(row).trimmed);
+
+        QVERIFY(range.Activate(Us(40 * Second), Us(0), Us(30 * Second)));
+        range.SaveTrim(list, row);
+        QVERIFY(list.Item(row).trimmed);
+        range.Reset();
+        range.SaveTrim(list, row);
+        QVERIFY(!list.Item(row).trimmed);
+        QVERIFY(range.Activate(Us(40 * Second), Us(5 * Second), Us(40 * Second)));
+        range.SaveTrim(list, row);
+        QVERIFY(list.Item(row).trimmed);
+    }
+
     void saveOfEqualPointsStartsAtZero()
     {
         FileListModel list;
