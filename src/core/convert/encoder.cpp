@@ -1,7 +1,7 @@
 #include "core/convert/encoder.h"
 
 #include "core/convert/engine_message.h"
-#include "core/convert/ffmpeg_job.h"
+#include "core/convert/ffmpeg_encode_job.h"
 #include "core/convert/ffmpeg_program.h"
 #include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
@@ -9,9 +9,7 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QPromise>
 #include <QThread>
-#include <QThreadPool>
 #include <QTimer>
 
 namespace sonivert {
@@ -37,11 +35,6 @@ QStringList withoutCutWords(const QStringList &words)
         kept << word;
     }
     return kept;
-}
-
-bool dropsSound(const QString &outputOptions)
-{
-    return SplitOptionWords(outputOptions).contains(QStringLiteral("-an"));
 }
 
 } // namespace
@@ -92,7 +85,7 @@ Encoder::~Encoder()
 
 int Encoder::AddInputFile(const QString &input, const QString &inputOptions)
 {
-    if (program_.isEmpty() || !QFileInfo(program_).isExecutable()) {
+    if (!factory_ && (program_.isEmpty() || !QFileInfo(program_).isExecutable())) {
         lastError_ = MissingFfmpegMessage();
         return -1;
     }
@@ -178,7 +171,7 @@ void Encoder::StopTasks(bool wait)
     ++generation_;
     started_ = false;
     paused_ = false;
-    QList<QPointer<FfmpegJob>> ending;
+    QList<QPointer<EncodeJob>> ending;
     for (Task &task : tasks_) {
         if (task.info.state == EncoderTaskState::Queued
             || task.info.state == EncoderTaskState::Running)
@@ -187,17 +180,15 @@ void Encoder::StopTasks(bool wait)
             ending << task.job;
             abandonJob(task);
         }
-        if (task.check)
-            abandonCheck(task);
     }
-    // Signal every child first, so they end side by side rather than one after another.
-    for (const QPointer<FfmpegJob> &job : ending) {
+    // Signal every job first, so they end side by side rather than one after another.
+    for (const QPointer<EncodeJob> &job : ending) {
         if (job)
             job->Stop();
     }
     // Jobs left to end on their own by an earlier stop are children too, and waited for here.
     if (wait) {
-        for (FfmpegJob *job : findChildren<FfmpegJob *>(Qt::FindDirectChildrenOnly))
+        for (EncodeJob *job : findChildren<EncodeJob *>(Qt::FindDirectChildrenOnly))
             job->StopAndWait();
     }
 }
@@ -206,7 +197,7 @@ void Encoder::StopTasks(bool wait)
 // removes its temporary file and itself.
 void Encoder::abandonJob(Task &task)
 {
-    FfmpegJob *job = task.job;
+    EncodeJob *job = task.job;
     task.job = nullptr;
     job->disconnect(this);
     const QString temporary = task.temporaryOutput;
@@ -217,21 +208,7 @@ void Encoder::abandonJob(Task &task)
     if (job->IsFinished())
         cleanUp();
     else
-        connect(job, &FfmpegJob::finished, job, cleanUp);
-}
-
-// A read-back still going on is left to finish unheard; its file goes at once (the reader keeps
-// what it opened).
-void Encoder::abandonCheck(Task &task)
-{
-    QFutureWatcher<OutputVerdict> *check = task.check;
-    task.check = nullptr;
-    check->disconnect(this);
-    QFile::remove(task.temporaryOutput);
-    if (check->isFinished())
-        check->deleteLater();
-    else
-        connect(check, &QFutureWatcherBase::finished, check, &QObject::deleteLater);
+        connect(job, &EncodeJob::finished, job, cleanUp);
 }
 
 EncoderTaskInfo Encoder::TaskInfo(int taskIndex) const
@@ -291,19 +268,18 @@ bool Encoder::startTask(int index)
     }
     task.info.state = EncoderTaskState::Running;
     task.temporaryOutput = TemporaryOutputName(task.info.output);
-    const QStringList args = BuildFfmpegArguments(task.info.input, task.info.inputOptions,
-        task.temporaryOutput, task.info.outputOptions, task.cut, task.facts.tags);
-    task.info.commandLine = QStringList(program_) + args;
-
-    auto *job = new FfmpegJob(program_, args, this);
+    const EncodeTask spec { task.info.input, task.info.output, task.temporaryOutput,
+        task.info.inputOptions, task.info.outputOptions, task.cut, task.facts };
+    EncodeJob *job = factory_ ? factory_(spec, this) : FfmpegJobFactory(program_)(spec, this);
     task.job = job;
+    task.info.commandLine = job->Result().commandLine;
     const qint64 total = task.totalUs;
-    connect(job, &FfmpegJob::progress, this,
+    connect(job, &EncodeJob::progress, this,
         [this, index, total](qint64 position) { emit progress(index, position, total); });
-    connect(job, &FfmpegJob::logLine, this, [this, index](int level, const QString &line) {
+    connect(job, &EncodeJob::logLine, this, [this, index](int level, const QString &line) {
         emit logLine(QStringLiteral("#%1.%2 %3").arg(index).arg(level).arg(line));
     });
-    connect(job, &FfmpegJob::finished, this, [this, index] { onJobFinished(index); });
+    connect(job, &EncodeJob::finished, this, [this, index] { onJobFinished(index); });
     if (paused_)
         job->Pause();
     job->Start();
@@ -313,104 +289,57 @@ bool Encoder::startTask(int index)
 void Encoder::onJobFinished(int index)
 {
     Task &task = tasks_[index];
-    FfmpegJob *job = task.job;
+    EncodeJob *job = task.job;
     task.job = nullptr;
-    const FfmpegJobResult result = job->Result(); // the job goes away with deleteLater
+    const EncodeJobResult result = job->Result(); // the job goes away with deleteLater
     task.info.exitCode = result.exitCode;
-    task.info.stderrTail = result.stderrTail;
+    task.info.stderrTail = result.logTail;
+    if (!result.commandLine.isEmpty())
+        task.info.commandLine = result.commandLine;
     job->deleteLater();
 
-    if (result.ok && !result.partialFile) {
-        checkOutput(index);
+    if (result.outcome == JobOutcome::Succeeded) {
+        moveIntoPlace(index);
         return;
     }
     QFile::remove(task.temporaryOutput);
-    endTask(index, false, failureMessage(task, result));
+    if (result.outcome == JobOutcome::Stopped) {
+        // Stopped by something other than the queue: the task ends as cancelled.
+        task.info.state = EncoderTaskState::Cancelled;
+        emit taskEnd(index, false, false, QString());
+    } else {
+        endTask(index, false, result.message);
+    }
     scheduleNext();
 }
 
-// Exit status 0 proves nothing about the file: it is read back, away from the event loop, and
-// only a whole one is moved into place.
-void Encoder::checkOutput(int index)
+void Encoder::moveIntoPlace(int index)
 {
     Task &task = tasks_[index];
-    const ExpectedSound expected { !dropsSound(task.info.outputOptions),
-        task.facts.audioDurationUs > 0 ? task.facts.audioDurationUs : task.facts.durationUs,
-        task.cut };
-    auto promise = std::make_shared<QPromise<OutputVerdict>>();
-    auto *check = new QFutureWatcher<OutputVerdict>(this);
-    task.check = check;
-    connect(check, &QFutureWatcherBase::finished, this, [this, index, check] {
-        tasks_[index].check = nullptr;
-        const OutputVerdict verdict = check->result();
-        check->deleteLater();
-        onOutputChecked(index, verdict);
-    });
-    check->setFuture(promise->future());
-    promise->start();
-    QThreadPool::globalInstance()->start(
-        [promise, output = task.temporaryOutput, input = task.info.input, expected] {
-            promise->addResult(CheckOutput(output, input, expected));
-            promise->finish();
-        });
-}
-
-void Encoder::onOutputChecked(int index, const OutputVerdict &verdict)
-{
-    Task &task = tasks_[index];
-    bool success = false;
-    QString message = verdict.message;
-    if (verdict.whole) {
-        // Names promised to tasks still to come stay theirs.
-        OutputNameRegistry promised;
-        for (const Task &other : tasks_) {
-            if (other.info.state == EncoderTaskState::Queued
-                || other.info.state == EncoderTaskState::Running)
-                promised.Reserve(other.info.output);
-        }
-        promised.Release(task.info.output);
-        const MoveResult moved
-            = MoveWithoutReplacing(task.temporaryOutput, task.info.output, &promised);
-        success = moved.ok;
-        if (moved.ok) {
-            task.info.finalOutput = moved.path;
-            if (moved.path != task.info.output) {
-                const quint64 generation = generation_;
-                emit outputFileRenamed(index, moved.path);
-                if (generation != generation_)
-                    return; // the handler stopped or cleared the queue
-            }
-        } else {
-            message = moved.path + QLatin1String(": ") + moved.message;
-        }
+    // Names promised to tasks still to come stay theirs.
+    OutputNameRegistry promised;
+    for (const Task &other : tasks_) {
+        if (other.info.state == EncoderTaskState::Queued
+            || other.info.state == EncoderTaskState::Running)
+            promised.Reserve(other.info.output);
     }
-    if (!success)
+    promised.Release(task.info.output);
+    const MoveResult moved
+        = MoveWithoutReplacing(task.temporaryOutput, task.info.output, &promised);
+    if (moved.ok) {
+        task.info.finalOutput = moved.path;
+        if (moved.path != task.info.output) {
+            const quint64 generation = generation_;
+            emit outputFileRenamed(index, moved.path);
+            if (generation != generation_)
+                return; // the handler stopped or cleared the queue
+        }
+    } else {
         QFile::remove(task.temporaryOutput);
-    endTask(index, success, message);
+    }
+    endTask(
+        index, moved.ok, moved.ok ? QString() : moved.path + QLatin1String(": ") + moved.message);
     scheduleNext();
-}
-
-QString Encoder::failureMessage(const Task &task, const FfmpegJobResult &result) const
-{
-    if (result.failedToStart) {
-        return QFileInfo::exists(program_) ? program_ + QLatin1String(": ") + result.startError
-                                           : MissingFfmpegMessage();
-    }
-    // Exit 0, yet the input ended early: the output would be silently cut short.
-    if (result.ok && result.partialFile)
-        return task.info.input + QLatin1String(": partial file");
-
-    QStringList lines = result.errorLines;
-    for (QString &line : lines)
-        line.replace(task.temporaryOutput, task.info.output);
-    QString message = EngineMessage(
-        lines, FailureFacts { task.info.input, task.info.output, task.facts.hasAudio });
-    if (message.isEmpty()) {
-        message = result.crashed
-            ? QStringLiteral("The ffmpeg program stopped unexpectedly.")
-            : QStringLiteral("The ffmpeg program ended with exit code %1.").arg(result.exitCode);
-    }
-    return message;
 }
 
 void Encoder::endTask(int index, bool success, const QString &message)

@@ -1,19 +1,15 @@
 #pragma once
 
+#include "core/convert/encode_job.h"
 #include "core/convert/input_facts.h"
-#include "core/convert/output_check.h"
 #include "core/convert/run_progress.h"
 
-#include <QFutureWatcher>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
 #include <vector>
 
 namespace sonivert {
-
-class FfmpegJob;
-struct FfmpegJobResult;
 
 enum class EncoderTaskState {
     Queued,
@@ -34,7 +30,7 @@ struct EncoderTaskInfo
     EncoderTaskState state = EncoderTaskState::Queued;
     QString message;
     QStringList commandLine; // the program followed by its arguments, exactly as run
-    QStringList stderrTail;
+    QStringList stderrTail; // the engine's last log lines
     int exitCode = -1;
 };
 
@@ -49,10 +45,11 @@ QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptio
 // length, or 0, when the input's duration is unknown.
 qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut);
 
-// The task queue: each task converts one input into one output with the ffmpeg program, up to
-// the thread count at once. Events arrive on the thread that owns the encoder. An output is
-// written under a hidden temporary name and moved into place, never over an existing file, only
-// when its task succeeded; anything else leaves no file behind.
+// The task queue: each task converts one input into one output with a job of the engine (the
+// ffmpeg program unless another factory is set), up to the thread count at once. Events arrive on
+// the thread that owns the encoder. An output is written under a hidden temporary name and moved
+// into place, never over an existing file, only when its task succeeded; anything else leaves no
+// file behind.
 class Encoder : public QObject
 {
     Q_OBJECT
@@ -66,6 +63,8 @@ public:
     // The program to run; FindFfmpegProgram() unless set. "" makes AddInputFile fail.
     void SetFfmpegProgram(const QString &program) { program_ = program; }
     QString FfmpegProgram() const { return program_; }
+    // Another engine: its jobs convert every task queued from now on, and no program is needed.
+    void SetJobFactory(EncodeJobFactory factory) { factory_ = std::move(factory); }
 
     // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
     // install a missing ffmpeg). Fails only for an input that cannot be read at all.
@@ -111,24 +110,21 @@ private:
         QString temporaryOutput;
         TaskCut cut;
         qint64 totalUs = 0;
-        QPointer<FfmpegJob> job;
-        QPointer<QFutureWatcher<OutputVerdict>> check; // while the output is read back
+        QPointer<EncodeJob> job;
     };
 
     void scheduleNext();
     void startNext();
     bool startTask(int index);
     void onJobFinished(int index);
-    void checkOutput(int index);
-    void onOutputChecked(int index, const OutputVerdict &verdict);
-    void abandonCheck(Task &task);
+    void moveIntoPlace(int index);
     void endTask(int index, bool success, const QString &message);
-    QString failureMessage(const Task &task, const FfmpegJobResult &result) const;
     void abandonJob(Task &task);
     int runningCount() const;
     bool anyQueued() const;
 
     QString program_;
+    EncodeJobFactory factory_;
     QString lastError_;
     std::vector<Task> tasks_;
     int threadCount_ = 1;

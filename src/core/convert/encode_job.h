@@ -1,0 +1,67 @@
+#pragma once
+
+#include "core/convert/input_facts.h"
+#include "core/convert/run_progress.h"
+
+#include <QObject>
+#include <QStringList>
+#include <functional>
+
+namespace sonivert {
+
+// One conversion for an engine to carry out: the plan of a row and where its output goes.
+struct EncodeTask
+{
+    QString input;
+    QString output; // the name the person will see, for messages
+    QString temporaryOutput; // where the engine writes; the queue moves it into place
+    QString inputOptions; // the option texts as a person reads them
+    QString outputOptions;
+    TaskCut cut;
+    InputFacts facts; // what the input holds, read when the task was queued
+};
+
+enum class JobOutcome {
+    Succeeded, // the temporary output holds the whole result
+    Failed,
+    Stopped,
+};
+
+struct EncodeJobResult
+{
+    JobOutcome outcome = JobOutcome::Failed;
+    QString message; // for the person, when it failed
+    QStringList commandLine; // what ran, for the report: a program and its arguments
+    QStringList logTail; // the engine's last lines
+    int exitCode = -1;
+};
+
+// A job that converts one task, whatever engine does it. A job reports Succeeded only when its
+// output reads back whole; anything else leaves the temporary output for the queue to remove.
+class EncodeJob : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+
+    virtual void Start() = 0;
+    virtual void Pause() = 0;
+    virtual void Resume() = 0;
+    // Ends the work; finished() still follows, with the outcome Stopped.
+    virtual void Stop() = 0;
+    // Stop, and return only when the work has ended.
+    virtual void StopAndWait() = 0;
+    virtual bool IsFinished() const = 0;
+    virtual EncodeJobResult Result() const = 0;
+
+signals:
+    void progress(qint64 outTimeUs);
+    // One line of the engine's log with ffmpeg's level numbers (AV_LOG_*).
+    void logLine(int level, const QString &text);
+    void finished();
+};
+
+using EncodeJobFactory = std::function<EncodeJob *(const EncodeTask &task, QObject *parent)>;
+
+} // namespace sonivert

@@ -1,0 +1,147 @@
+#include "core/convert/ffmpeg_encode_job.h"
+
+#include "core/convert/encoder.h"
+#include "core/convert/engine_message.h"
+#include "core/convert/ffmpeg_job.h"
+#include "core/convert/ffmpeg_program.h"
+#include "core/convert/option_tokens.h"
+
+#include <QFileInfo>
+#include <QPromise>
+#include <QThreadPool>
+#include <memory>
+
+namespace sonivert {
+
+FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent)
+    : EncodeJob(parent)
+    , program_(program)
+    , task_(task)
+{
+    const QStringList arguments = BuildFfmpegArguments(task.input, task.inputOptions,
+        task.temporaryOutput, task.outputOptions, task.cut, task.facts.tags);
+    result_.commandLine = QStringList(program) + arguments;
+    process_ = new FfmpegJob(program, arguments, this);
+    connect(process_, &FfmpegJob::progress, this, &EncodeJob::progress);
+    connect(process_, &FfmpegJob::logLine, this, &EncodeJob::logLine);
+    connect(process_, &FfmpegJob::finished, this, &FfmpegEncodeJob::onProcessFinished);
+}
+
+FfmpegEncodeJob::~FfmpegEncodeJob() = default;
+
+void FfmpegEncodeJob::Start()
+{
+    process_->Start();
+}
+
+void FfmpegEncodeJob::Pause()
+{
+    process_->Pause();
+}
+
+void FfmpegEncodeJob::Resume()
+{
+    process_->Resume();
+}
+
+void FfmpegEncodeJob::Stop()
+{
+    if (finished_)
+        return;
+    stopping_ = true;
+    if (check_) {
+        // The read-back goes on unheard; what it reads is about to go anyway.
+        check_->disconnect(this);
+        finish(JobOutcome::Stopped, QString());
+        return;
+    }
+    process_->Stop();
+}
+
+void FfmpegEncodeJob::StopAndWait()
+{
+    if (finished_)
+        return;
+    Stop();
+    if (!process_->IsFinished())
+        process_->StopAndWait();
+}
+
+void FfmpegEncodeJob::onProcessFinished()
+{
+    const FfmpegJobResult &ran = process_->Result();
+    result_.exitCode = ran.exitCode;
+    result_.logTail = ran.stderrTail;
+    if (stopping_ || ran.stopped) {
+        finish(JobOutcome::Stopped, QString());
+        return;
+    }
+    if (!ran.ok || ran.partialFile) {
+        finish(JobOutcome::Failed, failureMessage());
+        return;
+    }
+    auto promise = std::make_shared<QPromise<OutputVerdict>>();
+    check_ = new QFutureWatcher<OutputVerdict>(this);
+    connect(
+        check_, &QFutureWatcherBase::finished, this, [this] { onOutputChecked(check_->result()); });
+    check_->setFuture(promise->future());
+    promise->start();
+    const ExpectedSound expected {
+        !SplitOptionWords(task_.outputOptions).contains(QStringLiteral("-an")),
+        task_.facts.audioDurationUs > 0 ? task_.facts.audioDurationUs : task_.facts.durationUs,
+        task_.cut
+    };
+    QThreadPool::globalInstance()->start(
+        [promise, output = task_.temporaryOutput, input = task_.input, expected] {
+            promise->addResult(CheckOutput(output, input, expected));
+            promise->finish();
+        });
+}
+
+void FfmpegEncodeJob::onOutputChecked(const OutputVerdict &verdict)
+{
+    finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
+}
+
+void FfmpegEncodeJob::finish(JobOutcome outcome, const QString &message)
+{
+    if (finished_)
+        return;
+    finished_ = true;
+    result_.outcome = outcome;
+    result_.message = message;
+    emit finished();
+}
+
+QString FfmpegEncodeJob::failureMessage() const
+{
+    const FfmpegJobResult &ran = process_->Result();
+    if (ran.failedToStart) {
+        return QFileInfo::exists(program_) ? program_ + QLatin1String(": ") + ran.startError
+                                           : MissingFfmpegMessage();
+    }
+    // Exit 0, yet the input ended early: the output would be silently cut short.
+    if (ran.ok && ran.partialFile)
+        return task_.input + QLatin1String(": partial file");
+
+    QStringList lines = ran.errorLines;
+    for (QString &line : lines)
+        line.replace(task_.temporaryOutput, task_.output);
+    QString message
+        = EngineMessage(lines, FailureFacts { task_.input, task_.output, task_.facts.hasAudio });
+    if (message.isEmpty()) {
+        message = ran.crashed
+            ? QStringLiteral("The ffmpeg program stopped unexpectedly.")
+            : QStringLiteral("The ffmpeg program ended with exit code %1.").arg(ran.exitCode);
+    }
+    return message;
+}
+
+EncodeJobFactory FfmpegJobFactory(const QString &program)
+{
+    return [program](const EncodeTask &task, QObject *parent) -> EncodeJob * {
+        return new FfmpegEncodeJob(program, task, parent);
+    };
+}
+
+} // namespace sonivert
