@@ -4,6 +4,7 @@
 #include "cli/settings_options.h"
 #include "core/app/folders.h"
 #include "core/constants/named_constants.h"
+#include "core/convert/conversion_run.h"
 #include "core/convert/encoder.h"
 #include "core/convert/ffmpeg_program.h"
 #include "core/convert/input_facts.h"
@@ -289,122 +290,76 @@ QString stateName(FileState state)
     return QStringLiteral("planned");
 }
 
-// Queues the planned files with the engine and follows them to the end. Files the engine refuses
-// or that fail go into failures.
-void runConversion(QList<PlannedFile> &files, const ConvertArgs &args, const QString &folder,
-    OutputNameRegistry &names, QList<Failure> &failures, Io &io)
+// Converts the planned files in one run and follows it to the end. Files the engine refuses or
+// that fail go into failures.
+void runConversion(
+    QList<PlannedFile> &files, const ConvertArgs &args, QList<Failure> &failures, Io &io)
 {
-    Encoder encoder;
-    QList<int> fileOfTask;
-    QStringList taskNames;
+    ConversionRun run;
+    run.Begin(files.isEmpty() ? QString() : QFileInfo(files.first().output).path());
+    QList<int> fileOfRow;
+    QStringList rowNames;
     for (int i = 0; i < files.size(); ++i) {
         PlannedFile &f = files[i];
-        const int task = encoder.AddInputFile(f.input, f.plan.inputOptions);
-        if (task >= 0
-            && encoder.AddOutputFile(task, f.encoderOutput, f.plan.outputOptions, f.plan.cut) < 0)
-            encoder.RemoveInputFile(task);
-        else if (task >= 0) {
-            fileOfTask.append(i);
-            taskNames.append(f.name);
+        if (!run.AddRow(int(fileOfRow.size()), f.input, f.plan).isEmpty()) {
+            fileOfRow.append(i);
+            rowNames.append(f.name);
             continue;
         }
         f.state = FileState::Failed;
-        f.message = encoder.LastErrorText();
+        f.message = run.LastErrorText();
         failures.append({ f.name, f.message });
     }
-    if (fileOfTask.isEmpty())
+    if (fileOfRow.isEmpty())
         return;
 
     const bool live = !args.json && IsTerminal(STDOUT_FILENO);
-    ConvertProgress progress(io.out, live, taskNames);
+    ConvertProgress progress(io.out, live, rowNames);
     QEventLoop loop;
-    bool stopping = false;
-    QString stopExplanation;
-
-    auto stop = [&] {
-        if (stopping)
-            return;
-        stopping = true;
-        encoder.StopTasks(true);
-        for (int task = 0; task < fileOfTask.size(); ++task) {
-            PlannedFile &f = files[fileOfTask.at(task)];
-            if (f.state == FileState::Planned)
-                f.state = FileState::Cancelled;
-        }
-        loop.quit();
-    };
-
     StopSignals stopSignals;
-    QObject::connect(&stopSignals, &StopSignals::stopRequested, &loop, [&](int) {
-        stopExplanation = QStringLiteral("Stopped: the files not finished were removed.");
-        stop();
+    QObject::connect(&stopSignals, &StopSignals::stopRequested, &run, [&](int) { run.Stop(); });
+    QObject::connect(&run, &ConversionRun::rowProgress, &run, [&](int row, int percent) {
+        if (!args.json)
+            progress.Progress(row, std::max(percent, 0));
     });
-    QObject::connect(
-        &encoder, &Encoder::progress, &loop, [&](int task, qint64 positionUs, qint64 totalUs) {
-            if (!args.json)
-                progress.Progress(task, std::max(TaskPercent(positionUs, totalUs), 0));
-        });
-    QObject::connect(&encoder, &Encoder::taskEnd, &loop,
-        [&](int task, bool success, bool failure, const QString &message) {
-            if (task < 0) {
-                loop.quit();
-                return;
-            }
-            if (task >= fileOfTask.size() || stopping)
-                return;
-            PlannedFile &f = files[fileOfTask.at(task)];
-            if (success) {
-                QString finalPath = encoder.TaskInfo(task).finalOutput;
-                if (f.encoderOutput != f.output) {
-                    const MoveResult moved = MoveWithoutReplacing(finalPath, f.output, &names);
-                    if (!moved.ok) {
-                        QFile::remove(finalPath);
-                        f.state = FileState::Failed;
-                        f.message = moved.message;
-                        failures.append({ f.name, f.message });
-                        if (!args.json)
-                            progress.Ended(task, QStringLiteral("failed: ") + f.name);
-                        return;
-                    }
-                    finalPath = moved.path;
-                }
-                f.output = finalPath;
+    QObject::connect(&run, &ConversionRun::rowEnded, &run,
+        [&](int row, RowOutcome outcome, const QString &message) {
+            PlannedFile &f = files[fileOfRow.at(row)];
+            switch (outcome) {
+            case RowOutcome::Done:
                 f.state = FileState::Done;
+                f.output = run.FinalOutput(row);
                 if (!args.json)
-                    progress.Ended(task,
-                        QStringLiteral("done: ") + f.name + QStringLiteral(" -> ") + f.output);
-                return;
-            }
-            if (!failure)
-                return;
-            f.state = FileState::Failed;
-            f.message = message;
-            failures.append({ f.name, message });
-            if (!args.json)
-                progress.Ended(task, QStringLiteral("failed: ") + f.name);
-            switch (ClassifyTaskMessage(message)) {
-            case RunStopReason::DiskFull:
-                stopExplanation = QStringLiteral("Not enough disk space for output file!\n\"")
-                    + folder + QLatin1Char('"');
-                stop();
+                    progress.Ended(
+                        row, QStringLiteral("done: ") + f.name + QStringLiteral(" -> ") + f.output);
                 break;
-            case RunStopReason::FormatParameters:
-                stopExplanation = QStringLiteral(
-                    "Please change the format parameters or use one of the preset profiles.");
-                stop();
+            case RowOutcome::Failed:
+                f.state = FileState::Failed;
+                f.message = message;
+                failures.append({ f.name, message });
+                if (!args.json)
+                    progress.Ended(row, QStringLiteral("failed: ") + f.name);
                 break;
-            case RunStopReason::None:
+            case RowOutcome::Cancelled:
+                f.state = FileState::Cancelled;
+                break;
+            case RowOutcome::Waiting:
+            case RowOutcome::Converting:
                 break;
             }
         });
+    QObject::connect(&run, &ConversionRun::runEnded, &loop, &QEventLoop::quit);
 
-    encoder.StartTasks(args.threads);
-    if (encoder.IsBusy())
+    run.Start(args.threads);
+    if (run.State() != RunState::Idle)
         loop.exec();
     if (!args.json)
         progress.Finish();
-    if (!stopExplanation.isEmpty())
-        io.err << stopExplanation << "\n";
+    const QString explanation = run.StopReason() == RunStopReason::UserStop
+        ? QStringLiteral("Stopped: the files not finished were removed.")
+        : StopExplanation(run.StopReason(), run.Folder());
+    if (!explanation.isEmpty())
+        io.err << explanation << "\n";
 }
 
 ExitCode runConvert(const QStringList &arguments, Io &io)
@@ -452,7 +407,9 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
 
     QList<PlannedFile> files;
     QList<Failure> failures;
-    OutputNameRegistry names;
+    // Names are claimed for the whole plan up front, as the run would claim them.
+    ConversionRun namer;
+    namer.Begin(folder);
     for (const QString &given : std::as_const(args.files)) {
         const QString path = QFileInfo(given).absoluteFilePath();
         ProbeResult probe = ProbeMediaFile(path);
@@ -472,15 +429,16 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
         if (args.dryRun && args.json)
             f.settings = OutputSettingsJson(settings);
         f.plan = PlanTask(probe.item, settings);
-        f.output = names.Claim(ChangeExtension(folder + f.name, f.plan.extension));
-        f.encoderOutput = EncoderOutputFileName(f.output, names);
+        const ConversionRun::OutputNames names = namer.ClaimOutputNames(f.input, f.plan.extension);
+        f.output = names.output;
+        f.encoderOutput = names.encoderOutput;
         files.append(f);
     }
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);
     } else {
-        runConversion(files, args, folder, names, failures, io);
+        runConversion(files, args, failures, io);
         if (args.json) {
             QJsonArray array;
             for (const PlannedFile &f : std::as_const(files)) {

@@ -1,8 +1,7 @@
 #include "cli/command.h"
 #include "cli/settings_options.h"
-#include "core/convert/encoder.h"
+#include "core/convert/conversion_run.h"
 #include "core/convert/option_builder.h"
-#include "core/convert/output_naming.h"
 #include "core/diagnose/sweep.h"
 #include "core/media/failure_report.h"
 #include "core/media/file_list_model.h"
@@ -58,48 +57,41 @@ public:
         m_list.SetRowState(0, true, RowState::Ready);
         const MediaItem &item = m_list.Item(0);
         const TaskPlan plan = PlanTask(item, m_settings);
-        OutputNameRegistry names;
-        const QString output = names.Claim(
-            ChangeExtension(m_folder + QLatin1Char('/') + item.Text(Field::Name), plan.extension));
-        const QString encoderOutput = EncoderOutputFileName(output, names);
 
-        Encoder encoder;
-        bool success = false;
-        bool failure = false;
+        ConversionRun run;
+        run.Begin(m_folder);
+        RowOutcome outcome = RowOutcome::Cancelled;
         QString message;
-        const int task = encoder.AddInputFile(
-            item.Text(Field::FilePath) + item.Text(Field::Name), plan.inputOptions);
-        if (task < 0
-            || encoder.AddOutputFile(task, encoderOutput, plan.outputOptions, plan.cut) < 0) {
-            failure = true;
-            message = encoder.LastErrorText();
+        if (run.AddRow(0, item.Text(Field::FilePath) + item.Text(Field::Name), plan).isEmpty()) {
+            outcome = RowOutcome::Failed;
+            message = run.LastErrorText();
         } else {
             QEventLoop loop;
-            QObject::connect(&encoder, &Encoder::taskEnd, &loop,
-                [&](int index, bool ok, bool failed, const QString &text) {
-                    if (index < 0) {
-                        loop.quit();
-                        return;
-                    }
-                    success = ok;
-                    failure = failed;
+            QObject::connect(&run, &ConversionRun::rowEnded, &loop,
+                [&](int, RowOutcome ended, const QString &text) {
+                    outcome = ended;
                     message = text;
                 });
-            encoder.StartTasks(1);
-            loop.exec();
+            QObject::connect(&run, &ConversionRun::runEnded, &loop, &QEventLoop::quit);
+            run.Start(1);
+            if (run.State() != RunState::Idle)
+                loop.exec();
             // Only the outcome matters; the folder is removed at the end in any case.
-            const QString written = encoder.TaskInfo(task).finalOutput;
-            if (!written.isEmpty())
-                QFile::remove(written);
+            if (outcome == RowOutcome::Done)
+                QFile::remove(run.FinalOutput(0));
         }
 
-        if (success) {
+        switch (outcome) {
+        case RowOutcome::Done:
             m_list.SetRowState(0, true, RowState::Done);
-        } else if (failure) {
+            break;
+        case RowOutcome::Failed:
             m_list.SetRowState(0, true, RowState::Failed);
             m_list.SetField(0, Field::ErrMsg, message);
-        } else {
+            break;
+        default:
             m_list.SetRowState(0, true, RowState::Cancelled);
+            break;
         }
         return { true, m_list.GetFieldText(0, Field::State),
             m_list.GetFieldText(0, Field::ErrMsg) };

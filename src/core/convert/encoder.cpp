@@ -218,6 +218,11 @@ EncoderTaskInfo Encoder::TaskInfo(int taskIndex) const
     return tasks_[taskIndex].info;
 }
 
+qint64 Encoder::TaskLengthUs(int taskIndex) const
+{
+    return taskIndex >= 0 && taskIndex < TaskCount() ? tasks_[size_t(taskIndex)].totalUs : 0;
+}
+
 int Encoder::runningCount() const
 {
     return static_cast<int>(std::count_if(tasks_.begin(), tasks_.end(),

@@ -90,6 +90,8 @@ public:
     bool IsBusy() const { return started_; }
     bool IsPaused() const { return paused_; }
     EncoderTaskInfo TaskInfo(int taskIndex) const;
+    // The length the task's output is expected to have; 0 when unknown.
+    qint64 TaskLengthUs(int taskIndex) const;
 
 signals:
     // About every 400 ms while a task runs; totalUs 0 when the length is unknown.

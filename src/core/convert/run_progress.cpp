@@ -38,6 +38,22 @@ RunStopReason ClassifyTaskMessage(const QString &message)
     return RunStopReason::None;
 }
 
+QString StopExplanation(RunStopReason reason, const QString &folder)
+{
+    switch (reason) {
+    case RunStopReason::DiskFull:
+        return QStringLiteral("Not enough disk space for output file!\n\"") + folder
+            + QLatin1Char('"');
+    case RunStopReason::FormatParameters:
+        return QStringLiteral(
+            "Please change the format parameters or use one of the preset profiles.");
+    case RunStopReason::None:
+    case RunStopReason::UserStop:
+        break;
+    }
+    return QString();
+}
+
 int ThreadCountFor(bool threadMode, const QString &countText)
 {
     if (!threadMode)

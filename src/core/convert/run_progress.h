@@ -34,13 +34,18 @@ QString TotalBarText(int value, int taskCount);
 // Whole percent of a task from its position and length; -1 when the length is unknown.
 int TaskPercent(qint64 positionUs, qint64 totalUs);
 
-// Three engine messages stop the whole run, each with its own explanation.
+// Why a run ended before its last row: the person's Stop, or one of the three engine messages
+// that stop the whole run, each with its own explanation.
 enum class RunStopReason {
     None,
+    UserStop,
     DiskFull,
     FormatParameters,
 };
 RunStopReason ClassifyTaskMessage(const QString &message);
+// What the person is told when a run stops for reason, writing into folder; "" for None and
+// UserStop.
+QString StopExplanation(RunStopReason reason, const QString &folder);
 
 // The thread count a run starts with: 0 (one per core) without Thread Mode, else the typed
 // count read as a whole number (halves to even), 1 when it is not a number or below 1.

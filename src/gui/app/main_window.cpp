@@ -158,9 +158,10 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
 
 int MainWindow::GetConvertButtonState() const
 {
-    bool ok = false;
-    const int state = m_cmd[BtnConvert]->property("tag").toString().toInt(&ok);
-    return ok && state >= 0 && state <= 2 ? state : 0;
+    // A run being planned already counts as converting: nothing may join or change the list.
+    if (m_preparing)
+        return 1;
+    return m_run ? int(m_run->State()) : 0;
 }
 
 void MainWindow::SetConvertButtonState(int state)
@@ -172,7 +173,6 @@ void MainWindow::SetConvertButtonState(int state)
     button->setText(QString::fromLatin1(look.caption));
     button->setFixedWidth(look.width);
     button->setIcon(QIcon(IconStore::Get(look.image)));
-    button->setProperty("tag", QString::number(state));
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/convert/output_naming.h"
+#include "core/convert/conversion_run.h"
 #include "core/convert/run_progress.h"
 #include "core/media/failure_report.h"
 #include "gui/ui/list_icons.h"
@@ -25,8 +25,8 @@ class QPushButton;
 
 namespace sonivert {
 
+class ConversionRun;
 class DropController;
-class Encoder;
 class PreparationDialog;
 class FileListModel;
 class FileViewMain;
@@ -117,6 +117,8 @@ public:
     void stopCommand();
     void StartTesting() { convertCommand(); }
     void setTaskPlanner(TaskPlanner planner) { m_planner = std::move(planner); }
+    // The run the window drives; its engine can be replaced (tests drive it with fake jobs).
+    ConversionRun *conversionRun() const { return m_run; }
 
 signals:
     // An import has ended and its report (if any) is up.
@@ -167,15 +169,15 @@ private:
     void setUpConversion();
     void startRun();
     bool prepareRun();
-    void onProgress(int task, qint64 positionUs, qint64 totalUs);
-    void onTaskEnd(int task, bool success, bool failure, const QString &message);
+    void markUnfinishedRowsCancelled();
+    void onRowProgress(int row, int percent);
+    void onTotalProgress(int percent);
+    void onRowEnded(int row, RowOutcome outcome, const QString &message);
+    void onRunEnded(RunStopReason reason);
     void onElapsedTick();
     void completeRun();
-    void finishIntermediateOutput(int task);
     void setTotalBarStyle(int style);
     void selectAndShow(int row);
-    // The ffmpeg command and error output of a row's last task, for the failure report.
-    QString TaskDetails(int row) const;
 
     void openFolderCommand();
     void browseFolderCommand();
@@ -203,17 +205,15 @@ private:
     QStringList m_pendingTexts;
     bool m_startUpDone = false;
 
-    Encoder *m_encoder = nullptr;
+    ConversionRun *m_run = nullptr;
     TaskPlanner m_planner;
-    OutputNameRegistry m_runNames;
-    QSet<int> m_intermediateOutputs; // tasks encoded under an M4A name first
     QList<int> m_reportedTasks;
     QHash<int, QString> m_failureDetails; // per row, kept once its task has failed
-    int m_completedBase = 0;
-    int m_currentTask = -1;
     int m_stallTicks = 0;
-    int m_elapsedSeconds = 0;
     int m_totalBarStyle = 1;
+    int m_savedTotal = 0; // the total bar's percent while it shows "Processing..."
+    bool m_elapsedFrozen = false;
+    bool m_preparing = false;
     bool m_abortPreparation = false;
     QComboBox *m_outputFormat = nullptr;
     QComboBox *m_outputPreset = nullptr;

@@ -2,7 +2,7 @@
 // the elapsed time and the end of the run.
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
-#include "core/convert/encoder.h"
+#include "core/convert/conversion_run.h"
 #include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
 #include "core/formats/output_settings.h"
@@ -28,14 +28,14 @@ namespace sonivert {
 
 void MainWindow::setUpConversion()
 {
-    m_encoder = new Encoder(this);
-    connect(m_encoder, &Encoder::progress, this, &MainWindow::onProgress);
-    connect(m_encoder, &Encoder::taskEnd, this, &MainWindow::onTaskEnd);
-    connect(m_encoder, &Encoder::logLine, this, &MainWindow::engineLog);
-    connect(m_encoder, &Encoder::outputFileRenamed, this, [this](int task, const QString &path) {
-        if (!m_intermediateOutputs.contains(task))
-            m_list->SetField(task, Field::ConvertedFileName, path);
-    });
+    m_run = new ConversionRun(this);
+    connect(m_run, &ConversionRun::stateChanged, this,
+        [this](RunState state) { SetConvertButtonState(int(state)); });
+    connect(m_run, &ConversionRun::rowProgress, this, &MainWindow::onRowProgress);
+    connect(m_run, &ConversionRun::totalProgress, this, &MainWindow::onTotalProgress);
+    connect(m_run, &ConversionRun::rowEnded, this, &MainWindow::onRowEnded);
+    connect(m_run, &ConversionRun::runEnded, this, &MainWindow::onRunEnded);
+    connect(m_run, &ConversionRun::logLine, this, &MainWindow::engineLog);
     connect(m_cmd[BtnConvert], &QPushButton::clicked, this, &MainWindow::convertCommand);
     connect(m_cmd[BtnStop], &QPushButton::clicked, this, &MainWindow::stopCommand);
     connect(&m_timerConversionElapsed, &QTimer::timeout, this, &MainWindow::onElapsedTick);
@@ -48,8 +48,7 @@ void MainWindow::setUpConversion()
         convertCommand();
     };
     m_runHooks.stopEngine = [this] {
-        m_encoder->StopTasks(true);
-        m_encoder->ClearTasks();
+        m_run->Abandon();
     };
 }
 
@@ -58,25 +57,24 @@ void MainWindow::convertCommand()
     if (!m_cmd[BtnConvert]->isEnabled())
         return;
     m_tip->closeTip();
-    switch (GetConvertButtonState()) {
-    case 1:
-        SetConvertButtonState(2);
-        m_encoder->PauseTasks();
+    switch (m_run->State()) {
+    case RunState::Converting:
+        m_run->Pause();
         m_timerConversionElapsed.stop();
         return;
-    case 2:
-        SetConvertButtonState(1);
-        m_encoder->ResumeTasks();
-        m_timerConversionElapsed.start();
+    case RunState::Paused:
+        m_run->Resume();
+        if (!m_elapsedFrozen)
+            m_timerConversionElapsed.start();
         return;
-    default:
+    case RunState::Idle:
         startRun();
     }
 }
 
 void MainWindow::startRun()
 {
-    if (m_list->Count() == 0 || !m_planner)
+    if (m_list->Count() == 0 || !m_planner || m_preparing)
         return;
     Flags().stoppedByUser = false;
     setAcceptDrops(false);
@@ -90,21 +88,20 @@ void MainWindow::startRun()
     }
     m_outputPath->setText(WithTrailingSeparator(folder));
 
+    m_preparing = true;
     SetConvertButtonState(1);
-    m_encoder->StopTasks(false);
-    m_encoder->ClearTasks();
-    m_runNames.Clear();
-    m_intermediateOutputs.clear();
+    m_run->Begin(m_outputPath->text());
     m_failureDetails.clear();
+    m_elapsedFrozen = false;
     Show_InputFileInfo(0);
     for (int row = 0; row < m_list->Count(); ++row) {
         m_list->SetRowState(row, true, RowState::Ready);
     }
 
     const bool queued = prepareRun();
+    m_preparing = false;
 
-    m_completedBase = 0;
-    m_totalBar->setRange(0, m_encoder->TaskCount() * 100);
+    m_totalBar->setRange(0, 100);
     m_totalBar->setValue(0);
     m_totalBar->setFormat(QString());
     setTotalBarStyle(1);
@@ -113,12 +110,12 @@ void MainWindow::startRun()
 
     if (queued) {
         SetControlsState(ControlsMode::Converting, false);
-        m_encoder->StartTasks(ThreadCountFor(m_threadMode->isChecked(), m_threadCount->text()));
-        m_elapsedSeconds = 0;
-        m_timerConversionElapsed.start();
+        m_stallTicks = 0;
+        m_run->Start(ThreadCountFor(m_threadMode->isChecked(), m_threadCount->text()));
+        if (m_run->State() != RunState::Idle)
+            m_timerConversionElapsed.start();
     } else {
-        m_encoder->ClearTasks();
-        m_runNames.Clear();
+        m_run->Abandon();
         SetConvertButtonState(0);
         SetControlsState(ControlsMode::Normal, true);
         m_totalBar->hide();
@@ -127,7 +124,7 @@ void MainWindow::startRun()
     setAcceptDrops(true);
 }
 
-// Queues every row with the engine; false when the person cancelled or a row could not be queued.
+// Plans every row into the run; false when the person cancelled or a row could not be queued.
 bool MainWindow::prepareRun()
 {
     m_abortPreparation = false;
@@ -139,36 +136,20 @@ bool MainWindow::prepareRun()
     wait.show();
     QApplication::processEvents();
 
-    const QString folder = m_outputPath->text();
     for (int row = 0; row < rows && !m_abortPreparation; ++row) {
         const QString input
             = m_list->GetFieldText(row, Field::FilePath) + m_list->GetFieldText(row, Field::Name);
-        const TaskPlan plan = m_planner(row);
-        const QString output = m_runNames.Claim(
-            ChangeExtension(folder + m_list->GetFieldText(row, Field::Name), plan.extension));
-        m_list->SetField(row, Field::ConvertedFileName, output);
-        const QString encoderOutput = EncoderOutputFileName(output, m_runNames);
-        if (encoderOutput != output)
-            m_intermediateOutputs.insert(row);
-
-        const int task = m_encoder->AddInputFile(input, plan.inputOptions);
-        if (task < 0) {
+        const QString output = m_run->AddRow(row, input, m_planner(row));
+        if (output.isEmpty()) {
             wait.finish();
             setEnabled(true);
-            QString reason = m_encoder->LastErrorText();
+            QString reason = m_run->LastErrorText();
             ShowMessage(reason.replace(QStringLiteral(": "), QStringLiteral("\n\n")), MsgWarning,
                 QStringLiteral("Attention!"), this);
             m_abortPreparation = true;
             break;
         }
-        if (m_encoder->AddOutputFile(task, encoderOutput, plan.outputOptions, plan.cut) < 0) {
-            m_encoder->RemoveInputFile(task);
-            wait.finish();
-            setEnabled(true);
-            ShowMessage(m_encoder->LastErrorText(), MsgCritical, QString(), this);
-            m_abortPreparation = true;
-            break;
-        }
+        m_list->SetField(row, Field::ConvertedFileName, output);
         wait.showRow(row, rows);
         QApplication::processEvents();
         if (wait.cancelRequested())
@@ -181,130 +162,115 @@ bool MainWindow::prepareRun()
 
 void MainWindow::stopCommand()
 {
-    if (!m_cmd[BtnStop]->isEnabled() || GetConvertButtonState() == 0)
+    if (!m_cmd[BtnStop]->isEnabled())
         return;
     m_tip->closeTip();
+    if (m_run->State() == RunState::Idle) {
+        // Nothing runs: whatever had not finished reads as cancelled all the same.
+        markUnfinishedRowsCancelled();
+        return;
+    }
     m_cmd[BtnConvert]->setEnabled(false);
     m_cmd[BtnStop]->setEnabled(false);
-    m_encoder->StopTasks(true);
-    QApplication::processEvents();
-    m_cmd[BtnConvert]->setEnabled(true);
-    m_cmd[BtnStop]->setEnabled(true);
-    SetConvertButtonState(0);
-    m_totalBar->setValue(0);
-    m_totalBar->setFormat(QString());
-    setTotalBarStyle(1);
-    SetControlsState(ControlsMode::Normal, true);
-    m_currentTask = -1;
-    m_encoder->ClearTasks();
     Flags().stoppedByUser = true;
-    // Whatever had not finished is cancelled; done and failed rows keep their outcome.
+    m_run->Stop();
+}
+
+void MainWindow::markUnfinishedRowsCancelled()
+{
     for (int row = 0; row < m_list->Count(); ++row) {
         const RowState state = m_list->GetRowState(row);
         if (state != RowState::Done && state != RowState::Failed)
             m_list->SetRowState(row, true, RowState::Cancelled);
     }
-    m_timerConversionElapsed.stop();
-    m_list->SetStateColumnCaption(QString());
-    completeRun();
 }
 
-void MainWindow::onProgress(int task, qint64 positionUs, qint64 totalUs)
+void MainWindow::onRowProgress(int row, int percent)
 {
-    if (Flags().EditWindowOpen || Flags().isUnloading || GetConvertButtonState() == 0)
+    if (Flags().EditWindowOpen || Flags().isUnloading || m_run->State() == RunState::Idle)
         return;
     m_stallTicks = 1;
-    const int percent = TaskPercent(positionUs, totalUs);
-    if (percent < 0) {
-        m_list->SetRowProgress(task, 4, 0);
-    } else if (percent < 100) {
+    m_list->SetRowProgress(row, 4, std::max(percent, 0));
+    m_list->SetRowState(row, true, RowState::InProgress);
+    if (percent >= 0 && percent < 100)
         setTotalBarStyle(1);
-        const int value = percent + m_completedBase;
-        m_totalBar->setValue(qMin(value, m_totalBar->maximum()));
-        m_totalBar->setFormat(TotalBarText(value, m_encoder->TaskCount()));
-        m_list->SetRowProgress(task, 4, percent);
-    } else {
-        m_list->SetRowProgress(task, 4, 99);
-    }
-    m_list->SetRowState(task, true, RowState::InProgress);
-    if (task != -1)
-        m_currentTask = task;
 }
 
-void MainWindow::onTaskEnd(int task, bool success, bool failure, const QString &message)
+void MainWindow::onTotalProgress(int percent)
 {
     if (Flags().EditWindowOpen || Flags().isUnloading)
         return;
-    if (task < 0) {
-        m_currentTask = -1;
-        completeRun();
-        return;
+    m_savedTotal = percent;
+    if (m_totalBarStyle == 1) {
+        m_totalBar->setValue(percent);
+        m_totalBar->setFormat(TotalBarText(percent, 1));
     }
-    if (success) {
-        m_completedBase += 100;
-        m_list->SetRowState(task, true, RowState::Done);
-        m_fileView->scrollTo(m_list->index(task, 1), QAbstractItemView::PositionAtTop);
-        finishIntermediateOutput(task);
-        if (task + 1 < m_list->Count())
-            selectAndShow(task + 1);
-        return;
-    }
-    if (!failure)
-        return;
-    m_list->SetField(task, Field::ErrMsg, message);
-    m_failureDetails.insert(task, TaskDetails(task));
-    m_timerConversionElapsed.stop();
-    m_list->SetStateColumnCaption(QString());
-    switch (ClassifyTaskMessage(message)) {
-    case RunStopReason::DiskFull:
-        m_list->SetRowState(task, true, RowState::Failed);
-        stopCommand();
-        ShowMessage(QStringLiteral("Not enough disk space for output file!\n\"")
-                + m_outputPath->text() + QLatin1Char('"'),
-            MsgWarning, QStringLiteral("Attention!"), this);
-        break;
-    case RunStopReason::FormatParameters:
-        m_list->SetRowState(task, true, RowState::Failed);
-        stopCommand();
-        // A diagnosis sweep tries such settings on purpose and lists the message itself.
-        if (!Flags().diagnosisRunning) {
-            ShowMessage(QStringLiteral("Please change the format parameters or use one of the "
-                                       "preset profiles."),
-                MsgWarning, QStringLiteral("Attention!"), this);
-        }
-        break;
-    case RunStopReason::None:
-        m_list->SetRowState(task, true, RowState::Failed);
-        if (GetConvertButtonState() != 0)
-            m_timerConversionElapsed.start();
-        break;
-    }
-    selectAndShow(0);
 }
 
-// An M4B or M4R output was encoded as M4A; it takes its own name only now that it is whole.
-void MainWindow::finishIntermediateOutput(int task)
+void MainWindow::onRowEnded(int row, RowOutcome outcome, const QString &message)
 {
-    if (!m_intermediateOutputs.contains(task))
+    if (Flags().EditWindowOpen || Flags().isUnloading)
         return;
-    m_intermediateOutputs.remove(task);
-    const QString intermediate = m_encoder->TaskInfo(task).finalOutput;
-    const QString wanted = m_list->GetFieldText(task, Field::ConvertedFileName);
-    const MoveResult moved = MoveWithoutReplacing(intermediate, wanted, &m_runNames);
-    if (!moved.ok) {
-        QFile::remove(intermediate);
-        m_list->SetRowState(task, true, RowState::Failed);
-        m_list->SetField(task, Field::ErrMsg, moved.message);
+    switch (outcome) {
+    case RowOutcome::Done:
+        m_list->SetField(row, Field::ConvertedFileName, m_run->FinalOutput(row));
+        m_list->SetRowState(row, true, RowState::Done);
+        m_fileView->scrollTo(m_list->index(row, 1), QAbstractItemView::PositionAtTop);
+        if (row + 1 < m_list->Count() && m_run->State() != RunState::Idle)
+            selectAndShow(row + 1);
+        break;
+    case RowOutcome::Failed:
+        m_list->SetField(row, Field::ErrMsg, message);
+        m_failureDetails.insert(row, m_run->TaskDetails(row));
+        m_list->SetRowState(row, true, RowState::Failed);
+        // After a failure the elapsed time is no longer shown for the rest of the run.
+        m_elapsedFrozen = true;
+        m_timerConversionElapsed.stop();
+        m_list->SetStateColumnCaption(QString());
+        selectAndShow(0);
+        break;
+    case RowOutcome::Cancelled:
+        m_list->SetRowState(row, true, RowState::Cancelled);
+        break;
+    case RowOutcome::Waiting:
+    case RowOutcome::Converting:
+        break;
+    }
+}
+
+void MainWindow::onRunEnded(RunStopReason reason)
+{
+    if (Flags().EditWindowOpen || Flags().isUnloading)
+        return;
+    m_timerConversionElapsed.stop();
+    m_list->SetStateColumnCaption(QString());
+    if (reason == RunStopReason::UserStop || reason == RunStopReason::DiskFull
+        || reason == RunStopReason::FormatParameters) {
+        Flags().stoppedByUser = true;
+        m_cmd[BtnConvert]->setEnabled(true);
+        m_cmd[BtnStop]->setEnabled(true);
+        m_totalBar->setValue(0);
+        m_totalBar->setFormat(QString());
+        setTotalBarStyle(1);
+        SetControlsState(ControlsMode::Normal, true);
+    }
+    completeRun();
+    if (reason == RunStopReason::UserStop) {
+        // The person looks at the list again from its first row.
+        selectAndShow(0);
         return;
     }
-    m_list->SetField(task, Field::ConvertedFileName, moved.path);
+    // A diagnosis sweep tries rejected settings on purpose and lists the message itself.
+    const QString explanation = StopExplanation(reason, m_outputPath->text());
+    if (!explanation.isEmpty()
+        && !(reason == RunStopReason::FormatParameters && Flags().diagnosisRunning))
+        ShowMessage(explanation, MsgWarning, QStringLiteral("Attention!"), this);
 }
 
 void MainWindow::onElapsedTick()
 {
-    ++m_elapsedSeconds;
     m_list->SetStateColumnCaption(
-        QStringLiteral("Elapsed: ") + FormatSeconds(m_elapsedSeconds, false));
+        QStringLiteral("Elapsed: ") + FormatSeconds(m_run->ElapsedSeconds(), false));
     if (m_stallTicks >= 1) {
         ++m_stallTicks;
         if (m_stallTicks < 3 && m_totalBarStyle != 1)
@@ -320,23 +286,22 @@ void MainWindow::setTotalBarStyle(int style)
         return;
     m_totalBarStyle = style;
     if (style == 2) {
-        m_totalBar->setProperty("savedMaximum", m_totalBar->maximum());
-        m_totalBar->setProperty("savedValue", m_totalBar->value());
-        m_totalBar->setFormat(QStringLiteral("Processing..."));
+        // A busy bar: Qt prints no text on a 0-0 range, so the caption is drawn by the style.
         m_totalBar->setRange(0, 0);
+        m_totalBar->setFormat(QStringLiteral("Processing..."));
     } else {
-        m_totalBar->setRange(0, m_totalBar->property("savedMaximum").toInt());
-        m_totalBar->setValue(m_totalBar->property("savedValue").toInt());
+        m_totalBar->setRange(0, 100);
+        m_totalBar->setValue(m_savedTotal);
+        m_totalBar->setFormat(m_savedTotal > 0 ? TotalBarText(m_savedTotal, 1) : QString());
     }
 }
 
 void MainWindow::completeRun()
 {
-    m_encoder->ClearTasks();
-    m_runNames.Clear();
     SetConvertButtonState(0);
     setTotalBarStyle(1);
     m_totalBar->hide();
+    m_savedTotal = 0;
     SetControlsState(ControlsMode::Normal, true);
     setAcceptDrops(true);
     emit runFinished();
@@ -358,8 +323,6 @@ void MainWindow::completeRun()
             QStringLiteral("Can not convert these files!"), m_identity.settingsKey,
             [this](int entry) { return m_failureDetails.value(m_reportedTasks.value(entry, -1)); });
     }
-    m_timerConversionElapsed.stop();
-    m_list->SetStateColumnCaption(QString());
 
     if (Flags().stoppedByUser || failures)
         return;
@@ -379,17 +342,6 @@ void MainWindow::selectAndShow(int row)
     m_fileView->SelectRow(row);
     Show_InputFileInfo(row);
     m_fileView->setFocus();
-}
-
-QString MainWindow::TaskDetails(int row) const
-{
-    if (row < 0)
-        return QString();
-    const EncoderTaskInfo info = m_encoder->TaskInfo(row);
-    if (info.commandLine.isEmpty())
-        return QString();
-    return CommandLineText(info.commandLine) + QStringLiteral("\n\n")
-        + info.stderrTail.join(QLatin1Char('\n'));
 }
 
 } // namespace sonivert

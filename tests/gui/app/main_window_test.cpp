@@ -6,10 +6,13 @@
 #include "gui/app/main_window.h"
 #include "gui/app/tip_popup.h"
 #include "gui/media/file_view_main.h"
+#include "support/fake_engine.h"
 #include "support/media_maker.h"
 
 #include <QApplication>
 #include <QComboBox>
+#include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -160,20 +163,19 @@ private slots:
         QVERIFY(onlyTheseButtons({ 0, 1, 2, 3, 4, 5, 6, 7, 8 }));
     }
 
-    void convertButtonCarriesTheRunState()
+    // The button shows the run's state; it holds none of its own.
+    void convertButtonShowsTheRunState()
     {
         QPushButton *convert = window->listButton(BtnConvert);
         window->SetConvertButtonState(1);
         QCOMPARE(convert->text(), QStringLiteral("Pause"));
         QCOMPARE(convert->width(), 128);
-        QCOMPARE(window->GetConvertButtonState(), 1);
+        QCOMPARE(window->GetConvertButtonState(), 0);
         window->SetConvertButtonState(2);
         QCOMPARE(convert->text(), QStringLiteral("Resume"));
         window->SetConvertButtonState(0);
         QCOMPARE(convert->text(), QStringLiteral("Convert Now"));
         QCOMPARE(convert->width(), 192);
-        convert->setProperty("tag", QStringLiteral("7"));
-        QCOMPARE(window->GetConvertButtonState(), 0);
     }
 
     void closingWhileIdleQuitsAtOnce()
@@ -202,10 +204,28 @@ private slots:
     {
         QFETCH(int, runState);
         QFETCH(bool, answerYes);
-        FakeRun run { window.get() };
-        window->setRunHooks(run.hooks());
+        // A row whose conversion holds until it is stopped.
+        QTemporaryDir dir;
+        QFile input(dir.filePath(QStringLiteral("clip.mp4")));
+        QVERIFY(input.open(QIODevice::WriteOnly) && input.write("a clip") > 0);
+        input.close();
+        MediaItem item;
+        item.Set(Field::FilePath, dir.path() + QLatin1Char('/'));
+        item.Set(Field::Name, QStringLiteral("clip.mp4"));
+        window->fileList()->AppendMediaItem(item);
+        child<QLineEdit>("Txt_OutputPath")->setText(dir.path());
+        test::FakeEngine engine;
+        engine.otherwise.hold = true;
+        window->conversionRun()->SetJobFactory(engine.Factory());
+        window->setTaskPlanner([](int) {
+            return TaskPlan { QString(), QStringLiteral(" -vn"), QStringLiteral("MP3"), {} };
+        });
         window->show();
-        window->SetConvertButtonState(runState);
+        window->convertCommand();
+        QTRY_COMPARE(engine.RunningCount(), 1);
+        if (runState == 2)
+            window->convertCommand();
+        QCOMPARE(window->GetConvertButtonState(), runState);
 
         QString question;
         answerNextMessage(answerYes ? QMessageBox::Yes : QMessageBox::No, &question);
@@ -217,12 +237,16 @@ private slots:
         QCOMPARE(closed, answerYes);
         QCOMPARE(window->isUnloaded(), answerYes);
         if (answerYes) {
-            QCOMPARE(run.stops, 1);
-            QCOMPARE(window->GetConvertButtonState(), 2); // paused, then stopped by the unload
+            // The unload ended the run and what it was writing.
+            QCOMPARE(window->GetConvertButtonState(), 0);
+            QCOMPARE(engine.RunningCount(), 0);
+            QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
+                QStringList { QStringLiteral("clip.mp4") });
         } else {
             // Whatever the state before, the conversion runs again afterwards.
             QCOMPARE(window->GetConvertButtonState(), 1);
-            QCOMPARE(run.stops, 0);
+            QVERIFY(!engine.jobs.first()->IsPaused());
+            window->stopCommand();
         }
     }
 

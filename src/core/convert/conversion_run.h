@@ -1,0 +1,144 @@
+#pragma once
+
+#include "core/convert/encode_job.h"
+#include "core/convert/output_naming.h"
+#include "core/convert/run_progress.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+#include <QString>
+#include <vector>
+
+namespace sonivert {
+
+class Encoder;
+
+enum class RunState : int {
+    Idle = 0,
+    Converting = 1,
+    Paused = 2,
+};
+
+enum class RowOutcome {
+    Waiting,
+    Converting,
+    Done,
+    Failed,
+    Cancelled,
+};
+
+struct RunFailure
+{
+    int row = -1;
+    QString message;
+};
+
+// One conversion run, whoever drives it (the main window, the command line, a diagnosis): the
+// rows' plans, their output names (names given out in the run count as taken), the M4A that M4B
+// and M4R outputs are encoded as first, the run's state, per-row and total progress, the
+// elapsed time, the engine messages that stop the whole run, and what failed.
+//
+// Rows are the front end's numbers; the run maps them to the engine's tasks itself.
+class ConversionRun : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit ConversionRun(QObject *parent = nullptr);
+    ~ConversionRun() override;
+
+    // The engine's jobs: the ffmpeg program's unless set.
+    void SetJobFactory(EncodeJobFactory factory);
+    void SetFfmpegProgram(const QString &program);
+
+    // Forgets the last run and begins planning one that writes into folder.
+    void Begin(const QString &folder);
+    struct OutputNames
+    {
+        QString output; // the final name
+        QString encoderOutput; // what the engine writes: the M4A of an M4B or M4R output
+    };
+    // The names a row's output takes, claimed for the run as AddRow claims them: never an
+    // existing file's, never another row's. A dry run plans with these alone.
+    OutputNames ClaimOutputNames(const QString &input, const QString &extension);
+    // Plans a row: claims its output name in the folder and queues it with the engine. The
+    // final output name, or "" with the reason in LastErrorText when the engine refuses it.
+    QString AddRow(int row, const QString &input, const TaskPlan &plan);
+    // Starts the rows added since Begin, threadCount at once (0: one per processor core).
+    void Start(int threadCount);
+    void Pause();
+    void Resume();
+    // The person's Stop: running rows end, rows not yet done are cancelled, and runEnded follows
+    // with UserStop. While idle it does nothing.
+    void Stop();
+    // Drops the run without events: what runs ends, and nothing it wrote stays.
+    void Abandon();
+
+    RunState State() const { return state_; }
+    QString Folder() const { return folder_; }
+    QString LastErrorText() const { return lastError_; }
+    int RowCount() const { return int(rows_.size()); }
+    bool HasRow(int row) const;
+    RowOutcome Outcome(int row) const;
+    int RowPercent(int row) const;
+    QString FinalOutput(int row) const;
+    // The command that ran for the row and the engine's last lines, for the failure report.
+    QString TaskDetails(int row) const;
+    const QList<RunFailure> &Failures() const { return failures_; }
+    RunStopReason StopReason() const { return stopReason_; }
+    // Rows weigh by the sound they are expected to give; the percent never goes back.
+    int TotalPercent() const { return totalPercent_; }
+    // Seconds spent converting, pauses left out.
+    int ElapsedSeconds() const;
+
+signals:
+    void stateChanged(RunState state);
+    // percent is -1 when the row's length is unknown.
+    void rowProgress(int row, int percent);
+    void rowEnded(int row, RowOutcome outcome, const QString &message);
+    void totalProgress(int percent);
+    // The run is over: every row ended, or reason stopped it first. Once per run.
+    void runEnded(RunStopReason reason);
+    // Each line the engine logs: "#row.level line".
+    void logLine(const QString &line);
+
+private:
+    struct Row
+    {
+        int row = -1;
+        int task = -1;
+        QString output; // the final name
+        QString encoderOutput; // the name the engine writes, the M4A for M4B and M4R
+        RowOutcome outcome = RowOutcome::Waiting;
+        int percent = 0;
+        qint64 lengthUs = 0; // its weight in the total
+        qint64 doneUs = 0;
+    };
+
+    Row *rowOfTask(int task);
+    Row *find(int row);
+    const Row *find(int row) const;
+    void setState(RunState state);
+    void onProgress(int task, qint64 positionUs, qint64 totalUs);
+    void onTaskEnd(int task, bool success, bool failure, const QString &message);
+    void endRow(Row &row, RowOutcome outcome, const QString &message);
+    void stopWith(RunStopReason reason);
+    void finishRun(RunStopReason reason);
+    void updateTotal();
+
+    Encoder *encoder_ = nullptr;
+    std::vector<Row> rows_;
+    QHash<int, size_t> rowIndexOfTask_;
+    OutputNameRegistry names_;
+    QList<RunFailure> failures_;
+    QString folder_;
+    QString lastError_;
+    RunState state_ = RunState::Idle;
+    RunStopReason stopReason_ = RunStopReason::None;
+    int totalPercent_ = 0;
+    QElapsedTimer clock_;
+    qint64 elapsedBeforeMs_ = 0; // time converted before the last resume
+};
+
+} // namespace sonivert
