@@ -172,6 +172,7 @@ void ImportJob::advanceHead()
                 report_->AddFailureReport(result.probe.name, result.probe.message);
                 emit fileSettled(head_, -1);
             }
+            ReadyLastRow(*list_);
         }
         ++head_;
         if (head_ >= paths_.size() || (stopAfter_ >= 0 && head_ > stopAfter_)) {

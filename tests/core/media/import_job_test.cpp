@@ -101,6 +101,24 @@ private slots:
             QCOMPARE(list.GetRowState(row), RowState::Ready);
     }
 
+    void aFailedProbeReadiesTheLastRow()
+    {
+        FileListModel list;
+        FailureReport report;
+        ImportJob first(&list, &report);
+        first.ImportFiles({ clips_.first() });
+        runToEnd(first);
+        QCOMPARE(list.Count(), 1);
+        list.SetRowState(0, true, RowState::Done);
+
+        ImportJob job(&list, &report);
+        job.ImportFiles({ path(QStringLiteral("bad.mkv")) });
+        runToEnd(job);
+        QCOMPARE(list.Count(), 1);
+        QCOMPARE(list.GetRowState(0), RowState::Ready);
+        QCOMPARE(report.Count(), 1);
+    }
+
     void cancelKeepsTheFileBeingProbed()
     {
         FileListModel list;
