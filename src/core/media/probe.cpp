@@ -1,6 +1,7 @@
 #include "core/media/probe.h"
 
 #include "core/media/decoder.h"
+#include "core/media/encryption_evidence.h"
 #include "core/media/failure_report.h"
 #include "core/media/file_list_model.h"
 #include "core/media/time_text.h"
@@ -138,6 +139,7 @@ ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options)
     try {
         if (!decoder.OpenFile(path)) {
             result.message = decoder.LastErrorText().trimmed();
+            result.encrypted = SaysInvalidData(result.message) && ContainerShowsEncryption(path);
             return result;
         }
         fillItem(result.item, path, decoder);
@@ -160,7 +162,7 @@ void ProbeFile(const QString &path, FileListModel &list, FailureReport &report)
     if (result.ok)
         list.AppendMediaItem(result.item);
     else
-        report.AddFailureReport(result.name, result.message);
+        report.AddFailureReport(result.name, result.message, result.encrypted);
     ReadyLastRow(list);
 }
 

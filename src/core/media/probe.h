@@ -16,6 +16,8 @@ struct ProbeResult
     MediaItem item; // complete when ok
     QString name; // file name with extension, for the report line
     QString message; // the report line's message when not ok
+    // Not ok, the decoder found invalid data, and the container shows encrypted content.
+    bool encrypted = false;
 };
 
 struct ProbeOptions

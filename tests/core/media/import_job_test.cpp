@@ -4,6 +4,7 @@
 #include "core/media/import_job.h"
 #include "core/media/import_rules.h"
 #include "support/media_maker.h"
+#include "support/protected_media.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -55,6 +56,13 @@ private slots:
         QFile text(path(QStringLiteral("bad.mkv")));
         QVERIFY(text.open(QIODevice::WriteOnly));
         text.write("text");
+        text.close();
+
+        // Encrypted, with a header the demuxer refuses as invalid data.
+        options.extraOutputArgs = { QStringLiteral("-movflags"), QStringLiteral("+faststart") };
+        const QString locked = path(QStringLiteral("locked.mp4"));
+        QVERIFY(test::MakeEncryptedMp4(locked, options));
+        QVERIFY(test::PatchMp4Box(locked, "tenc", 15, 3));
     }
 
     void rowsFollowThePathOrder()
@@ -101,7 +109,7 @@ private slots:
             QCOMPARE(list.GetRowState(row), RowState::Ready);
     }
 
-    void aFailedProbeReadiesTheLastRow()
+    void failedProbesCarryTheirEvidenceAndReadyTheLastRow()
     {
         FileListModel list;
         FailureReport report;
@@ -112,11 +120,15 @@ private slots:
         list.SetRowState(0, true, RowState::Done);
 
         ImportJob job(&list, &report);
-        job.ImportFiles({ path(QStringLiteral("bad.mkv")) });
+        job.ImportFiles({ path(QStringLiteral("locked.mp4")), path(QStringLiteral("bad.mkv")) });
         runToEnd(job);
         QCOMPARE(list.Count(), 1);
         QCOMPARE(list.GetRowState(0), RowState::Ready);
-        QCOMPARE(report.Count(), 1);
+        QCOMPARE(report.Count(), 2);
+        QVERIFY(report.Entries().at(0).encrypted);
+        QVERIFY(!report.Entries().at(1).encrypted);
+        QCOMPARE(ShowFailureReport(report, QStringLiteral("Failed"), QString()).title,
+            QStringLiteral("DRM Protection"));
     }
 
     void cancelKeepsTheFileBeingProbed()

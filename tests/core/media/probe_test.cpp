@@ -196,7 +196,9 @@ private slots:
         QCOMPARE(report.Entries().at(0).name, name);
         QCOMPARE(report.Entries().at(0).message,
             path(name) + QStringLiteral(": Invalid data found when processing input"));
-        QVERIFY(ShowFailureReport(report, QStringLiteral("Failed"), QString()).copyProtected);
+        // Nothing in them says encrypted, so they are not called copy-protected.
+        QVERIFY(!report.Entries().at(0).encrypted);
+        QVERIFY(!ShowFailureReport(report, QStringLiteral("Failed"), QString()).copyProtected);
     }
 
     void missingFileCarriesTheDecoderMessage()
