@@ -10,10 +10,10 @@ configure_file(${CONSTANTS_SOURCE_DIR}/product_constants.txt.in ${CONSTANTS_TABL
 
 add_executable(encipher_table
     ${CMAKE_SOURCE_DIR}/tools/constants/encipher_table.cpp
-    ${CONSTANTS_SOURCE_DIR}/enc1.cpp
-    ${CONSTANTS_SOURCE_DIR}/enc2.cpp
-    ${CONSTANTS_SOURCE_DIR}/enc4.cpp
-    ${CONSTANTS_SOURCE_DIR}/enc5.cpp
+    ${CONSTANTS_SOURCE_DIR}/stream_cipher.cpp
+    ${CONSTANTS_SOURCE_DIR}/sha2.cpp
+    ${CONSTANTS_SOURCE_DIR}/key_derivation.cpp
+    ${CONSTANTS_SOURCE_DIR}/cipher_front_end.cpp
     ${CONSTANTS_SOURCE_DIR}/stop_processing.cpp
     ${CONSTANTS_SOURCE_DIR}/table_cipher.cpp)
 target_include_directories(encipher_table PRIVATE ${CMAKE_SOURCE_DIR}/src)

@@ -1,6 +1,6 @@
 #include "core/constants/table_cipher.h"
 
-#include "core/constants/enc5.h"
+#include "core/constants/cipher_front_end.h"
 
 namespace sonivert {
 

@@ -1,10 +1,23 @@
 #include "core/media/failure_report.h"
 
+#include <algorithm>
+
 namespace sonivert {
 
-void FailureReport::AddFailureReport(const QString &name, const QString &message)
+void FailureReport::AddFailureReport(const QString &name, const QString &message, bool encrypted)
 {
-    entries_.append(FailureEntry { name, message });
+    entries_.append(FailureEntry { name, message, encrypted });
+}
+
+bool SaysInvalidData(const QString &text)
+{
+    return text.contains(QLatin1String(": Invalid data found when processing input"));
+}
+
+bool IsCopyProtected(const FailureEntry &entry)
+{
+    return entry.encrypted
+        && SaysInvalidData((entry.name + QLatin1Char(' ') + entry.message).trimmed());
 }
 
 FailureReportDisplay ShowFailureReport(
@@ -14,15 +27,8 @@ FailureReportDisplay ShowFailureReport(
     if (report.IsEmpty())
         return display;
     display.show = true;
-    // The decoder's text for an unreadable input; protected files fail with it too.
-    static const QString invalidData = QStringLiteral(": Invalid data found when processing input");
-    for (const FailureEntry &entry : report.Entries()) {
-        const QString line = (entry.name + QLatin1Char(' ') + entry.message).trimmed();
-        if (line.contains(invalidData)) {
-            display.copyProtected = true;
-            break;
-        }
-    }
+    const QList<FailureEntry> &entries = report.Entries();
+    display.copyProtected = std::any_of(entries.begin(), entries.end(), IsCopyProtected);
     if (display.copyProtected) {
         display.title = QStringLiteral("DRM Protection");
         display.message

@@ -9,6 +9,7 @@ struct FailureEntry
 {
     QString name; // file name with extension
     QString message;
+    bool encrypted = false; // the file's container shows encrypted content
 };
 
 // The ordered list of files that failed to import or convert, shown by the report dialog.
@@ -16,7 +17,7 @@ class FailureReport
 {
 public:
     void ClearFailureReport() { entries_.clear(); }
-    void AddFailureReport(const QString &name, const QString &message);
+    void AddFailureReport(const QString &name, const QString &message, bool encrypted = false);
 
     const QList<FailureEntry> &Entries() const { return entries_; }
     int Count() const { return int(entries_.size()); }
@@ -26,8 +27,16 @@ private:
     QList<FailureEntry> entries_;
 };
 
+// The decoder's words for an input it cannot read: ": Invalid data found when processing input".
+bool SaysInvalidData(const QString &text);
+
+// A line counts as copy-protected only when its message says the input was invalid data and the
+// file's container shows encryption. A damaged download or a file without sound fails with the
+// same words, and telling its owner that it is protected would send them the wrong way.
+bool IsCopyProtected(const FailureEntry &entry);
+
 // What the report dialog shows for a report: nothing when it is empty; the copy-protection
-// texts when any line says the input was invalid data; otherwise the given title and message.
+// texts when any line is copy-protected; otherwise the given title and message.
 struct FailureReportDisplay
 {
     bool show = false;

@@ -169,9 +169,11 @@ void ImportJob::advanceHead()
                 emit rowReady(row);
                 emit fileSettled(head_, row);
             } else {
-                report_->AddFailureReport(result.probe.name, result.probe.message);
+                report_->AddFailureReport(
+                    result.probe.name, result.probe.message, result.probe.encrypted);
                 emit fileSettled(head_, -1);
             }
+            ReadyLastRow(*list_);
         }
         ++head_;
         if (head_ >= paths_.size() || (stopAfter_ >= 0 && head_ > stopAfter_)) {

@@ -175,6 +175,7 @@ FileFacts ReadFileFacts(const MediaItem &item)
     const QFileInfo info(facts.path);
     if (!info.exists())
         return facts;
+    facts.read = true;
     facts.typeDescription = QMimeDatabase().mimeTypeForFile(info).comment();
     facts.sizeText = sizeText(info.size());
     facts.created = FileDateText(info.birthTime());
@@ -189,6 +190,12 @@ std::array<InfoText, PropertiesLabelCount> PropertiesInfoTexts(
 {
     const QFileInfo name(item.Text(Field::Name));
     std::array<InfoText, PropertiesLabelCount> labels;
+    if (!facts.read) {
+        // The "Not Available" rule runs last, after every fact was read, so it never ran.
+        labels[0] = InfoText { name.completeBaseName(), true };
+        labels[1] = InfoText { name.suffix().toUpper(), true };
+        return labels;
+    }
     labels[0] = infoText(name.completeBaseName(), asIs);
     labels[1] = infoText(name.suffix().toUpper(), asIs);
     labels[2] = infoText(facts.typeDescription, asIs);

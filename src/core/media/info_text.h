@@ -52,6 +52,7 @@ std::array<InfoText, InputInfoLabelCount> InputFileInfoTexts(const MediaItem &it
 struct FileFacts
 {
     QString path; // folder field + name field
+    bool read = false; // false when the file had gone: every fact below stays empty
     QString typeDescription;
     QString sizeText; // "4.88 kB (5,000 bytes)"
     QString created;
@@ -60,12 +61,14 @@ struct FileFacts
     int attributes = 0;
 };
 
-// Reads the file's facts when the dialog opens; a file that has gone gives empty facts.
+// Reads the file's facts when the dialog opens; a file that has gone gives only its path.
 FileFacts ReadFileFacts(const MediaItem &item);
 // "dddd, MMMM dd, yyyy, hh:mm:ss AP" in the system locale; "" for an invalid time.
 QString FileDateText(const QDateTime &time);
 
-// Labels 0 to 26 of the properties dialog (13 and 18 stay empty and unavailable).
+// Labels 0 to 26 of the properties dialog (13 and 18 stay empty and unavailable). The labels are
+// filled in order and the file's own facts come third: when they could not be read, only the
+// name and the extension are shown, as they are, and every later label stays empty.
 std::array<InfoText, PropertiesLabelCount> PropertiesInfoTexts(
     const MediaItem &item, const FileFacts &facts);
 

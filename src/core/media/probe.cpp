@@ -1,6 +1,7 @@
 #include "core/media/probe.h"
 
 #include "core/media/decoder.h"
+#include "core/media/encryption_evidence.h"
 #include "core/media/failure_report.h"
 #include "core/media/file_list_model.h"
 #include "core/media/time_text.h"
@@ -45,6 +46,12 @@ void fillItem(MediaItem &item, const QString &path, const Decoder &d)
     const int t = d.FirstSubtitleStreamIndex();
     const int width = d.GetVideoInfosWidth(v);
     const int height = d.GetVideoInfosHeight(v);
+    // The aspect rule reads a height of 0 as "no picture" and gives "1.1". Our decoder answers -1
+    // for an absent stream, which the rule would turn into -1 / -1 = "1", a square picture.
+    const QString aspect = d.IsVideoStream(v)
+        ? ClassifyAspectRatio(width, height, d.GetVideoInfosDARNumerator(v),
+            d.GetVideoInfosDARDenominator(v), d.GetVideoInfosDisplayAspectRatio(v))
+        : ClassifyAspectRatio(0, 0, 0, 0, 0.0f);
 
     item.Set(Field::StateIcon, QString());
     item.Set(Field::Name, FileNameOf(path));
@@ -67,9 +74,7 @@ void fillItem(MediaItem &item, const QString &path, const Decoder &d)
     item.Set(Field::VideoFrameRateNumerator,
         FrameRateField(
             d.GetVideoInfosFrameRateNumerator(v), d.GetVideoInfosFrameRateDenominator(v)));
-    item.Set(Field::VideoSampleAspectRatio,
-        ClassifyAspectRatio(width, height, d.GetVideoInfosDARNumerator(v),
-            d.GetVideoInfosDARDenominator(v), d.GetVideoInfosDisplayAspectRatio(v)));
+    item.Set(Field::VideoSampleAspectRatio, aspect);
     item.Set(Field::VideoDurationLow, d.GetVideoInfosDurationLow(v));
     item.Set(Field::VideoLanguage, d.GetVideoInfosLanguage(v));
     item.Set(Field::AudioStreamCount, d.AudioStreamCount());
@@ -134,6 +139,7 @@ ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options)
     try {
         if (!decoder.OpenFile(path)) {
             result.message = decoder.LastErrorText().trimmed();
+            result.encrypted = SaysInvalidData(result.message) && ContainerShowsEncryption(path);
             return result;
         }
         fillItem(result.item, path, decoder);
@@ -156,7 +162,14 @@ void ProbeFile(const QString &path, FileListModel &list, FailureReport &report)
     if (result.ok)
         list.AppendMediaItem(result.item);
     else
-        report.AddFailureReport(result.name, result.message);
+        report.AddFailureReport(result.name, result.message, result.encrypted);
+    ReadyLastRow(list);
+}
+
+void ReadyLastRow(FileListModel &list)
+{
+    if (list.Count() > 0)
+        list.SetRowState(list.Count() - 1, true, RowState::Ready);
 }
 
 QString NormaliseCodecName(const QString &name)

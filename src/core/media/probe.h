@@ -16,6 +16,8 @@ struct ProbeResult
     MediaItem item; // complete when ok
     QString name; // file name with extension, for the report line
     QString message; // the report line's message when not ok
+    // Not ok, the decoder found invalid data, and the container shows encrypted content.
+    bool encrypted = false;
 };
 
 struct ProbeOptions
@@ -28,14 +30,19 @@ struct ProbeOptions
 // from several threads at once.
 ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options = {});
 
-// Appends the probed row (ready) or adds the report line.
+// Appends the probed row (ready) or adds the report line; either way the last row of the list is
+// then set to ready.
 void ProbeFile(const QString &path, FileListModel &list, FailureReport &report);
+// What every probe ends with, whatever its outcome: the list's last row is shown as ready again
+// (a row of an earlier run included).
+void ReadyLastRow(FileListModel &list);
 
 // A name ending in a part in parentheses becomes that part without them:
 // "AAC (Advanced Audio Coding)" gives "Advanced Audio Coding"; other names stay as they are.
 QString NormaliseCodecName(const QString &name);
 
-// The decimal aspect text of field 18 ("1.78", "1.33", "2.5"...), "1.1" for a height of 0.
+// The decimal aspect text of field 18 ("1.78", "1.33", "2.5"...), "1.1" for a height of 0
+// (which is also what a file without video gets).
 QString ClassifyAspectRatio(
     int width, int height, int darNumerator, int darDenominator, float displayAspectRatio);
 

@@ -1,6 +1,6 @@
-#include "core/constants/enc1.h"
-#include "core/constants/enc5.h"
+#include "core/constants/cipher_front_end.h"
 #include "core/constants/stop_processing.h"
+#include "core/constants/stream_cipher.h"
 #include "core/constants/table_cipher.h"
 
 #include <QTest>

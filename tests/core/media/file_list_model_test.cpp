@@ -254,8 +254,13 @@ private slots:
         QCOMPARE(display.messagePointSize, 12);
         QCOMPARE(display.imageId, 9);
 
+        // Invalid data counts as copy protection only when the container shows encryption.
         report.AddFailureReport(QStringLiteral("x.mp4"),
             QStringLiteral("/media/x.mp4: Invalid data found when processing input"));
+        QVERIFY(!ShowFailureReport(report, QStringLiteral("Failed"), QStringLiteral("m"))
+                     .copyProtected);
+        report.AddFailureReport(QStringLiteral("y.mp4"),
+            QStringLiteral("/media/y.mp4: Invalid data found when processing input"), true);
         display = ShowFailureReport(report, QStringLiteral("Failed"), QStringLiteral("m"));
         QVERIFY(display.copyProtected);
         QCOMPARE(display.title, QStringLiteral("DRM Protection"));

@@ -4,6 +4,7 @@
 #include "core/media/import_job.h"
 #include "core/media/import_rules.h"
 #include "support/media_maker.h"
+#include "support/protected_media.h"
 
 #include <QFile>
 #include <QSignalSpy>
@@ -55,6 +56,13 @@ private slots:
         QFile text(path(QStringLiteral("bad.mkv")));
         QVERIFY(text.open(QIODevice::WriteOnly));
         text.write("text");
+        text.close();
+
+        // Encrypted, with a header the demuxer refuses as invalid data.
+        options.extraOutputArgs = { QStringLiteral("-movflags"), QStringLiteral("+faststart") };
+        const QString locked = path(QStringLiteral("locked.mp4"));
+        QVERIFY(test::MakeEncryptedMp4(locked, options));
+        QVERIFY(test::PatchMp4Box(locked, "tenc", 15, 3));
     }
 
     void rowsFollowThePathOrder()
@@ -99,6 +107,28 @@ private slots:
         QCOMPARE(list.FooterCountText(), QStringLiteral(" 11 files"));
         for (int row = 0; row < list.Count(); ++row)
             QCOMPARE(list.GetRowState(row), RowState::Ready);
+    }
+
+    void failedProbesCarryTheirEvidenceAndReadyTheLastRow()
+    {
+        FileListModel list;
+        FailureReport report;
+        ImportJob first(&list, &report);
+        first.ImportFiles({ clips_.first() });
+        runToEnd(first);
+        QCOMPARE(list.Count(), 1);
+        list.SetRowState(0, true, RowState::Done);
+
+        ImportJob job(&list, &report);
+        job.ImportFiles({ path(QStringLiteral("locked.mp4")), path(QStringLiteral("bad.mkv")) });
+        runToEnd(job);
+        QCOMPARE(list.Count(), 1);
+        QCOMPARE(list.GetRowState(0), RowState::Ready);
+        QCOMPARE(report.Count(), 2);
+        QVERIFY(report.Entries().at(0).encrypted);
+        QVERIFY(!report.Entries().at(1).encrypted);
+        QCOMPARE(ShowFailureReport(report, QStringLiteral("Failed"), QString()).title,
+            QStringLiteral("DRM Protection"));
     }
 
     void cancelKeepsTheFileBeingProbed()

@@ -177,15 +177,24 @@ private slots:
         QCOMPARE(PropertiesInfoTexts(item, facts)[12].text, QStringLiteral("Not Available"));
     }
 
-    void goneFileHasNoFacts()
+    void goneFileShowsWhatCameBeforeItsFacts()
     {
         MediaItem item = videoItem();
         item.Set(Field::FilePath, QStringLiteral("/nonexistent/"));
+        item.Set(Field::FileTitle, QStringLiteral("Song"));
         const FileFacts facts = ReadFileFacts(item);
+        QVERIFY(!facts.read);
+        QCOMPARE(facts.path, QStringLiteral("/nonexistent/clip.final.mp4"));
         const auto labels = PropertiesInfoTexts(item, facts);
         QCOMPARE(labels[0].text, QStringLiteral("clip.final"));
-        for (int i = 2; i <= 7; ++i)
-            QCOMPARE(labels[size_t(i)].text, QStringLiteral("Not Available"));
+        QCOMPARE(labels[1].text, QStringLiteral("MP4"));
+        // The media facts and tags come after the failing read: not even "Not Available".
+        for (int i = 2; i < PropertiesLabelCount; ++i)
+            QVERIFY2(labels[size_t(i)].text.isEmpty(), qPrintable(QString::number(i)));
+
+        // Names that the rule would hide are shown as they are: the rule never ran.
+        item.Set(Field::Name, QStringLiteral("0"));
+        QCOMPARE(PropertiesInfoTexts(item, ReadFileFacts(item))[0].text, QStringLiteral("0"));
         QCOMPARE(FileDateText(QDateTime()), QString());
     }
 };

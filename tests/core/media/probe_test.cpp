@@ -136,12 +136,15 @@ private slots:
         QCOMPARE(surround.Integer(Field::VideoHeight), -1);
         QCOMPARE(surround.Integer(Field::VideoFrameRateNumerator), -1);
         QCOMPARE(surround.Text(Field::VideoCodecName), QString());
+        // Without a picture the aspect text is the one of a height of 0, never a square's "1".
+        QCOMPARE(surround.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.1"));
 
         // Ogg keeps its tags on the audio stream.
         const MediaItem mono = probeOk(path(QStringLiteral("mono.ogg")));
         QCOMPARE(mono.Integer(Field::AudioChannels), 1);
         QCOMPARE(mono.Text(Field::FileTitle), QStringLiteral("Voice"));
         QCOMPARE(mono.Text(Field::Format), QStringLiteral("OGG"));
+        QCOMPARE(mono.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.1"));
     }
 
     void videoWithoutAudio()
@@ -193,7 +196,9 @@ private slots:
         QCOMPARE(report.Entries().at(0).name, name);
         QCOMPARE(report.Entries().at(0).message,
             path(name) + QStringLiteral(": Invalid data found when processing input"));
-        QVERIFY(ShowFailureReport(report, QStringLiteral("Failed"), QString()).copyProtected);
+        // Nothing in them says encrypted, so they are not called copy-protected.
+        QVERIFY(!report.Entries().at(0).encrypted);
+        QVERIFY(!ShowFailureReport(report, QStringLiteral("Failed"), QString()).copyProtected);
     }
 
     void missingFileCarriesTheDecoderMessage()
@@ -226,6 +231,14 @@ private slots:
         QCOMPARE(
             list.data(list.index(0, 0), FileListModel::IconIdRole).toInt(), int(ListIcon::Ready));
         QCOMPARE(list.SrcDurationTag(0), list.GetFieldText(0, Field::SrcDuration));
+
+        // Whatever a probe's outcome, the last row is ready again, even one of an earlier run.
+        list.SetRowState(0, true, RowState::Done);
+        ProbeFile(path(QStringLiteral("text.mkv")), list, report);
+        QCOMPARE(list.Count(), 1);
+        QCOMPARE(report.Count(), 1);
+        QCOMPARE(list.GetRowState(0), RowState::Ready);
+        QCOMPARE(list.GetFieldText(0, Field::State), QString());
     }
 
     void abortFlagStopsTheOpen()

@@ -24,7 +24,7 @@ FailureReport reportOf(const QList<FailureEntry> &lines)
 {
     FailureReport report;
     for (const FailureEntry &line : lines)
-        report.AddFailureReport(line.name, line.message);
+        report.AddFailureReport(line.name, line.message, line.encrypted);
     return report;
 }
 
@@ -59,9 +59,17 @@ private slots:
             QStringLiteral("Can not convert these files!"));
         dialog->close();
 
+        // Invalid data alone is a damaged file; with encryption in its container it is protected.
+        FailureReport damaged = reportOf({ { QStringLiteral("b.mp4"),
+            QStringLiteral("/v/b.mp4: Invalid data found when processing input") } });
+        dialog = ShowFailureReportDialog(&mainWindow, damaged, QStringLiteral("Conversion Reports"),
+            QStringLiteral("Can not convert these files!"), Key);
+        QCOMPARE(dialog->windowTitle(), QStringLiteral("Conversion Reports"));
+        dialog->close();
+
         FailureReport mixed = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") },
             { QStringLiteral("b.mp4"),
-                QStringLiteral("/v/b.mp4: Invalid data found when processing input") } });
+                QStringLiteral("/v/b.mp4: Invalid data found when processing input"), true } });
         dialog = ShowFailureReportDialog(&mainWindow, mixed, QStringLiteral("Conversion Reports"),
             QStringLiteral("Can not convert these files!"), Key);
         QCOMPARE(dialog->windowTitle(), QStringLiteral("DRM Protection"));

@@ -8,6 +8,7 @@
 #include "gui/media/info_labels.h"
 #include "support/media_maker.h"
 
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QLocale>
@@ -133,6 +134,23 @@ private slots:
         QCOMPARE(dialog.InfoLabel(17)->text(), QStringLiteral("2 Channels (Stereo)"));
         QCOMPARE(dialog.InfoLabel(19)->text(), QStringLiteral("Not Available"));
         QVERIFY(dialog.findChild<QPushButton *>(QStringLiteral("Cmd_Properties_1")));
+    }
+
+    void propertiesOfAVanishedFileStopAtItsFacts()
+    {
+        const QString file = dir_.filePath(QStringLiteral("gone.mp4"));
+        QVERIFY(QFile::copy(clips_.first(), file));
+        const ProbeResult probe = ProbeMediaFile(file);
+        QVERIFY(probe.ok);
+        QVERIFY(QFile::remove(file));
+
+        frmProperties dialog(probe.item);
+        QCOMPARE(dialog.FilePath(), file);
+        QCOMPARE(dialog.InfoLabel(0)->text(), QStringLiteral("gone"));
+        QCOMPARE(dialog.InfoLabel(1)->text(), QStringLiteral("MP4"));
+        // The probed facts are known, but the dialog never got as far as them.
+        for (int i : { 2, 3, 7, 8, 9, 12, 17, 19 })
+            QVERIFY2(dialog.InfoLabel(i)->text().isEmpty(), qPrintable(QString::number(i)));
     }
 };
 

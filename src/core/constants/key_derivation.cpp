@@ -1,6 +1,6 @@
-#include "core/constants/enc4.h"
+#include "core/constants/key_derivation.h"
 
-#include "core/constants/enc2.h"
+#include "core/constants/sha2.h"
 #include "core/constants/stop_processing.h"
 
 namespace sonivert {

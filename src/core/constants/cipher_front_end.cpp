@@ -1,8 +1,8 @@
-#include "core/constants/enc5.h"
+#include "core/constants/cipher_front_end.h"
 
-#include "core/constants/enc1.h"
-#include "core/constants/enc4.h"
+#include "core/constants/key_derivation.h"
 #include "core/constants/stop_processing.h"
+#include "core/constants/stream_cipher.h"
 
 namespace sonivert {
 

@@ -1,4 +1,4 @@
-#include "core/constants/enc1.h"
+#include "core/constants/stream_cipher.h"
 
 #include "core/constants/stop_processing.h"
 
