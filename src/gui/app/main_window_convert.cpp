@@ -6,6 +6,8 @@
 #include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
 #include "core/formats/output_settings.h"
+#include "core/media/encryption_evidence.h"
+#include "core/media/failure_report.h"
 #include "core/media/file_list_model.h"
 #include "core/media/media_item.h"
 #include "core/media/time_text.h"
@@ -312,8 +314,12 @@ void MainWindow::completeRun()
     m_reportedTasks.clear();
     for (int row = 0; row < m_list->Count(); ++row) {
         if (m_list->GetRowState(row) == RowState::Failed) {
-            m_report.AddFailureReport(m_list->GetFieldText(row, Field::Name).trimmed(),
-                m_list->GetFieldText(row, Field::ErrMsg).trimmed());
+            // An encrypted file that opens is only found out when its sound will not decode.
+            const QString message = m_list->GetFieldText(row, Field::ErrMsg).trimmed();
+            const QString input = m_list->GetFieldText(row, Field::FilePath)
+                + m_list->GetFieldText(row, Field::Name);
+            m_report.AddFailureReport(m_list->GetFieldText(row, Field::Name).trimmed(), message,
+                SaysInvalidData(message) && ContainerShowsEncryption(input));
             m_reportedTasks.append(row);
         }
     }

@@ -356,7 +356,8 @@ private slots:
         // The report lists the two failures, in order, and keeps the window disabled until OK.
         auto *report = window->findChild<QDialog *>(QStringLiteral("frmReportList"));
         QVERIFY(report);
-        QCOMPARE(report->windowTitle(), QStringLiteral("DRM Protection"));
+        // Junk that does not probe is a failure, not copy protection.
+        QCOMPARE(report->windowTitle(), QStringLiteral("Failed"));
         auto *entries = report->findChild<QTreeWidget *>(QStringLiteral("View_ListBox"));
         QCOMPARE(entries->topLevelItemCount(), 2);
         QCOMPARE(entries->topLevelItem(0)->text(0), QStringLiteral("broken.avi"));
