@@ -259,7 +259,7 @@ void Encoder::startNext()
     }
     if (started_ && runningCount() == 0 && !anyQueued()) {
         started_ = false;
-        emit taskEnd(-1, true, false, QString());
+        emit taskEnd(-1, EncoderTaskState::Succeeded, QString());
     }
 }
 
@@ -267,7 +267,7 @@ bool Encoder::startTask(int index)
 {
     Task &task = tasks_[index];
     if (task.info.output.isEmpty()) {
-        endTask(index, false, QStringLiteral("No output file was given."));
+        endTask(index, EncoderTaskState::Failed, QStringLiteral("No output file was given."));
         scheduleNext();
         return false;
     }
@@ -310,10 +310,9 @@ void Encoder::onJobFinished(int index)
     QFile::remove(task.temporaryOutput);
     if (result.outcome == JobOutcome::Stopped) {
         // Stopped by something other than the queue: the task ends as cancelled.
-        task.info.state = EncoderTaskState::Cancelled;
-        emit taskEnd(index, false, false, QString());
+        endTask(index, EncoderTaskState::Cancelled, QString());
     } else {
-        endTask(index, false, result.message);
+        endTask(index, EncoderTaskState::Failed, result.message);
     }
     scheduleNext();
 }
@@ -342,17 +341,17 @@ void Encoder::moveIntoPlace(int index)
     } else {
         QFile::remove(task.temporaryOutput);
     }
-    endTask(
-        index, moved.ok, moved.ok ? QString() : moved.path + QLatin1String(": ") + moved.message);
+    endTask(index, moved.ok ? EncoderTaskState::Succeeded : EncoderTaskState::Failed,
+        moved.ok ? QString() : moved.path + QLatin1String(": ") + moved.message);
     scheduleNext();
 }
 
-void Encoder::endTask(int index, bool success, const QString &message)
+void Encoder::endTask(int index, EncoderTaskState state, const QString &message)
 {
     Task &task = tasks_[index];
-    task.info.state = success ? EncoderTaskState::Succeeded : EncoderTaskState::Failed;
+    task.info.state = state;
     task.info.message = message;
-    emit taskEnd(index, success, !success, message);
+    emit taskEnd(index, state, message);
 }
 
 } // namespace sonivert

@@ -98,9 +98,10 @@ signals:
     void progress(int taskIndex, qint64 positionUs, qint64 totalUs);
     // Before taskEnd, when the output had to take another name than the one queued.
     void outputFileRenamed(int taskIndex, const QString &path);
-    // One per task, then once with taskIndex -1 when the queue is done. A task succeeds only
+    // One per task (Succeeded, Failed or Cancelled), then once with taskIndex -1 and Succeeded
+    // when the queue is done. A task succeeds only
     // when its output reads back with the whole sound asked of it.
-    void taskEnd(int taskIndex, bool success, bool failure, const QString &message);
+    void taskEnd(int taskIndex, EncoderTaskState state, const QString &message);
     // "#" + task index + "." + ffmpeg's level + " " + the line.
     void logLine(const QString &text);
 
@@ -120,7 +121,7 @@ private:
     bool startTask(int index);
     void onJobFinished(int index);
     void moveIntoPlace(int index);
-    void endTask(int index, bool success, const QString &message);
+    void endTask(int index, EncoderTaskState state, const QString &message);
     void abandonJob(Task &task);
     int runningCount() const;
     bool anyQueued() const;

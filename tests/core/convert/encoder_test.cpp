@@ -50,8 +50,9 @@ struct Events
                 progress << Progress { task, position, total };
             });
         QObject::connect(&encoder, &Encoder::taskEnd, &encoder,
-            [this](int task, bool success, bool failure, const QString &message) {
-                ends << TaskEnd { task, success, failure, message };
+            [this](int task, EncoderTaskState state, const QString &message) {
+                ends << TaskEnd { task, state == EncoderTaskState::Succeeded,
+                    state == EncoderTaskState::Failed, message };
             });
         QObject::connect(
             &encoder, &Encoder::logLine, &encoder, [this](const QString &line) { log << line; });

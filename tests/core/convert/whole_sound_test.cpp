@@ -75,11 +75,11 @@ struct Ends
     explicit Ends(Encoder &encoder)
     {
         QObject::connect(&encoder, &Encoder::taskEnd, &encoder,
-            [this](int task, bool success, bool, const QString &message) {
+            [this](int task, EncoderTaskState state, const QString &message) {
                 if (task < 0)
                     done = true;
                 else
-                    byTask.insert(task, { success, message });
+                    byTask.insert(task, { state == EncoderTaskState::Succeeded, message });
             });
     }
 };
