@@ -397,10 +397,10 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             GetNamedConstant(QStringLiteral("REGISTRY_PRODUCT")))
                      .outputPath;
     }
-    if (!CheckOutputFolder(folder)) {
-        io.err << "sonivert-cli convert: the output folder \"" << folder
-               << "\" cannot be used: it is not a folder, cannot be created or cannot be "
-                  "written to\n";
+    QString why;
+    if (!CheckOutputFolder(folder, &why)) {
+        io.err << "sonivert-cli convert: the output folder \"" << folder << "\" cannot be used. "
+               << why << "\n";
         return ExitCode::OutputFolderUnusable;
     }
     folder = WithTrailingSeparator(QFileInfo(folder.trimmed()).absoluteFilePath());

@@ -169,7 +169,6 @@ private:
     void setUpConversion();
     void startRun();
     bool prepareRun();
-    void markUnfinishedRowsCancelled();
     void onRowProgress(int row, int percent);
     void onTotalProgress(int percent);
     void onRowEnded(int row, RowOutcome outcome, const QString &message);
@@ -178,6 +177,7 @@ private:
     void completeRun();
     void setTotalBarStyle(int style);
     void selectAndShow(int row);
+    void showFirstSelectedRow();
 
     void openFolderCommand();
     void browseFolderCommand();
@@ -219,6 +219,8 @@ private:
     QComboBox *m_outputPreset = nullptr;
     std::array<QLabel *, 3> m_outputLabels {};
     QLineEdit *m_outputPath = nullptr;
+    QLabel *m_outputFolderProblem = nullptr; // why Convert could not use the folder
+    QLabel *m_totalBarCaption = nullptr; // "Processing..." over the busy bar
     QGroupBox *m_outputFolderGroup = nullptr;
     QGroupBox *m_convertGroup = nullptr;
     QProgressBar *m_totalBar = nullptr;
