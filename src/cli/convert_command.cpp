@@ -7,7 +7,6 @@
 #include "core/convert/conversion_run.h"
 #include "core/convert/encoder.h"
 #include "core/convert/ffmpeg_program.h"
-#include "core/convert/input_facts.h"
 #include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
 #include "core/convert/output_naming.h"
@@ -258,7 +257,7 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
     for (const PlannedFile &f : files) {
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
             + BuildFfmpegArguments(f.input, f.plan.inputOptions, f.encoderOutput,
-                f.plan.outputOptions, f.plan.cut, ReadInputFacts(f.input).tags);
+                f.plan.outputOptions, f.plan.cut, f.plan.source.tags);
         if (json) {
             array.append(QJsonObject { { QStringLiteral("file"), f.input },
                 { QStringLiteral("seek"), f.plan.inputOptions },

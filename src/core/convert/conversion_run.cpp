@@ -73,7 +73,7 @@ QString ConversionRun::AddRow(int row, const QString &input, const TaskPlan &pla
         names_.Release(encoderOutput);
         return QString();
     };
-    const int task = encoder_->AddInputFile(input, plan.inputOptions);
+    const int task = encoder_->AddInputFile(input, plan.inputOptions, plan.source);
     if (task < 0)
         return refuse();
     if (encoder_->AddOutputFile(task, encoderOutput, plan.outputOptions, plan.cut) < 0) {

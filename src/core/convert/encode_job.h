@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/convert/input_facts.h"
 #include "core/convert/run_progress.h"
+#include "core/media/source_facts.h"
 
 #include <QObject>
 #include <QStringList>
@@ -18,7 +18,7 @@ struct EncodeTask
     QString inputOptions; // the option texts as a person reads them
     QString outputOptions;
     TaskCut cut;
-    InputFacts facts; // what the input holds, read when the task was queued
+    SourceFacts facts; // what the input holds, as its probe read it
 };
 
 enum class JobOutcome {

@@ -11,10 +11,33 @@
 #include <QFileInfo>
 #include <QThread>
 #include <QTimer>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+extern "C" {
+#include <libavutil/error.h>
+}
 
 namespace sonivert {
 
 namespace {
+
+// 0 when the path is a file this process can read, else the errno that says why not.
+int readableFileError(const QByteArray &name)
+{
+    struct stat st;
+    if (::stat(name.constData(), &st) != 0)
+        return errno;
+    if (S_ISDIR(st.st_mode))
+        return EISDIR;
+    const int fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    ::close(fd);
+    return 0;
+}
 
 QString absolutePath(const QString &path)
 {
@@ -83,7 +106,8 @@ Encoder::~Encoder()
     StopTasks(true);
 }
 
-int Encoder::AddInputFile(const QString &input, const QString &inputOptions)
+int Encoder::AddInputFile(
+    const QString &input, const QString &inputOptions, const SourceFacts &facts)
 {
     if (!factory_ && (program_.isEmpty() || !QFileInfo(program_).isExecutable())) {
         lastError_ = MissingFfmpegMessage();
@@ -92,11 +116,13 @@ int Encoder::AddInputFile(const QString &input, const QString &inputOptions)
     Task task;
     task.info.input = absolutePath(input);
     task.info.inputOptions = inputOptions;
-    task.facts = ReadInputFacts(task.info.input);
-    if (!task.facts.ok) {
-        lastError_ = task.facts.errorText;
+    if (const int error = readableFileError(QFile::encodeName(task.info.input))) {
+        char text[AV_ERROR_MAX_STRING_SIZE] = {};
+        av_strerror(AVERROR(error), text, sizeof text);
+        lastError_ = task.info.input + QLatin1String(": ") + QString::fromUtf8(text);
         return -1;
     }
+    task.facts = facts;
     tasks_.push_back(std::move(task));
     return TaskCount() - 1;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "core/convert/encode_job.h"
-#include "core/convert/input_facts.h"
 #include "core/convert/run_progress.h"
 
 #include <QObject>
@@ -67,8 +66,11 @@ public:
     void SetJobFactory(EncodeJobFactory factory) { factory_ = std::move(factory); }
 
     // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
-    // install a missing ffmpeg). Fails only for an input that cannot be read at all.
-    int AddInputFile(const QString &input, const QString &inputOptions);
+    // install a missing ffmpeg). Fails only for an input that cannot be read at all. The facts
+    // are the probe's: the queue does not open the input itself (without them the output's
+    // length is unknown and no tags travel).
+    int AddInputFile(
+        const QString &input, const QString &inputOptions, const SourceFacts &facts = {});
     // 0, or -1 with the reason in LastErrorText. The cut is the part of the input to convert.
     int AddOutputFile(
         int taskIndex, const QString &output, const QString &outputOptions, const TaskCut &cut);
@@ -109,7 +111,7 @@ private:
     struct Task
     {
         EncoderTaskInfo info;
-        InputFacts facts;
+        SourceFacts facts;
         QString temporaryOutput;
         TaskCut cut;
         qint64 totalUs = 0;

@@ -371,6 +371,7 @@ TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings)
     plan.outputOptions = BuildEncoderOptions(item, settings);
     plan.extension = CurrentOutputExtension(settings);
     plan.cut = TaskCutOf(item);
+    plan.source = item.source;
     return plan;
 }
 

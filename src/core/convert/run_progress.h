@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/media/source_facts.h"
+
 #include <QString>
 #include <QtGlobal>
 #include <functional>
@@ -25,6 +27,7 @@ struct TaskPlan
     QString outputOptions; // the encoder option string
     QString extension; // the output extension, upper-case ("MP3")
     TaskCut cut;
+    SourceFacts source; // what the probe read of the input
 };
 using TaskPlanner = std::function<TaskPlan(int row)>;
 
