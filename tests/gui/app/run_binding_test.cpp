@@ -54,7 +54,7 @@ private slots:
             MainWindow::Identity { u"Corvallo"_s, u"Sonivert"_s, Key });
         window_->conversionRun()->SetJobFactory(engine_.Factory());
         window_->setTaskPlanner([](int) {
-            return TaskPlan { QString(), u" -vn"_s, u"MP3"_s, {}, {} };
+            return TaskPlan { QString(), u" -vn"_s, u"MP3"_s, {}, {}, {} };
         });
         outputBox()->setText(dir_.filePath(u"out"_s));
         window_->show();
