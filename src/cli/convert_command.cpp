@@ -5,7 +5,7 @@
 #include "core/app/folders.h"
 #include "core/constants/named_constants.h"
 #include "core/convert/conversion_run.h"
-#include "core/convert/encoder.h"
+#include "core/convert/ffmpeg_encode_job.h"
 #include "core/convert/ffmpeg_program.h"
 #include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"

@@ -33,13 +33,6 @@ struct EncoderTaskInfo
     int exitCode = -1;
 };
 
-// The ffmpeg argv of one task (without the program): the input, then the output options (split
-// like a shell word list), the song tags and the cut, then the output. The option texts' own
-// "-ss" and "-t" are left out: an untrimmed task converts the whole sound, and a trimmed one is
-// cut after decoding, which counts from the file's start and needs no index to seek in.
-QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
-    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
-
 // The length of the output in microseconds: the input's duration within the cut; the cut's
 // length, or 0, when the input's duration is unknown.
 qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut);
