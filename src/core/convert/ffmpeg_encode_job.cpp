@@ -93,13 +93,13 @@ void FfmpegEncodeJob::Resume()
 
 void FfmpegEncodeJob::Stop()
 {
-    if (finished_)
+    if (IsFinished())
         return;
     stopping_ = true;
     if (check_) {
         // The read-back goes on unheard; what it reads is about to go anyway.
         check_->disconnect(this);
-        finish(JobOutcome::Stopped, QString());
+        Finish(JobOutcome::Stopped, QString());
         return;
     }
     process_->Stop();
@@ -107,7 +107,7 @@ void FfmpegEncodeJob::Stop()
 
 void FfmpegEncodeJob::StopAndWait()
 {
-    if (finished_)
+    if (IsFinished())
         return;
     Stop();
     if (!process_->IsFinished())
@@ -120,11 +120,11 @@ void FfmpegEncodeJob::onProcessFinished()
     result_.exitCode = ran.exitCode;
     result_.logTail = ran.stderrTail;
     if (stopping_ || ran.stopped) {
-        finish(JobOutcome::Stopped, QString());
+        Finish(JobOutcome::Stopped, QString());
         return;
     }
     if (!ran.ok || ran.partialFile) {
-        finish(JobOutcome::Failed, failureMessage());
+        Finish(JobOutcome::Failed, failureMessage());
         return;
     }
     auto promise = std::make_shared<QPromise<OutputVerdict>>();
@@ -147,17 +147,7 @@ void FfmpegEncodeJob::onProcessFinished()
 
 void FfmpegEncodeJob::onOutputChecked(const OutputVerdict &verdict)
 {
-    finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
-}
-
-void FfmpegEncodeJob::finish(JobOutcome outcome, const QString &message)
-{
-    if (finished_)
-        return;
-    finished_ = true;
-    result_.outcome = outcome;
-    result_.message = message;
-    emit finished();
+    Finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
 }
 
 QString FfmpegEncodeJob::failureMessage() const

@@ -32,21 +32,16 @@ public:
     void Resume() override;
     void Stop() override;
     void StopAndWait() override;
-    bool IsFinished() const override { return finished_; }
-    EncodeJobResult Result() const override { return result_; }
 
 private:
     void onProcessFinished();
     void onOutputChecked(const OutputVerdict &verdict);
-    void finish(JobOutcome outcome, const QString &message);
     QString failureMessage() const;
 
     QString program_;
     EncodeTask task_;
     FfmpegJob *process_ = nullptr;
     QPointer<QFutureWatcher<OutputVerdict>> check_;
-    EncodeJobResult result_;
-    bool finished_ = false;
     bool stopping_ = false;
 };
 
