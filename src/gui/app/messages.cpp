@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QWindow>
 
 namespace sonivert {
 
@@ -31,6 +32,15 @@ bool asksYesNo(int style)
 
 } // namespace
 
+void KeepTitleBarEmpty(QWidget *window)
+{
+    if (!window || !window->windowTitle().isEmpty())
+        return;
+    window->winId();
+    if (QWindow *handle = window->windowHandle())
+        handle->setTitle(QStringLiteral(" "));
+}
+
 int ShowMessage(const QString &prompt, int style, const QString &title, QWidget *parent)
 {
     if (!parent)
@@ -40,6 +50,7 @@ int ShowMessage(const QString &prompt, int style, const QString &title, QWidget 
     box.setIcon(iconFor(style));
     box.setWindowTitle(title);
     box.setText(prompt);
+    KeepTitleBarEmpty(&box);
     if (asksYesNo(style)) {
         QPushButton *yes = box.addButton(QMessageBox::Yes);
         QPushButton *no = box.addButton(QMessageBox::No);

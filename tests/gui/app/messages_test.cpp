@@ -1,6 +1,7 @@
 #include "gui/app/completion_dialog.h"
 #include "gui/app/messages.h"
 #include "gui/app/open_folder.h"
+#include "gui/app/startup.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -12,6 +13,7 @@
 #include <QTest>
 #include <QTimer>
 #include <QUrl>
+#include <QWindow>
 
 using namespace sonivert;
 
@@ -112,6 +114,41 @@ private slots:
         QCOMPARE(seenIcon, icon);
         QCOMPARE(seenTitle, QString());
         QCOMPARE(buttonCount, (style & 0x0f) == 4 ? 2 : 1);
+    }
+
+    // What the window system is given as a title is the box's own title, with no product name
+    // added; an empty title stays blank on screen.
+    void titlesAreExactlyTheirOwn_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::newRow("empty") << QString();
+        QTest::newRow("Attention!") << QStringLiteral("Attention!");
+        QTest::newRow("Can not open file") << QStringLiteral("Can not open file");
+    }
+    void titlesAreExactlyTheirOwn()
+    {
+        QFETCH(QString, title);
+        SetApplicationIdentity(
+            QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), QStringLiteral("1.2.3"));
+        QCOMPARE(QCoreApplication::applicationName(), QStringLiteral("Sonivert"));
+        // No display name is pinned: Qt would append it to every title on screen.
+        QCoreApplication::setApplicationName(QStringLiteral("probe"));
+        QCOMPARE(QGuiApplication::applicationDisplayName(), QStringLiteral("probe"));
+        QCoreApplication::setApplicationName(QStringLiteral("Sonivert"));
+
+        QString ownTitle = QStringLiteral("unset");
+        QString screenTitle = QStringLiteral("unset");
+        onNextModal([&](QWidget *w) {
+            ownTitle = w->windowTitle();
+            screenTitle = w->windowHandle() ? w->windowHandle()->title() : QStringLiteral("none");
+            QTest::keyClick(w, Qt::Key_Escape);
+        });
+        ShowMessage(QStringLiteral("Prompt"), MsgWarning, title);
+        QCOMPARE(ownTitle, title);
+        if (title.isEmpty())
+            QCOMPARE(screenTitle, QStringLiteral(" "));
+        else
+            QCOMPARE(screenTitle, title);
     }
 
     void defaultButtonIsTheFirst()
