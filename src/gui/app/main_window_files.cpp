@@ -1,5 +1,6 @@
 // The file list side of the main window: imports, drops, list commands, the context menu and the
 // information panel.
+#include "core/app/app_flags.h"
 #include "core/app/command_line.h"
 #include "core/app/folders.h"
 #include "core/convert/ffmpeg_program.h"
@@ -189,8 +190,8 @@ void MainWindow::OpenFileFromText(const QString &text)
 
 bool MainWindow::freeForHandOver() const
 {
-    return m_startUpDone && !m_import && !m_choosingFiles && !m_drops->isBusy() && isEnabled()
-        && !QApplication::activeModalWidget();
+    return m_startUpDone && !m_unloaded && !Flags().isUnloading && !m_import && !m_choosingFiles
+        && !m_drops->isBusy() && isEnabled() && !QApplication::activeModalWidget();
 }
 
 void MainWindow::openNextPendingText()
