@@ -30,16 +30,18 @@ bool asksYesNo(int style)
     return (style & 0x0f) == 4;
 }
 
-} // namespace
-
-void KeepTitleBarEmpty(QWidget *window)
+// Window systems never show an empty title: they put the program's name there instead. A box
+// whose title is empty gets a blank one on screen; its own title stays empty.
+void keepTitleBarEmpty(QWidget *window)
 {
-    if (!window || !window->windowTitle().isEmpty())
+    if (!window->windowTitle().isEmpty())
         return;
     window->winId();
     if (QWindow *handle = window->windowHandle())
         handle->setTitle(QStringLiteral(" "));
 }
+
+} // namespace
 
 int ShowMessage(const QString &prompt, int style, const QString &title, QWidget *parent)
 {
@@ -50,7 +52,7 @@ int ShowMessage(const QString &prompt, int style, const QString &title, QWidget 
     box.setIcon(iconFor(style));
     box.setWindowTitle(title);
     box.setText(prompt);
-    KeepTitleBarEmpty(&box);
+    keepTitleBarEmpty(&box);
     if (asksYesNo(style)) {
         QPushButton *yes = box.addButton(QMessageBox::Yes);
         QPushButton *no = box.addButton(QMessageBox::No);

@@ -22,11 +22,8 @@ enum MessageResult : int {
     ResultNo = 7,
 };
 
-// Window systems never show an empty title: they put the program's name there instead. A window
-// whose title is empty gets a blank one on screen; its own title stays empty.
-void KeepTitleBarEmpty(QWidget *window);
-
-// The one modal message function. The first button is the default; Esc answers No (or OK).
+// The one modal message function. The first button is the default; Esc answers No (or OK). An
+// empty title stays empty on screen too.
 int ShowMessage(const QString &prompt, int style, const QString &title, QWidget *parent = nullptr);
 
 } // namespace sonivert
