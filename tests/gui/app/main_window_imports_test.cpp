@@ -9,6 +9,7 @@
 
 #include <QApplication>
 #include <QDragEnterEvent>
+#include <QFile>
 #include <QFileDialog>
 #include <QLineEdit>
 #include <QMimeData>
@@ -138,6 +139,32 @@ private slots:
             QCOMPARE(nameOf(1), QStringLiteral("chosen.mp4"));
         QCOMPARE(nameOf(expected - 1), QStringLiteral("handed.mkv"));
         QVERIFY(window_->isEnabled());
+    }
+
+    // The failure report of an import keeps the window disabled; a file handed over meanwhile is
+    // opened once the report is dismissed, by Escape as well as by OK.
+    void aHandOverWaitsForTheFailureReport()
+    {
+        QVERIFY(loadWithOneRow());
+        const QString broken = dir_.filePath(QStringLiteral("broken.avi"));
+        QFile junk(broken);
+        QVERIFY(junk.open(QIODevice::WriteOnly));
+        junk.write(QByteArray(4096, 'x'));
+        junk.close();
+        QSignalSpy imported(window_.get(), &MainWindow::importFinished);
+        window_->ImportFiles({ broken });
+        QVERIFY(imported.wait(5000));
+        auto *report = window_->findChild<QDialog *>(QStringLiteral("frmReportList"));
+        QVERIFY(report && report->isVisible());
+        QVERIFY(!window_->isEnabled());
+
+        window_->OpenFileFromText(QLatin1Char(' ') + clips_[2]);
+        QTest::qWait(300);
+        QCOMPARE(window_->fileList()->Count(), 1);
+        QTest::keyClick(report, Qt::Key_Escape);
+        QVERIFY(window_->isEnabled());
+        QTRY_COMPARE_WITH_TIMEOUT(window_->fileList()->Count(), 2, 5000);
+        QCOMPARE(nameOf(1), QStringLiteral("handed.mkv"));
     }
 
     // While a single file is probed behind the window, its commands are out of use: Convert
