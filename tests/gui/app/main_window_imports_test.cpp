@@ -6,6 +6,7 @@
 #include "gui/app/main_window.h"
 #include "support/fake_engine.h"
 #include "support/media_maker.h"
+#include "support/modal_watcher.h"
 
 #include <QApplication>
 #include <QDragEnterEvent>
@@ -25,19 +26,6 @@ using namespace sonivert;
 namespace {
 
 const QString Key = QStringLiteral("Software/Corvallo/Sonivert");
-
-// Acts on the next modal window once it is up.
-void onNextModal(std::function<void(QWidget *)> action)
-{
-    QTimer::singleShot(0, [action] {
-        QWidget *modal = QApplication::activeModalWidget();
-        if (!modal) {
-            onNextModal(action);
-            return;
-        }
-        action(modal);
-    });
-}
 
 } // namespace
 
@@ -106,7 +94,7 @@ private slots:
 
         int rowsWhileOpen = -1;
         int importsWhileOpen = -1;
-        onNextModal([&](QWidget *dialog) {
+        test::OnNextModal([&](QWidget *dialog) {
             window_->OpenFileFromText(QLatin1Char(' ') + clips_[2]);
             QTest::qWait(300);
             rowsWhileOpen = window_->fileList()->Count();

@@ -2,6 +2,7 @@
 #include "gui/app/messages.h"
 #include "gui/app/open_folder.h"
 #include "gui/app/startup.h"
+#include "support/modal_watcher.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -16,23 +17,6 @@
 #include <QWindow>
 
 using namespace sonivert;
-
-namespace {
-
-// Acts on the next modal window once it is up.
-void onNextModal(std::function<void(QWidget *)> action)
-{
-    QTimer::singleShot(0, [action] {
-        QWidget *modal = QApplication::activeModalWidget();
-        if (!modal) {
-            onNextModal(action);
-            return;
-        }
-        action(modal);
-    });
-}
-
-} // namespace
 
 // Stands in for the desktop's file manager: records every local URL the program opens, and
 // whether a modal window was still up at that moment.
@@ -99,7 +83,7 @@ private slots:
         int seenIcon = -1;
         QString seenTitle = QStringLiteral("unset");
         int buttonCount = 0;
-        onNextModal([&](QWidget *w) {
+        test::OnNextModal([&](QWidget *w) {
             auto *box = qobject_cast<QMessageBox *>(w);
             QVERIFY(box);
             seenIcon = box->icon();
@@ -138,7 +122,7 @@ private slots:
 
         QString ownTitle = QStringLiteral("unset");
         QString screenTitle = QStringLiteral("unset");
-        onNextModal([&](QWidget *w) {
+        test::OnNextModal([&](QWidget *w) {
             ownTitle = w->windowTitle();
             screenTitle = w->windowHandle() ? w->windowHandle()->title() : QStringLiteral("none");
             QTest::keyClick(w, Qt::Key_Escape);
@@ -153,7 +137,7 @@ private slots:
 
     void defaultButtonIsTheFirst()
     {
-        onNextModal([](QWidget *w) { QTest::keyClick(w, Qt::Key_Return); });
+        test::OnNextModal([](QWidget *w) { QTest::keyClick(w, Qt::Key_Return); });
         QCOMPARE(ShowMessage(QStringLiteral("Sure?"), MsgQuestion, QStringLiteral("Title")),
             int(ResultYes));
     }
@@ -173,7 +157,7 @@ private slots:
         QTemporaryDir dir;
         const QString path = dir.filePath(tail);
         QString prompt;
-        onNextModal([&](QWidget *w) {
+        test::OnNextModal([&](QWidget *w) {
             auto *box = qobject_cast<QMessageBox *>(w);
             prompt = box->text();
             box->button(answerYes ? QMessageBox::Yes : QMessageBox::No)->click();
