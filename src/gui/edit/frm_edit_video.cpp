@@ -6,6 +6,7 @@
 #include "core/media/media_item.h"
 #include "gui/app/messages.h"
 #include "gui/edit/preview_player.h"
+#include "gui/edit/preview_transport.h"
 #include "gui/edit/trim_bar.h"
 
 #include <QCloseEvent>
@@ -20,11 +21,6 @@ namespace sonivert {
 namespace {
 
 QPointer<FrmEditVideo> g_current;
-
-QString tagOf(const QObject *control)
-{
-    return control->property("tag").toString();
-}
 
 void setTag(QObject *control, const QString &tag)
 {
@@ -51,8 +47,14 @@ FrmEditVideo::FrmEditVideo(FileListModel *list, int row, QWidget *mainWindow)
 
     const QString name = list_->GetFieldText(row_, Field::Name);
     filePath_ = (list_->GetFieldText(row_, Field::FilePath) + name).trimmed();
-    buildLayout();
-    range_.SetBarMaximum(progressBarPlay_->maximum());
+    w_ = BuildEditorWidgets(this, range_);
+    // Nothing plays yet: what needs an open medium waits for the first start.
+    setPlayerControlsEnabled(false);
+    transport_ = new PreviewTransport(player_,
+        { this, w_.picPreview, w_.progressBarPlay, w_.sliderPlay, w_.cmdPlayer, w_.sliderMPVolume,
+            w_.lblPlayTime, w_.lblPlayTotal, w_.timerPlaySelected },
+        filePath_, this);
+    range_.SetBarMaximum(w_.progressBarPlay->maximum());
     setWindowTitle(QStringLiteral("Trim - ") + name.trimmed());
     connectControls();
     onRangeChanged();
@@ -68,46 +70,64 @@ FrmEditVideo *FrmEditVideo::Current()
     return g_current.data();
 }
 
+TimeHalves FrmEditVideo::MediaDuration() const
+{
+    return transport_->MediaDuration();
+}
+
+TimeHalves FrmEditVideo::PlayPosition() const
+{
+    return transport_->PlayPosition();
+}
+
+TimeHalves FrmEditVideo::LastSeekTime() const
+{
+    return transport_->LastSeekTime();
+}
+
+int FrmEditVideo::ResumeAfterSeek() const
+{
+    return transport_->ResumeAfterSeek();
+}
+
+void FrmEditVideo::EditWindow_StopPlayer()
+{
+    transport_->PressStop();
+}
+
+void FrmEditVideo::SeekToPixel(int x)
+{
+    transport_->SeekToPixel(x);
+}
+
 void FrmEditVideo::connectControls()
 {
-    connect(cmdPlayer_[0], &QPushButton::clicked, this, &FrmEditVideo::pressPlayPause);
-    connect(cmdPlayer_[1], &QPushButton::clicked, this, &FrmEditVideo::pressStop);
-    connect(cmdPlayer_[2], &QPushButton::clicked, this, &FrmEditVideo::pressMute);
-    connect(cmdTrim_[0], &QPushButton::clicked, this, [this] { pressSetPoint(0); });
-    connect(cmdTrim_[1], &QPushButton::clicked, this, [this] { pressSetPoint(1); });
-    connect(cmdTrim_[2], &QPushButton::clicked, this, &FrmEditVideo::pressPlaySelection);
-    connect(cmdTrim_[3], &QPushButton::clicked, this, [this] { pressNudge(3); });
-    connect(cmdTrim_[4], &QPushButton::clicked, this, [this] { pressNudge(4); });
-    connect(cmdReset_, &QPushButton::clicked, this, &FrmEditVideo::pressReset);
-    connect(cmdPanels_[0], &QPushButton::clicked, this, [this] {
+    connect(w_.cmdTrim[0], &QPushButton::clicked, this, [this] { pressSetPoint(0); });
+    connect(w_.cmdTrim[1], &QPushButton::clicked, this, [this] { pressSetPoint(1); });
+    connect(w_.cmdTrim[2], &QPushButton::clicked, this, &FrmEditVideo::pressPlaySelection);
+    connect(w_.cmdTrim[3], &QPushButton::clicked, this, [this] { pressNudge(3); });
+    connect(w_.cmdTrim[4], &QPushButton::clicked, this, [this] { pressNudge(4); });
+    connect(w_.cmdReset, &QPushButton::clicked, this, &FrmEditVideo::pressReset);
+    connect(w_.cmdPanels[0], &QPushButton::clicked, this, [this] {
         SaveTrim();
         closing_ = true;
         close();
     });
-    connect(cmdPanels_[1], &QPushButton::clicked, this, &QWidget::close);
-
-    connect(sliderMPVolume_, &QSlider::valueChanged, this, &FrmEditVideo::onVolumeChanged);
-    connect(sliderPlay_, &SeekSlider::pressedAt, this, &FrmEditVideo::onSeekSliderPressed);
-    connect(sliderPlay_, &QSlider::valueChanged, this, &FrmEditVideo::onSeekSliderMoved);
-    connect(sliderPlay_, &SeekSlider::releasedAt, this, &FrmEditVideo::onSeekSliderReleased);
-    connect(progressBarPlay_, &PositionBar::pressedAt, this, &FrmEditVideo::SeekToPixel);
+    connect(w_.cmdPanels[1], &QPushButton::clicked, this, &QWidget::close);
     for (int i = 0; i < 2; ++i) {
-        TrimHandle *handle = trimPointImage_[size_t(i)];
+        TrimHandle *handle = w_.trimPointImage[size_t(i)];
         connect(handle, &TrimHandle::pressed, this, [this, i] { onHandlePressed(i); });
         connect(handle, &TrimHandle::dragged, this, [this, i](int x) { onHandleDragged(i, x); });
         connect(handle, &TrimHandle::released, this, &FrmEditVideo::onHandleReleased);
     }
+    connect(transport_, &PreviewTransport::controlsEnabled, this,
+        &FrmEditVideo::setPlayerControlsEnabled);
 
     connect(&range_, &TrimRange::changed, this, &FrmEditVideo::onRangeChanged);
     connect(&range_, &TrimRange::seekRequested, this, &FrmEditVideo::SeekToPixel);
 
-    connect(player_, &PreviewPlayer::MediaOpened, this, &FrmEditVideo::onMediaOpened);
-    connect(player_, &PreviewPlayer::PositionChanged, this, &FrmEditVideo::onPositionChanged);
-    connect(player_, &PreviewPlayer::StateChanged, this, &FrmEditVideo::onStateChanged);
-    connect(player_, &PreviewPlayer::ErrorOccurred, this, &FrmEditVideo::onPlayerError);
-
-    connect(timerWaitToPlay_, &QTimer::timeout, this, &FrmEditVideo::onWaitToPlay);
-    connect(timerPlaySelected_, &QTimer::timeout, this, &FrmEditVideo::onPlaySelectedTick);
+    connect(w_.timerWaitToPlay, &QTimer::timeout, this, &FrmEditVideo::onWaitToPlay);
+    connect(w_.timerPlaySelected, &QTimer::timeout, this, &FrmEditVideo::onPlaySelectedTick);
 }
 
 void FrmEditVideo::showEvent(QShowEvent *event)
@@ -128,16 +148,12 @@ void FrmEditVideo::activateEditor()
 {
     if (range_.Activated() || closed_ || !list_)
         return;
-    lblSelectedTime_->setText(QStringLiteral("00:00:00"));
-    setTag(cmdPlayer_[0], QStringLiteral("Play"));
-    setTag(cmdPlayer_[2], QStringLiteral("On"));
-    ClearTime(playPosition_);
-    ClearTime(lastSeekTime_);
-    mediaDuration_ = { signedField(*list_, row_, Field::FileDurationLow),
-        signedField(*list_, row_, Field::FileDurationHigh) };
+    w_.lblSelectedTime->setText(QStringLiteral("00:00:00"));
+    transport_->Prepare({ signedField(*list_, row_, Field::FileDurationLow),
+        signedField(*list_, row_, Field::FileDurationHigh) });
     if (!range_.ActivateFromRow(*list_, row_))
         return;
-    timerWaitToPlay_->start();
+    w_.timerWaitToPlay->start();
 }
 
 void FrmEditVideo::onWaitToPlay()
@@ -147,63 +163,54 @@ void FrmEditVideo::onWaitToPlay()
             list_->GetFieldText(row_, Field::VideoSampleAspectRatio).trimmed().toFloat());
     }
     pressPlaySelection();
-    timerWaitToPlay_->stop();
-    picPreview_->setEnabled(true);
+    w_.timerWaitToPlay->stop();
+    w_.picPreview->setEnabled(true);
     setEnabled(true);
     range_.SetTrimDirty(false);
 }
 
-PlayerLaunchSettings FrmEditVideo::launchSettings() const
-{
-    PlayerLaunchSettings settings;
-    settings.librariesFolder = Folders().librariesFolder;
-    settings.fileName = filePath_;
-    settings.videoWindow = picPreview_;
-    return settings;
-}
-
 void FrmEditVideo::setPlayerControlsEnabled(bool enabled)
 {
-    progressBarPlay_->setEnabled(enabled);
-    cmdPlayer_[1]->setEnabled(enabled);
-    for (TrimHandle *handle : trimPointImage_)
+    w_.progressBarPlay->setEnabled(enabled);
+    w_.cmdPlayer[1]->setEnabled(enabled);
+    for (TrimHandle *handle : w_.trimPointImage)
         handle->setEnabled(enabled);
     for (int i : { 0, 1, 3, 4 })
-        cmdTrim_[size_t(i)]->setEnabled(enabled);
+        w_.cmdTrim[size_t(i)]->setEnabled(enabled);
 }
 
 void FrmEditVideo::onRangeChanged()
 {
-    lblStartTime_->setText(range_.StartText());
-    lblEndTime_->setText(range_.EndText());
-    lblSelectedTime_->setText(range_.SelectedCaption());
-    setTag(lblSelectedTime_, range_.SelectedTag());
-    lblPlayTime_->setText(range_.SelectedCaption());
+    w_.lblStartTime->setText(range_.StartText());
+    w_.lblEndTime->setText(range_.EndText());
+    w_.lblSelectedTime->setText(range_.SelectedCaption());
+    setTag(w_.lblSelectedTime, range_.SelectedTag());
+    w_.lblPlayTime->setText(range_.SelectedCaption());
 
     const int start = range_.StartPixel();
     const int end = range_.EndPixel();
-    const int barLeft = progressBarPlay_->x();
-    trimPointImage_[0]->move(barLeft + start - TrimHandle::Width, trimPointImage_[0]->y());
-    trimPointImage_[1]->move(barLeft + end, trimPointImage_[1]->y());
-    trimPointImage_[0]->SetTag(QString::number(start));
-    trimPointImage_[1]->SetTag(QString::number(end));
-    trimRange_->setGeometry(
-        barLeft + start, trimRange_->y(), qMax(0, end - start), trimRange_->height());
-    trimRange_->raise();
-    trimPointImage_[0]->raise();
-    trimPointImage_[1]->raise();
+    const int barLeft = w_.progressBarPlay->x();
+    w_.trimPointImage[0]->move(barLeft + start - TrimHandle::Width, w_.trimPointImage[0]->y());
+    w_.trimPointImage[1]->move(barLeft + end, w_.trimPointImage[1]->y());
+    w_.trimPointImage[0]->SetTag(QString::number(start));
+    w_.trimPointImage[1]->SetTag(QString::number(end));
+    w_.trimRange->setGeometry(
+        barLeft + start, w_.trimRange->y(), qMax(0, end - start), w_.trimRange->height());
+    w_.trimRange->raise();
+    w_.trimPointImage[0]->raise();
+    w_.trimPointImage[1]->raise();
 }
 
 void FrmEditVideo::pressSetPoint(int index)
 {
     const int state = player_->PlayState();
     if (state == PreviewPlayer::Closed || state == PreviewPlayer::Playing) {
-        pressPlayPause();
+        transport_->PressPlayPause();
         // Where the player stopped, rather than its last report a moment before.
         if (player_->PlayState() == PreviewPlayer::Paused)
-            showPosition(player_->Position());
+            transport_->ShowPosition(player_->Position());
     }
-    const int p = progressBarPlay_->value();
+    const int p = w_.progressBarPlay->value();
     if (index == 0)
         range_.SetTrimPoints(p, TrimRange::Unchanged, false, true, false);
     else
@@ -218,13 +225,13 @@ void FrmEditVideo::pressNudge(int index)
 {
     const int state = player_->PlayState();
     if (state <= PreviewPlayer::Closed || state == PreviewPlayer::Playing) {
-        seekPlayerTo(range_.Start());
+        transport_->SeekTo(range_.Start());
         if (player_->PlayState() == PreviewPlayer::Paused)
-            pressPlayPause();
+            transport_->PressPlayPause();
     }
-    const int v = progressBarPlay_->value();
+    const int v = w_.progressBarPlay->value();
     if (index == 3) {
-        SeekToPixel(qMin(v + 1, progressBarPlay_->maximum()));
+        SeekToPixel(qMin(v + 1, w_.progressBarPlay->maximum()));
         pressSetPoint(1);
     } else {
         SeekToPixel(qMax(v - 1, 0));
@@ -234,39 +241,39 @@ void FrmEditVideo::pressNudge(int index)
 
 void FrmEditVideo::pressPlaySelection()
 {
-    timerPlaySelected_->stop();
+    w_.timerPlaySelected->stop();
     if (!QFileInfo::exists(filePath_)) {
-        pressPlayPause(); // tells the person, once
+        transport_->PressPlayPause(); // tells the person, once
         return;
     }
-    if (TimeToSeconds(range_.End()) <= TimeToSeconds(playPosition_)) {
-        pressStop();
-        pressPlayPause();
+    if (TimeToSeconds(range_.End()) <= TimeToSeconds(transport_->PlayPosition())) {
+        transport_->PressStop();
+        transport_->PressPlayPause();
     }
-    const int startPixel = trimPointImage_[0]->Tag().toInt();
+    const int startPixel = range_.StartPixel();
     const int state = player_->PlayState();
     if (state == PreviewPlayer::Paused || state == PreviewPlayer::Playing) {
         range_.SetTrimPoints(startPixel, TrimRange::Unchanged, true, false, true);
         if (player_->PlayState() == PreviewPlayer::Paused)
-            pressPlayPause();
+            transport_->PressPlayPause();
     } else {
         // Nothing open: open it, hold it, move to the start and play from there.
-        pressStop();
-        pressPlayPause();
-        pressPlayPause();
+        transport_->PressStop();
+        transport_->PressPlayPause();
+        transport_->PressPlayPause();
         range_.SetTrimPoints(startPixel, TrimRange::Unchanged, true, false, true);
-        pressPlayPause();
+        transport_->PressPlayPause();
     }
-    timerPlaySelected_->start();
+    w_.timerPlaySelected->start();
 }
 
 void FrmEditVideo::onPlaySelectedTick()
 {
-    if (TimeToSeconds(range_.End()) > TimeToSeconds(playPosition_))
+    if (TimeToSeconds(range_.End()) > TimeToSeconds(transport_->PlayPosition()))
         return;
-    timerPlaySelected_->stop();
-    pressPlayPause();
-    seekPlayerTo(range_.Start());
+    w_.timerPlaySelected->stop();
+    transport_->PressPlayPause();
+    transport_->SeekTo(range_.Start());
 }
 
 void FrmEditVideo::pressReset()
@@ -278,15 +285,15 @@ void FrmEditVideo::onHandlePressed(int index)
 {
     const int state = player_->PlayState();
     if (state == PreviewPlayer::Playing || state == PreviewPlayer::Closed)
-        pressPlayPause();
-    SeekToPixel(trimPointImage_[size_t(index)]->Tag().toInt());
+        transport_->PressPlayPause();
+    SeekToPixel(index == 0 ? range_.StartPixel() : range_.EndPixel());
 }
 
 void FrmEditVideo::onHandleDragged(int index, int barX)
 {
     const int state = player_->PlayState();
     if (state == PreviewPlayer::Closed || state == PreviewPlayer::Playing)
-        pressPlayPause();
+        transport_->PressPlayPause();
     if (index == 0)
         range_.SetTrimPoints(barX, TrimRange::Unchanged, false, true, true);
     else
@@ -296,8 +303,9 @@ void FrmEditVideo::onHandleDragged(int index, int barX)
 
 void FrmEditVideo::onHandleReleased()
 {
-    if (resumeAfterSeek_ != 1 && resumeAfterSeek_ != -1)
-        pressPlayPause();
+    const int resume = transport_->ResumeAfterSeek();
+    if (resume != 1 && resume != -1)
+        transport_->PressPlayPause();
 }
 
 void FrmEditVideo::SaveTrim()
@@ -308,8 +316,8 @@ void FrmEditVideo::SaveTrim()
 
 void FrmEditVideo::StopTimers()
 {
-    timerWaitToPlay_->stop();
-    timerPlaySelected_->stop();
+    w_.timerWaitToPlay->stop();
+    w_.timerPlaySelected->stop();
 }
 
 void FrmEditVideo::reject()
@@ -337,16 +345,13 @@ void FrmEditVideo::finishClose()
     if (closed_)
         return;
     closed_ = true;
+    transport_->Close();
     StopTimers();
     player_->CloseMedia(false);
     Flags().EditWindowOpen = false;
     if (mainWindow_)
         mainWindow_->setEnabled(true);
-    // The person may have muted the preview; the player is left with sound.
-    if (tagOf(cmdPlayer_[2]) == QLatin1String("Off")) {
-        player_->SetMute(false);
-        player_->SetAudioVolume(int16_t(sliderMPVolume_->value()));
-    }
+    transport_->RestoreSound();
     if (g_current == this)
         g_current = nullptr;
 }

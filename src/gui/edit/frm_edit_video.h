@@ -2,7 +2,7 @@
 
 #include "core/edit/player_time.h"
 #include "core/edit/trim_range.h"
-#include "gui/edit/player_command.h"
+#include "gui/edit/editor_widgets.h"
 
 #include <QDialog>
 #include <QPointer>
@@ -18,6 +18,7 @@ namespace sonivert {
 class FileListModel;
 class PositionBar;
 class PreviewPlayer;
+class PreviewTransport;
 class RangeHighlight;
 class SeekSlider;
 class TrimHandle;
@@ -30,8 +31,8 @@ class FrmEditVideo : public QDialog
 
 public:
     // Geometry of the fixed-size window (pixels).
-    static constexpr int BarLeft = 30;
-    static constexpr int BarWidth = 580;
+    static constexpr int BarLeft = EditorBarLeft;
+    static constexpr int BarWidth = EditorBarWidth;
 
     FrmEditVideo(FileListModel *list, int row, QWidget *mainWindow);
     ~FrmEditVideo() override;
@@ -49,10 +50,10 @@ public:
 
     const TrimRange &Range() const { return range_; }
     PreviewPlayer *Player() const { return player_; }
-    TimeHalves MediaDuration() const { return mediaDuration_; }
-    TimeHalves PlayPosition() const { return playPosition_; }
-    TimeHalves LastSeekTime() const { return lastSeekTime_; }
-    int ResumeAfterSeek() const { return resumeAfterSeek_; }
+    TimeHalves MediaDuration() const;
+    TimeHalves PlayPosition() const;
+    TimeHalves LastSeekTime() const;
+    int ResumeAfterSeek() const;
     QString FilePath() const { return filePath_; }
 
 public slots:
@@ -64,39 +65,23 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
-    void buildLayout();
     void connectControls();
     void activateEditor();
     void onWaitToPlay();
 
-    // The buttons, pressed by the person or by the editor itself.
-    void pressPlayPause();
-    void pressStop();
-    void pressMute();
+    // The trim buttons, pressed by the person or by the editor itself.
     void pressSetPoint(int index);
     void pressPlaySelection();
     void pressNudge(int index);
     void pressReset();
 
-    void onVolumeChanged(int value);
-    void onMediaOpened(qint32 low, qint32 high);
-    void onPositionChanged(qint32 low, qint32 high);
-    void onStateChanged(int code);
-    void onPlayerError(const QString &text);
     void onPlaySelectedTick();
     void onHandlePressed(int index);
     void onHandleDragged(int index, int barX);
     void onHandleReleased();
-    void onSeekSliderPressed();
-    void onSeekSliderMoved(int value);
-    void onSeekSliderReleased(int x);
     void onRangeChanged();
 
-    void seekPlayerTo(const TimeHalves &time);
-    void showPosition(const TimeHalves &position);
     void setPlayerControlsEnabled(bool enabled);
-    PlayerLaunchSettings launchSettings() const;
-    bool askToSaveAndClose();
     void finishClose();
 
     QPointer<FileListModel> list_;
@@ -105,33 +90,12 @@ private:
     QString filePath_;
     TrimRange range_;
     PreviewPlayer *player_;
+    PreviewTransport *transport_ = nullptr;
 
-    TimeHalves mediaDuration_;
-    TimeHalves playPosition_;
-    TimeHalves lastSeekTime_;
-    bool progressUpdating_ = false;
-    int resumeAfterSeek_ = 2;
-    bool dragInProgress_ = false;
     bool closing_ = false;
     bool closed_ = false;
 
-    QWidget *picPreview_ = nullptr;
-    PositionBar *progressBarPlay_ = nullptr;
-    std::array<TrimHandle *, 2> trimPointImage_ {};
-    RangeHighlight *trimRange_ = nullptr;
-    std::array<QPushButton *, 5> cmdTrim_ {};
-    QPushButton *cmdReset_ = nullptr;
-    std::array<QPushButton *, 2> cmdPanels_ {};
-    std::array<QPushButton *, 3> cmdPlayer_ {};
-    QSlider *sliderMPVolume_ = nullptr;
-    SeekSlider *sliderPlay_ = nullptr;
-    QLabel *lblPlayTime_ = nullptr;
-    QLabel *lblPlayTotal_ = nullptr;
-    QLabel *lblStartTime_ = nullptr;
-    QLabel *lblEndTime_ = nullptr;
-    QLabel *lblSelectedTime_ = nullptr;
-    QTimer *timerWaitToPlay_ = nullptr;
-    QTimer *timerPlaySelected_ = nullptr;
+    EditorWidgets w_;
 };
 
 // Opens the trim editor for a row over the main window: disables the main window, marks the
