@@ -373,126 +373,78 @@ private slots:
     }
 
     // The sweep waits in nested event loops, so the person's clicks are made from the events
-    // that the sweep itself is waiting for.
-    void theWindowsStopEndsTheSweepAfterTheCurrentStep()
+    // that the sweep itself is waiting for: while the first step's job is held, or queued as a
+    // step ends, to be handled before the next one starts (not dropped by the main window that
+    // the next run's preparation disables).
+    void everyWayOfStoppingEndsTheSweepWithTheClockStopped_data()
     {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<QString>("state"); // of the one line written
+        QTest::newRow("the window's Stop") << QStringLiteral("stop") << QStringLiteral("Done");
+        QTest::newRow("the main window's Stop")
+            << QStringLiteral("main stop") << QStringLiteral("Canceled!");
+        QTest::newRow("the close box") << QStringLiteral("close") << QStringLiteral("Done");
+        QTest::newRow("Escape") << QStringLiteral("escape") << QStringLiteral("Done");
+        QTest::newRow("the window's Stop as a step ends")
+            << QStringLiteral("stop later") << QStringLiteral("Done");
+        QTest::newRow("the main window's Stop as a step ends")
+            << QStringLiteral("main stop later") << QStringLiteral("Done");
+    }
+    void everyWayOfStoppingEndsTheSweepWithTheClockStopped()
+    {
+        QFETCH(QString, how);
+        QFETCH(QString, state);
         importClip();
         test::ModalWatcher watcher;
-        holdTheFirstJob();
         QSignalSpy runs(window.get(), &MainWindow::runFinished);
         QSignalSpy ended(diagnose.data(), &DiagnoseWindow::sweepEnded);
-        bool commandsLocked = false;
-        bool stopLocked = false;
-        onceTheFirstJobRuns([&] {
-            commandsLocked = diagnose->isSweeping()
-                && !diagnose->testButton(TestAudioSettings)->isEnabled()
-                && !diagnose->testButton(TestClear)->isEnabled();
-            diagnoseStop()->click();
-            stopLocked = !diagnoseStop()->isEnabled();
-            releaseJobs();
-        });
+        QStringList lines;
+        connect(diagnose, &DiagnoseWindow::sweepEnded, this, [&] { lines = resultLines(); });
+        const bool mainStop = how.startsWith(QLatin1String("main"));
+        bool locked = true;
+        if (how.endsWith(QLatin1String("later"))) {
+            connect(window.get(), &MainWindow::runFinished, diagnose,
+                [&] { postClick(mainStop ? window->listButton(BtnStop) : diagnoseStop()); });
+        } else {
+            holdTheFirstJob();
+            onceTheFirstJobRuns([&] {
+                locked = diagnose->isSweeping()
+                    && !diagnose->testButton(TestAudioSettings)->isEnabled()
+                    && !diagnose->testButton(TestClear)->isEnabled();
+                if (how == QLatin1String("stop"))
+                    diagnoseStop()->click();
+                else if (mainStop)
+                    QTest::mouseClick(window->listButton(BtnStop), Qt::LeftButton);
+                else if (how == QLatin1String("close"))
+                    diagnose->close();
+                else
+                    QTest::keyClick(child<QPlainTextEdit>("Txt_TestResult"), Qt::Key_Escape);
+                releaseJobs();
+            });
+        }
+
         diagnose->testCommand(TestAudioSettings);
-        QVERIFY(commandsLocked);
-        QVERIFY(stopLocked);
-        QCOMPARE(ended.count(), 1);
+
+        QVERIFY(locked);
         QCOMPARE(runs.count(), 1);
+        QCOMPARE(ended.count(), 1);
         QCOMPARE(ended.first().first().value<SweepSummary>().end, SweepEnd::Stopped);
-        QCOMPARE(resultLines(),
-            QStringList {
-                QStringLiteral("   Microsoft ADPCM:Mono:16 bit:8000 Hz:32 kbps   Done   ") });
+        QCOMPARE(lines,
+            QStringList { QStringLiteral("   Microsoft ADPCM:Mono:16 bit:8000 Hz:32 kbps   ")
+                + state + QStringLiteral("   ") });
+        verifyClockStopped();
+        if (how == QLatin1String("close") || how == QLatin1String("escape")) {
+            QTRY_VERIFY(diagnose.isNull());
+            return;
+        }
         QVERIFY(child<QLabel>("Label1")->text().startsWith(QLatin1String("Test stopped")));
         QVERIFY(diagnose->testButton(TestAudioSettings)->isEnabled());
         QVERIFY(!diagnoseStop()->isEnabled());
-        verifyClockStopped();
     }
 
-    void theMainWindowsStopCancelsTheStepAndEndsTheSweep()
+    void escapeClosesAnIdleWindow()
     {
-        importClip();
-        test::ModalWatcher watcher;
-        holdTheFirstJob();
-        QSignalSpy runs(window.get(), &MainWindow::runFinished);
-        QSignalSpy ended(diagnose.data(), &DiagnoseWindow::sweepEnded);
-        onceTheFirstJobRuns(
-            [&] { QTest::mouseClick(window->listButton(BtnStop), Qt::LeftButton); });
-        diagnose->testCommand(TestAudioSettings);
-        QCOMPARE(runs.count(), 1);
-        QCOMPARE(ended.count(), 1);
-        QCOMPARE(ended.first().first().value<SweepSummary>().end, SweepEnd::Stopped);
-        QCOMPARE(resultLines(),
-            QStringList {
-                QStringLiteral("   Microsoft ADPCM:Mono:16 bit:8000 Hz:32 kbps   Canceled!   ") });
-        QCOMPARE(window->fileList()->GetRowState(0), RowState::Cancelled);
-        verifyClockStopped();
-        QVERIFY(window->listButton(BtnConvert)->isEnabled());
-        QVERIFY(window->listButton(BtnStop)->isEnabled());
-    }
-
-    // A Stop clicked as one step ends is handled before the next step starts, not dropped by the
-    // window that the next run's preparation disables.
-    void aStopClickedBetweenTwoStepsEndsTheSweep()
-    {
-        importClip();
-        test::ModalWatcher watcher;
-        QSignalSpy runs(window.get(), &MainWindow::runFinished);
-        QSignalSpy ended(diagnose.data(), &DiagnoseWindow::sweepEnded);
-        const auto once = connect(window.get(), &MainWindow::runFinished, diagnose,
-            [this] { postClick(window->listButton(BtnStop)); });
-        diagnose->testCommand(TestAudioSettings);
-        disconnect(once);
-        QCOMPARE(runs.count(), 1);
-        QCOMPARE(ended.count(), 1);
-        QCOMPARE(ended.first().first().value<SweepSummary>().end, SweepEnd::Stopped);
-        QCOMPARE(resultLines().size(), 1);
-        QCOMPARE(window->fileList()->GetRowState(0), RowState::Done);
-        verifyClockStopped();
-
-        // The window's own Stop, clicked at the same moment, ends the sweep there as well.
-        runs.clear();
-        const auto again = connect(window.get(), &MainWindow::runFinished, diagnose,
-            [this] { postClick(diagnoseStop()); });
-        diagnose->testCommand(TestAudioSettings);
-        disconnect(again);
-        QCOMPARE(runs.count(), 1);
-        QCOMPARE(ended.count(), 2);
-        QCOMPARE(ended.last().first().value<SweepSummary>().end, SweepEnd::Stopped);
-        verifyClockStopped();
-    }
-
-    // Escape does what the close box does: while a sweep runs, it ends after the current step
-    // and the window goes once it has.
-    void escapeAndTheCloseBoxEndTheSweepAndCloseTheWindow_data()
-    {
-        QTest::addColumn<bool>("escape");
-        QTest::newRow("close box") << false;
-        QTest::newRow("Escape") << true;
-    }
-    void escapeAndTheCloseBoxEndTheSweepAndCloseTheWindow()
-    {
-        QFETCH(bool, escape);
-        importClip();
-        test::ModalWatcher watcher;
-        holdTheFirstJob();
-        QSignalSpy runs(window.get(), &MainWindow::runFinished);
-        onceTheFirstJobRuns([&] {
-            if (escape)
-                QTest::keyClick(child<QPlainTextEdit>("Txt_TestResult"), Qt::Key_Escape);
-            else
-                diagnose->close();
-            releaseJobs();
-        });
-        diagnose->testCommand(TestAudioSettings);
-        QCOMPARE(runs.count(), 1);
-        QTRY_VERIFY(diagnose.isNull());
-        verifyClockStopped();
-        QCOMPARE(window->fileList()->GetRowState(0), RowState::Done);
-
-        // Idle, it simply closes.
-        diagnose = OpenDiagnoseWindow(window.get());
-        if (escape)
-            QTest::keyClick(diagnose.data(), Qt::Key_Escape);
-        else
-            diagnose->close();
+        QTest::keyClick(diagnose.data(), Qt::Key_Escape);
         QTRY_VERIFY(diagnose.isNull());
     }
 
