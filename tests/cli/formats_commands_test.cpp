@@ -13,7 +13,7 @@ QJsonObject settingsJson(const QStringList &extra)
 {
     const CliRun result
         = RunCli(QStringList { QStringLiteral("settings"), QStringLiteral("--json") } + extra);
-    return QJsonDocument::fromJson(result.out).object();
+    return result.json().object();
 }
 
 QJsonObject list(const QJsonObject &settings, const char *name)
@@ -43,9 +43,9 @@ private slots:
         for (const char *family : { "FLAC", "WAV", "AIFF", "AC3", "MP2", "WMA", "OGG Vorbis" })
             QVERIFY2(keywords.contains(QLatin1String(family)), family);
 
-        const CliRun json = RunCli({ QStringLiteral("formats"), QStringLiteral("--json") });
-        QCOMPARE(json.exitCode, 0);
-        const QJsonArray array = QJsonDocument::fromJson(json.out).array();
+        const CliRun listed = RunCli({ QStringLiteral("formats"), QStringLiteral("--json") });
+        QCOMPARE(listed.exitCode, 0);
+        const QJsonArray array = listed.json().array();
         QCOMPARE(array.size(), keywords.size());
         for (int i = 0; i < array.size(); ++i)
             QCOMPARE(
@@ -56,10 +56,10 @@ private slots:
 
     void presetsOfOneFamily()
     {
-        const CliRun json = RunCli(
+        const CliRun listed = RunCli(
             { QStringLiteral("presets"), QStringLiteral("wav"), QStringLiteral("--json") });
-        QCOMPARE(json.exitCode, 0);
-        const QJsonArray array = QJsonDocument::fromJson(json.out).array();
+        QCOMPARE(listed.exitCode, 0);
+        const QJsonArray array = listed.json().array();
         QVERIFY(array.size() >= 4);
         const QJsonObject custom = array.first().toObject();
         QCOMPARE(custom.value(QStringLiteral("name")).toString(), QStringLiteral("[Custom]"));
@@ -82,7 +82,7 @@ private slots:
     {
         const CliRun all = RunCli({ QStringLiteral("presets"), QStringLiteral("--json") });
         QCOMPARE(all.exitCode, 0);
-        const QJsonArray array = QJsonDocument::fromJson(all.out).array();
+        const QJsonArray array = all.json().array();
         QStringList keywords;
         for (const QJsonValue &value : array) {
             const QString keyword = value.toObject().value(QStringLiteral("keyword")).toString();
@@ -128,12 +128,8 @@ private slots:
         // The default is the second entry of the family's list, the first real preset.
         const CliRun presets = RunCli(
             { QStringLiteral("presets"), QStringLiteral("MP3"), QStringLiteral("--json") });
-        const QString secondId = QJsonDocument::fromJson(presets.out)
-                                     .array()
-                                     .at(1)
-                                     .toObject()
-                                     .value(QStringLiteral("id"))
-                                     .toString();
+        const QString secondId
+            = presets.json().array().at(1).toObject().value(QStringLiteral("id")).toString();
         QCOMPARE(settingsJson({ QStringLiteral("--preset"), secondId }), settings);
     }
 
@@ -159,7 +155,7 @@ private slots:
         const CliRun presets = RunCli(
             { QStringLiteral("presets"), QStringLiteral("WAV"), QStringLiteral("--json") });
         QString gsmName;
-        for (const QJsonValue &value : QJsonDocument::fromJson(presets.out).array()) {
+        for (const QJsonValue &value : presets.json().array()) {
             const QString name = value.toObject().value(QStringLiteral("name")).toString();
             if (name.contains(QStringLiteral("GSM")))
                 gsmName = name;

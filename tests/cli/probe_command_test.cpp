@@ -133,7 +133,7 @@ private slots:
         const CliRun r
             = run({ QStringLiteral("--json"), QStringLiteral("--"), QStringLiteral("-odd") });
         QCOMPARE(r.exitCode, 1);
-        QCOMPARE(QJsonDocument::fromJson(r.out).array().size(), 1);
+        QCOMPARE(r.json().array().size(), 1);
     }
 };
 
