@@ -58,6 +58,14 @@ public:
         // the disabled window of the next run's preparation.
         QCoreApplication::sendPostedEvents();
         QCoreApplication::processEvents();
+        // A Convert clicked meanwhile started a run of the person's own; the step's Convert would
+        // only pause it, so the step waits for it to end.
+        if (m_main && m_main->GetConvertButtonState() != 0) {
+            QEventLoop loop;
+            QObject::connect(m_main, &MainWindow::runFinished, &loop, &QEventLoop::quit);
+            QObject::connect(m_main, &QObject::destroyed, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
     }
 
     StepOutcome RunStep() override

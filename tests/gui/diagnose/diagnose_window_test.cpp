@@ -442,6 +442,34 @@ private slots:
         QVERIFY(!diagnoseStop()->isEnabled());
     }
 
+    // The main window takes clicks between two steps; a run started there ends before the
+    // next step starts its own.
+    void aConvertClickedBetweenStepsRunsBeforeTheNextStep()
+    {
+        importClip();
+        test::ModalWatcher watcher;
+        QSignalSpy runs(window.get(), &MainWindow::runFinished);
+        QSignalSpy ended(diagnose.data(), &DiagnoseWindow::sweepEnded);
+        const auto once = connect(window.get(), &MainWindow::runFinished, diagnose, [&] {
+            if (runs.count() == 1)
+                postClick(window->listButton(BtnConvert));
+        });
+        // A step that paused the person's run would wait for ever; this ends it and fails.
+        QTimer::singleShot(5000, diagnose, [this] {
+            diagnose->requestStop();
+            window->stopCommand();
+        });
+        diagnose->testCommand(TestAudioSettings);
+        disconnect(once);
+        QCOMPARE(runs.count(), 5);
+        QCOMPARE(ended.count(), 1);
+        QCOMPARE(ended.first().first().value<SweepSummary>().steps, 4);
+        QCOMPARE(resultLines().size(), 4);
+        for (const QString &line : resultLines())
+            QVERIFY2(line.endsWith(QLatin1String("   Done   ")), qPrintable(line));
+        verifyClockStopped();
+    }
+
     void escapeClosesAnIdleWindow()
     {
         QTest::keyClick(diagnose.data(), Qt::Key_Escape);
