@@ -32,6 +32,11 @@ CliRun RunCli(const QStringList &args, int timeoutMs)
     QProcess cli;
     cli.start(CliProgram(), args);
     CliRun run;
+    if (!cli.waitForStarted()) {
+        qWarning(
+            "%s cannot be started: %s", qPrintable(CliProgram()), qPrintable(cli.errorString()));
+        return run;
+    }
     if (!cli.waitForFinished(timeoutMs)) {
         qWarning(
             "sonivert-cli %s did not end within %d ms", qPrintable(args.join(u' ')), timeoutMs);
