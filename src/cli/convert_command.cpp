@@ -5,9 +5,8 @@
 #include "core/app/folders.h"
 #include "core/constants/named_constants.h"
 #include "core/convert/conversion_run.h"
-#include "core/convert/encoder.h"
+#include "core/convert/ffmpeg_encode_job.h"
 #include "core/convert/ffmpeg_program.h"
-#include "core/convert/input_facts.h"
 #include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
 #include "core/convert/output_naming.h"
@@ -258,7 +257,7 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
     for (const PlannedFile &f : files) {
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
             + BuildFfmpegArguments(f.input, f.plan.inputOptions, f.encoderOutput,
-                f.plan.outputOptions, f.plan.cut, ReadInputFacts(f.input).tags);
+                f.plan.outputOptions, f.plan.cut, f.plan.source.tags);
         if (json) {
             array.append(QJsonObject { { QStringLiteral("file"), f.input },
                 { QStringLiteral("seek"), f.plan.inputOptions },
@@ -397,10 +396,10 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             GetNamedConstant(QStringLiteral("REGISTRY_PRODUCT")))
                      .outputPath;
     }
-    if (!CheckOutputFolder(folder)) {
-        io.err << "sonivert-cli convert: the output folder \"" << folder
-               << "\" cannot be used: it is not a folder, cannot be created or cannot be "
-                  "written to\n";
+    QString why;
+    if (!CheckOutputFolder(folder, &why)) {
+        io.err << "sonivert-cli convert: the output folder \"" << folder << "\" cannot be used. "
+               << why << "\n";
         return ExitCode::OutputFolderUnusable;
     }
     folder = WithTrailingSeparator(QFileInfo(folder.trimmed()).absoluteFilePath());

@@ -34,12 +34,12 @@ void FakeJob::Resume()
 
 void FakeJob::Stop()
 {
-    QTimer::singleShot(0, this, [this] { finishAs(JobOutcome::Stopped, QString()); });
+    QTimer::singleShot(0, this, [this] { Finish(JobOutcome::Stopped, QString()); });
 }
 
 void FakeJob::StopAndWait()
 {
-    finishAs(JobOutcome::Stopped, QString());
+    Finish(JobOutcome::Stopped, QString());
 }
 
 void FakeJob::Release()
@@ -51,7 +51,7 @@ void FakeJob::Release()
 
 void FakeJob::advance()
 {
-    if (finished_ || paused_)
+    if (IsFinished() || paused_)
         return;
     while (nextPosition_ < script_.positionsUs.size())
         emit progress(script_.positionsUs.at(nextPosition_++));
@@ -60,22 +60,12 @@ void FakeJob::advance()
     if (script_.outcome == JobOutcome::Succeeded) {
         QFile output(task_.temporaryOutput);
         if (!output.open(QIODevice::WriteOnly) || output.write("fake sound") < 0) {
-            finishAs(JobOutcome::Failed, task_.temporaryOutput + QStringLiteral(": cannot write"));
+            Finish(JobOutcome::Failed, task_.temporaryOutput + QStringLiteral(": cannot write"));
             return;
         }
     }
     result_.logTail = { QStringLiteral("fake log of ") + QFileInfo(task_.input).fileName() };
-    finishAs(script_.outcome, script_.message);
-}
-
-void FakeJob::finishAs(JobOutcome outcome, const QString &message)
-{
-    if (finished_)
-        return;
-    finished_ = true;
-    result_.outcome = outcome;
-    result_.message = message;
-    emit finished();
+    Finish(script_.outcome, script_.message);
 }
 
 EncodeJobFactory FakeEngine::Factory()

@@ -31,8 +31,6 @@ public:
     void Resume() override;
     void Stop() override;
     void StopAndWait() override;
-    bool IsFinished() const override { return finished_; }
-    EncodeJobResult Result() const override { return result_; }
 
     const EncodeTask &Task() const { return task_; }
     bool IsStarted() const { return started_; }
@@ -42,15 +40,12 @@ public:
 
 private:
     void advance();
-    void finishAs(JobOutcome outcome, const QString &message);
 
     EncodeTask task_;
     FakeScript script_;
-    EncodeJobResult result_;
     qsizetype nextPosition_ = 0;
     bool started_ = false;
     bool paused_ = false;
-    bool finished_ = false;
 };
 
 // An engine of fake jobs, scripted by input file name; every job it made, in order.

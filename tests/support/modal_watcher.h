@@ -6,6 +6,7 @@
 #include <QPushButton>
 #include <QStringList>
 #include <QTimer>
+#include <functional>
 
 namespace sonivert::test {
 
@@ -35,5 +36,18 @@ public:
     QStringList seen;
     QTimer timer;
 };
+
+// Acts once on the next modal window, as soon as it is up.
+inline void OnNextModal(std::function<void(QWidget *)> action)
+{
+    QTimer::singleShot(0, [action] {
+        QWidget *modal = QApplication::activeModalWidget();
+        if (!modal) {
+            OnNextModal(action);
+            return;
+        }
+        action(modal);
+    });
+}
 
 } // namespace sonivert::test

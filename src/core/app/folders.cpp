@@ -112,6 +112,9 @@ const AppFolders &SetupFolders(const QString &programFolder, const QString &sett
     f.librariesFolder = programFolder + QStringLiteral("/Libs");
     f.inputPath = rememberedFolder(settingsKey, QStringLiteral("InputPath"));
     f.outputPath = rememberedFolder(settingsKey, QStringLiteral("OutputPath"));
+    // An account without music, documents or desktop folders still gets a place for output.
+    if (f.outputPath.isEmpty())
+        f.outputPath = DocumentsFolder();
     storedFolders() = f;
     return storedFolders();
 }
@@ -121,19 +124,32 @@ const AppFolders &Folders()
     return storedFolders();
 }
 
-bool CheckOutputFolder(QString &boxText)
+QString DocumentsFolder()
 {
-    if (boxText.trimmed().isEmpty())
-        boxText = GetSpecialFolder(SpecialFolder::Documents);
-    const QString folder = boxText.trimmed();
-    if (folder.isEmpty())
+    QString path = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    if (path.isEmpty())
+        path = QDir::homePath() + QStringLiteral("/Documents");
+    return QDir::cleanPath(path) + QLatin1Char('/');
+}
+
+bool CheckOutputFolder(QString &boxText, QString *why)
+{
+    const auto refuse = [why](const QString &reason) {
+        if (why)
+            *why = reason;
         return false;
+    };
+    if (boxText.trimmed().isEmpty())
+        boxText = DocumentsFolder();
+    const QString folder = boxText.trimmed();
     const QFileInfo info(folder);
     if (info.exists() && !info.isDir())
-        return false;
+        return refuse(QStringLiteral("This is a file, not a folder."));
     if (!info.exists() && !QDir().mkpath(folder))
-        return false;
-    return probeWritable(folder);
+        return refuse(QStringLiteral("This folder does not exist and cannot be created."));
+    if (!probeWritable(folder))
+        return refuse(QStringLiteral("This folder cannot be written to."));
+    return true;
 }
 
 QString WithTrailingSeparator(const QString &folder)

@@ -37,9 +37,14 @@ const AppFolders &Folders();
 // Music, else documents, else desktop; "" when none exists.
 QString DefaultUserFolder();
 
+// The documents folder, whether or not it exists yet: where output goes when no other folder
+// can be had (the output check creates it).
+QString DocumentsFolder();
+
 // True when the folder named by boxText exists (or could be created) and a file can be written
 // in it. An empty text becomes the documents folder. Never touches a file the user already has.
-bool CheckOutputFolder(QString &boxText);
+// When it fails, why says so in a few words for the person ("This folder cannot be written to.").
+bool CheckOutputFolder(QString &boxText, QString *why = nullptr);
 
 // Appends the separator the output folder box keeps at its end; blank text stays as it is.
 QString WithTrailingSeparator(const QString &folder);

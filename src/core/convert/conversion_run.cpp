@@ -73,7 +73,7 @@ QString ConversionRun::AddRow(int row, const QString &input, const TaskPlan &pla
         names_.Release(encoderOutput);
         return QString();
     };
-    const int task = encoder_->AddInputFile(input, plan.inputOptions);
+    const int task = encoder_->AddInputFile(input, plan.inputOptions, plan.source);
     if (task < 0)
         return refuse();
     if (encoder_->AddOutputFile(task, encoderOutput, plan.outputOptions, plan.cut) < 0) {
@@ -219,7 +219,7 @@ void ConversionRun::onProgress(int task, qint64 positionUs, qint64 totalUs)
     updateTotal();
 }
 
-void ConversionRun::onTaskEnd(int task, bool success, bool failure, const QString &message)
+void ConversionRun::onTaskEnd(int task, EncoderTaskState state, const QString &message)
 {
     if (state_ == RunState::Idle)
         return;
@@ -230,7 +230,7 @@ void ConversionRun::onTaskEnd(int task, bool success, bool failure, const QStrin
     Row *r = rowOfTask(task);
     if (!r)
         return;
-    if (success) {
+    if (state == EncoderTaskState::Succeeded) {
         QString written = encoder_->TaskInfo(task).finalOutput;
         if (r->encoderOutput != r->output) {
             // An M4B or M4R output was encoded as M4A; it takes its own name now it is whole.
@@ -246,7 +246,7 @@ void ConversionRun::onTaskEnd(int task, bool success, bool failure, const QStrin
         endRow(*r, RowOutcome::Done, QString());
         return;
     }
-    if (!failure) {
+    if (state != EncoderTaskState::Failed) {
         endRow(*r, RowOutcome::Cancelled, QString());
         return;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/convert/encode_job.h"
+#include "core/convert/encoder.h"
 #include "core/convert/output_naming.h"
 #include "core/convert/run_progress.h"
 
@@ -11,8 +12,6 @@
 #include <vector>
 
 namespace sonivert {
-
-class Encoder;
 
 enum class RunState : int {
     Idle = 0,
@@ -121,7 +120,7 @@ private:
     const Row *find(int row) const;
     void setState(RunState state);
     void onProgress(int task, qint64 positionUs, qint64 totalUs);
-    void onTaskEnd(int task, bool success, bool failure, const QString &message);
+    void onTaskEnd(int task, EncoderTaskState state, const QString &message);
     void endRow(Row &row, RowOutcome outcome, const QString &message);
     void stopWith(RunStopReason reason);
     void finishRun(RunStopReason reason);

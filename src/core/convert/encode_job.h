@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/convert/input_facts.h"
 #include "core/convert/run_progress.h"
+#include "core/media/source_facts.h"
 
 #include <QObject>
 #include <QStringList>
@@ -18,7 +18,7 @@ struct EncodeTask
     QString inputOptions; // the option texts as a person reads them
     QString outputOptions;
     TaskCut cut;
-    InputFacts facts; // what the input holds, read when the task was queued
+    SourceFacts facts; // what the input holds, as its probe read it
 };
 
 enum class JobOutcome {
@@ -52,14 +52,32 @@ public:
     virtual void Stop() = 0;
     // Stop, and return only when the work has ended.
     virtual void StopAndWait() = 0;
-    virtual bool IsFinished() const = 0;
-    virtual EncodeJobResult Result() const = 0;
+
+    bool IsFinished() const { return finished_; }
+    const EncodeJobResult &Result() const { return result_; }
 
 signals:
     void progress(qint64 outTimeUs);
     // One line of the engine's log with ffmpeg's level numbers (AV_LOG_*).
     void logLine(int level, const QString &text);
     void finished();
+
+protected:
+    // Ends the job once: the outcome and message go into the result and finished() follows.
+    void Finish(JobOutcome outcome, const QString &message)
+    {
+        if (finished_)
+            return;
+        finished_ = true;
+        result_.outcome = outcome;
+        result_.message = message;
+        emit finished();
+    }
+
+    EncodeJobResult result_;
+
+private:
+    bool finished_ = false;
 };
 
 using EncodeJobFactory = std::function<EncodeJob *(const EncodeTask &task, QObject *parent)>;

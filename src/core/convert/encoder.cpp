@@ -3,67 +3,46 @@
 #include "core/convert/engine_message.h"
 #include "core/convert/ffmpeg_encode_job.h"
 #include "core/convert/ffmpeg_program.h"
-#include "core/convert/option_builder.h"
-#include "core/convert/option_tokens.h"
 #include "core/convert/output_naming.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QThread>
 #include <QTimer>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+extern "C" {
+#include <libavutil/error.h>
+}
 
 namespace sonivert {
 
 namespace {
+
+// 0 when the path is a file this process can read, else the errno that says why not.
+int readableFileError(const QByteArray &name)
+{
+    struct stat st;
+    if (::stat(name.constData(), &st) != 0)
+        return errno;
+    if (S_ISDIR(st.st_mode))
+        return EISDIR;
+    const int fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return errno;
+    ::close(fd);
+    return 0;
+}
 
 QString absolutePath(const QString &path)
 {
     return QFileInfo(path).isAbsolute() ? path : QFileInfo(path).absoluteFilePath();
 }
 
-// The words without the cut options of the option texts, which the plan's cut replaces.
-QStringList withoutCutWords(const QStringList &words)
-{
-    QStringList kept;
-    for (qsizetype i = 0; i < words.size(); ++i) {
-        const QString &word = words.at(i);
-        if (word == QLatin1String("-ss") || word == QLatin1String("-t")
-            || word == QLatin1String("-to")) {
-            ++i; // and its value
-            continue;
-        }
-        kept << word;
-    }
-    return kept;
-}
-
 } // namespace
-
-QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
-    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags)
-{
-    QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
-        QStringLiteral("-nostats"), QStringLiteral("-loglevel"), QStringLiteral("level+info"),
-        QStringLiteral("-progress"), QStringLiteral("pipe:1"), QStringLiteral("-stats_period"),
-        QString::number(Encoder::ProgressIntervalSeconds), QStringLiteral("-n") };
-    args << withoutCutWords(FfmpegOptionWords(inputOptions));
-    args << QStringLiteral("-i") << input;
-    // Only the song tags travel, written out one by one: what ffmpeg copies by default also
-    // carries the source's bookkeeping (brands, handler names, its encoder). Bit-exact output
-    // keeps ffmpeg from adding its own version tag.
-    args << QStringLiteral("-map_metadata") << QStringLiteral("-1") << QStringLiteral("-fflags")
-         << QStringLiteral("+bitexact");
-    for (const auto &[key, value] : tags)
-        args << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
-    args << withoutCutWords(FfmpegOptionWords(outputOptions));
-    // After the input, so nothing is lost to a seek in a file whose index or start time misleads.
-    if (cut.startUs > 0)
-        args << QStringLiteral("-ss") << SecondsText(cut.startUs);
-    if (cut.lengthUs >= 0)
-        args << QStringLiteral("-t") << SecondsText(cut.lengthUs);
-    args << output;
-    return args;
-}
 
 qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut)
 {
@@ -83,7 +62,8 @@ Encoder::~Encoder()
     StopTasks(true);
 }
 
-int Encoder::AddInputFile(const QString &input, const QString &inputOptions)
+int Encoder::AddInputFile(
+    const QString &input, const QString &inputOptions, const SourceFacts &facts)
 {
     if (!factory_ && (program_.isEmpty() || !QFileInfo(program_).isExecutable())) {
         lastError_ = MissingFfmpegMessage();
@@ -92,11 +72,13 @@ int Encoder::AddInputFile(const QString &input, const QString &inputOptions)
     Task task;
     task.info.input = absolutePath(input);
     task.info.inputOptions = inputOptions;
-    task.facts = ReadInputFacts(task.info.input);
-    if (!task.facts.ok) {
-        lastError_ = task.facts.errorText;
+    if (const int error = readableFileError(QFile::encodeName(task.info.input))) {
+        char text[AV_ERROR_MAX_STRING_SIZE] = {};
+        av_strerror(AVERROR(error), text, sizeof text);
+        lastError_ = task.info.input + QLatin1String(": ") + QString::fromUtf8(text);
         return -1;
     }
+    task.facts = facts;
     tasks_.push_back(std::move(task));
     return TaskCount() - 1;
 }
@@ -259,7 +241,7 @@ void Encoder::startNext()
     }
     if (started_ && runningCount() == 0 && !anyQueued()) {
         started_ = false;
-        emit taskEnd(-1, true, false, QString());
+        emit taskEnd(-1, EncoderTaskState::Succeeded, QString());
     }
 }
 
@@ -267,7 +249,7 @@ bool Encoder::startTask(int index)
 {
     Task &task = tasks_[index];
     if (task.info.output.isEmpty()) {
-        endTask(index, false, QStringLiteral("No output file was given."));
+        endTask(index, EncoderTaskState::Failed, QStringLiteral("No output file was given."));
         scheduleNext();
         return false;
     }
@@ -310,10 +292,9 @@ void Encoder::onJobFinished(int index)
     QFile::remove(task.temporaryOutput);
     if (result.outcome == JobOutcome::Stopped) {
         // Stopped by something other than the queue: the task ends as cancelled.
-        task.info.state = EncoderTaskState::Cancelled;
-        emit taskEnd(index, false, false, QString());
+        endTask(index, EncoderTaskState::Cancelled, QString());
     } else {
-        endTask(index, false, result.message);
+        endTask(index, EncoderTaskState::Failed, result.message);
     }
     scheduleNext();
 }
@@ -342,17 +323,17 @@ void Encoder::moveIntoPlace(int index)
     } else {
         QFile::remove(task.temporaryOutput);
     }
-    endTask(
-        index, moved.ok, moved.ok ? QString() : moved.path + QLatin1String(": ") + moved.message);
+    endTask(index, moved.ok ? EncoderTaskState::Succeeded : EncoderTaskState::Failed,
+        moved.ok ? QString() : moved.path + QLatin1String(": ") + moved.message);
     scheduleNext();
 }
 
-void Encoder::endTask(int index, bool success, const QString &message)
+void Encoder::endTask(int index, EncoderTaskState state, const QString &message)
 {
     Task &task = tasks_[index];
-    task.info.state = success ? EncoderTaskState::Succeeded : EncoderTaskState::Failed;
+    task.info.state = state;
     task.info.message = message;
-    emit taskEnd(index, success, !success, message);
+    emit taskEnd(index, state, message);
 }
 
 } // namespace sonivert

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "core/convert/encode_job.h"
-#include "core/convert/input_facts.h"
 #include "core/convert/run_progress.h"
 
 #include <QObject>
@@ -34,13 +33,6 @@ struct EncoderTaskInfo
     int exitCode = -1;
 };
 
-// The ffmpeg argv of one task (without the program): the input, then the output options (split
-// like a shell word list), the song tags and the cut, then the output. The option texts' own
-// "-ss" and "-t" are left out: an untrimmed task converts the whole sound, and a trimmed one is
-// cut after decoding, which counts from the file's start and needs no index to seek in.
-QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
-    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
-
 // The length of the output in microseconds: the input's duration within the cut; the cut's
 // length, or 0, when the input's duration is unknown.
 qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut);
@@ -67,8 +59,11 @@ public:
     void SetJobFactory(EncodeJobFactory factory) { factory_ = std::move(factory); }
 
     // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
-    // install a missing ffmpeg). Fails only for an input that cannot be read at all.
-    int AddInputFile(const QString &input, const QString &inputOptions);
+    // install a missing ffmpeg). Fails only for an input that cannot be read at all. The facts
+    // are the probe's: the queue does not open the input itself (without them the output's
+    // length is unknown and no tags travel).
+    int AddInputFile(
+        const QString &input, const QString &inputOptions, const SourceFacts &facts = {});
     // 0, or -1 with the reason in LastErrorText. The cut is the part of the input to convert.
     int AddOutputFile(
         int taskIndex, const QString &output, const QString &outputOptions, const TaskCut &cut);
@@ -98,9 +93,10 @@ signals:
     void progress(int taskIndex, qint64 positionUs, qint64 totalUs);
     // Before taskEnd, when the output had to take another name than the one queued.
     void outputFileRenamed(int taskIndex, const QString &path);
-    // One per task, then once with taskIndex -1 when the queue is done. A task succeeds only
+    // One per task (Succeeded, Failed or Cancelled), then once with taskIndex -1 and Succeeded
+    // when the queue is done. A task succeeds only
     // when its output reads back with the whole sound asked of it.
-    void taskEnd(int taskIndex, bool success, bool failure, const QString &message);
+    void taskEnd(int taskIndex, EncoderTaskState state, const QString &message);
     // "#" + task index + "." + ffmpeg's level + " " + the line.
     void logLine(const QString &text);
 
@@ -108,7 +104,7 @@ private:
     struct Task
     {
         EncoderTaskInfo info;
-        InputFacts facts;
+        SourceFacts facts;
         QString temporaryOutput;
         TaskCut cut;
         qint64 totalUs = 0;
@@ -120,7 +116,7 @@ private:
     bool startTask(int index);
     void onJobFinished(int index);
     void moveIntoPlace(int index);
-    void endTask(int index, bool success, const QString &message);
+    void endTask(int index, EncoderTaskState state, const QString &message);
     void abandonJob(Task &task);
     int runningCount() const;
     bool anyQueued() const;

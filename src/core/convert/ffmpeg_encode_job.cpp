@@ -4,6 +4,7 @@
 #include "core/convert/engine_message.h"
 #include "core/convert/ffmpeg_job.h"
 #include "core/convert/ffmpeg_program.h"
+#include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
 
 #include <QFileInfo>
@@ -12,6 +13,52 @@
 #include <memory>
 
 namespace sonivert {
+
+namespace {
+
+// The words without the cut options of the option texts, which the plan's cut replaces.
+QStringList withoutCutWords(const QStringList &words)
+{
+    QStringList kept;
+    for (qsizetype i = 0; i < words.size(); ++i) {
+        const QString &word = words.at(i);
+        if (word == QLatin1String("-ss") || word == QLatin1String("-t")
+            || word == QLatin1String("-to")) {
+            ++i; // and its value
+            continue;
+        }
+        kept << word;
+    }
+    return kept;
+}
+
+} // namespace
+
+QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
+    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags)
+{
+    QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
+        QStringLiteral("-nostats"), QStringLiteral("-loglevel"), QStringLiteral("level+info"),
+        QStringLiteral("-progress"), QStringLiteral("pipe:1"), QStringLiteral("-stats_period"),
+        QString::number(Encoder::ProgressIntervalSeconds), QStringLiteral("-n") };
+    args << withoutCutWords(FfmpegOptionWords(inputOptions));
+    args << QStringLiteral("-i") << input;
+    // Only the song tags travel, written out one by one: what ffmpeg copies by default also
+    // carries the source's bookkeeping (brands, handler names, its encoder). Bit-exact output
+    // keeps ffmpeg from adding its own version tag.
+    args << QStringLiteral("-map_metadata") << QStringLiteral("-1") << QStringLiteral("-fflags")
+         << QStringLiteral("+bitexact");
+    for (const auto &[key, value] : tags)
+        args << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
+    args << withoutCutWords(FfmpegOptionWords(outputOptions));
+    // After the input, so nothing is lost to a seek in a file whose index or start time misleads.
+    if (cut.startUs > 0)
+        args << QStringLiteral("-ss") << SecondsText(cut.startUs);
+    if (cut.lengthUs >= 0)
+        args << QStringLiteral("-t") << SecondsText(cut.lengthUs);
+    args << output;
+    return args;
+}
 
 FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent)
     : EncodeJob(parent)
@@ -46,13 +93,13 @@ void FfmpegEncodeJob::Resume()
 
 void FfmpegEncodeJob::Stop()
 {
-    if (finished_)
+    if (IsFinished())
         return;
     stopping_ = true;
     if (check_) {
         // The read-back goes on unheard; what it reads is about to go anyway.
         check_->disconnect(this);
-        finish(JobOutcome::Stopped, QString());
+        Finish(JobOutcome::Stopped, QString());
         return;
     }
     process_->Stop();
@@ -60,7 +107,7 @@ void FfmpegEncodeJob::Stop()
 
 void FfmpegEncodeJob::StopAndWait()
 {
-    if (finished_)
+    if (IsFinished())
         return;
     Stop();
     if (!process_->IsFinished())
@@ -73,11 +120,11 @@ void FfmpegEncodeJob::onProcessFinished()
     result_.exitCode = ran.exitCode;
     result_.logTail = ran.stderrTail;
     if (stopping_ || ran.stopped) {
-        finish(JobOutcome::Stopped, QString());
+        Finish(JobOutcome::Stopped, QString());
         return;
     }
     if (!ran.ok || ran.partialFile) {
-        finish(JobOutcome::Failed, failureMessage());
+        Finish(JobOutcome::Failed, failureMessage());
         return;
     }
     auto promise = std::make_shared<QPromise<OutputVerdict>>();
@@ -100,17 +147,7 @@ void FfmpegEncodeJob::onProcessFinished()
 
 void FfmpegEncodeJob::onOutputChecked(const OutputVerdict &verdict)
 {
-    finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
-}
-
-void FfmpegEncodeJob::finish(JobOutcome outcome, const QString &message)
-{
-    if (finished_)
-        return;
-    finished_ = true;
-    result_.outcome = outcome;
-    result_.message = message;
-    emit finished();
+    Finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
 }
 
 QString FfmpegEncodeJob::failureMessage() const

@@ -10,6 +10,13 @@ namespace sonivert {
 
 class FfmpegJob;
 
+// The ffmpeg argv of one task (without the program): the input, then the output options (split
+// like a shell word list), the song tags and the cut, then the output. The option texts' own
+// "-ss" and "-t" are left out: an untrimmed task converts the whole sound, and a trimmed one is
+// cut after decoding, which counts from the file's start and needs no index to seek in.
+QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
+    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
+
 // A task converted by one run of the ffmpeg program, then read back: an exit status of 0 proves
 // nothing about the file.
 class FfmpegEncodeJob : public EncodeJob
@@ -25,21 +32,16 @@ public:
     void Resume() override;
     void Stop() override;
     void StopAndWait() override;
-    bool IsFinished() const override { return finished_; }
-    EncodeJobResult Result() const override { return result_; }
 
 private:
     void onProcessFinished();
     void onOutputChecked(const OutputVerdict &verdict);
-    void finish(JobOutcome outcome, const QString &message);
     QString failureMessage() const;
 
     QString program_;
     EncodeTask task_;
     FfmpegJob *process_ = nullptr;
     QPointer<QFutureWatcher<OutputVerdict>> check_;
-    EncodeJobResult result_;
-    bool finished_ = false;
     bool stopping_ = false;
 };
 

@@ -143,11 +143,12 @@ QString aspectOption(const EncoderOptionSettings &settings, const QString &sourc
     return settings.aspectRatio;
 }
 
-void estimateVideoBitrate(EncoderOptionSettings &settings, int sourceWidth, int sourceHeight)
+// -1 unless the value is "0" or the choice "Smart Fit".
+int estimateVideoBitrate(const EncoderOptionSettings &settings, int sourceWidth, int sourceHeight)
 {
     if (settings.videoBitrateValue != QLatin1String("0")
         && settings.videoBitrateChoice != QLatin1String("Smart Fit"))
-        return;
+        return -1;
     const int q = QualityFactor(settings.quality);
     const bool sized = settings.width != 0 && settings.height != 0;
     int estimate = EstimateVideoBitrate(sized ? settings.width : sourceWidth,
@@ -155,7 +156,7 @@ void estimateVideoBitrate(EncoderOptionSettings &settings, int sourceWidth, int 
     // The value lives in a number box, which keeps it within its limit.
     if (settings.videoBitrateMaximum >= 0)
         estimate = std::min(estimate, settings.videoBitrateMaximum);
-    settings.videoBitrateValue = QString::number(estimate);
+    return estimate;
 }
 
 } // namespace
@@ -182,65 +183,86 @@ EncoderOptionSettings ReadEncoderOptionSettings(const OutputSettings &settings)
     return s;
 }
 
-QString BuildEncoderOptions(const MediaItem &item, EncoderOptionSettings &settings)
+EncodePlan PlanEncoding(const MediaItem &item, const EncoderOptionSettings &settings)
 {
-    QString chain;
-    QString s;
-
+    EncodePlan plan;
     const int sourceWidth = item.Integer(Field::VideoWidth);
     const int sourceHeight = item.Integer(Field::VideoHeight);
-    const int sourceRate = item.Integer(Field::VideoFrameRateNumerator);
-    const QString sourceAspect = item.Text(Field::VideoSampleAspectRatio);
-
     const int width = settings.width;
     const int height = settings.height;
-    const int frameRate = frameRateOption(settings.fps, sourceRate);
-    const QString aspect = aspectOption(settings, sourceAspect);
-    const bool videoOn = settings.videoCodec.trimmed() != QLatin1String("No Video");
-    const bool audioOn = settings.audioCodec.trimmed() != QLatin1String("No Audio");
-    const QString extension = CurrentOutputExtension(settings);
 
-    s += QStringLiteral("-VideoOutputHook ");
-
-    if (audioOn) {
-        s += channelsOption(settings.channelsPosition);
-        s += QStringLiteral(" -ar ")
-            + QString(settings.sampleRate).remove(QStringLiteral("Hz")).trimmed();
+    plan.audio = settings.audioCodec.trimmed() != QLatin1String("No Audio");
+    if (plan.audio) {
+        const QString channels = channelsOption(settings.channelsPosition);
+        plan.channels = channels.isEmpty() ? 0 : channels.mid(5).toInt();
+        plan.sampleRate = QString(settings.sampleRate).remove(QStringLiteral("Hz")).trimmed();
         const QString kbps
             = QString(settings.audioBitrate).remove(QStringLiteral("kbps")).trimmed();
-        s += QStringLiteral(" -ab ") + QString::number(ToIntegerOr(kbps, 64)) + QLatin1Char('k');
-        s += audioCodecOption(settings.audioCodec.trimmed(), settings.audioSize);
+        plan.audioBitrateKbps = ToIntegerOr(kbps, 64);
+        plan.audioEncoder = audioCodecOption(settings.audioCodec.trimmed(), settings.audioSize)
+                                .remove(QStringLiteral(" -acodec "));
+    }
+
+    plan.video = settings.videoCodec.trimmed() != QLatin1String("No Video");
+    if (plan.video) {
+        plan.frameRate
+            = frameRateOption(settings.fps, item.Integer(Field::VideoFrameRateNumerator));
+        plan.aspect = aspectOption(settings, item.Text(Field::VideoSampleAspectRatio));
+        plan.videoBitrateEstimate = estimateVideoBitrate(settings, sourceWidth, sourceHeight);
+        plan.videoBitrateKbps = plan.videoBitrateEstimate >= 0
+            ? ToIntegerOr(QString::number(plan.videoBitrateEstimate), 200)
+            : ToIntegerOr(settings.videoBitrateValue, 200);
+        plan.videoCodecOptions = videoCodecOption(
+            settings.videoCodec.trimmed(), width, height, CurrentOutputExtension(settings));
+
+        QString size = QStringLiteral("%1:%2").arg(width).arg(height);
+        if (size == QLatin1String("0:0"))
+            size = QStringLiteral("%1:%2").arg(sourceWidth).arg(sourceHeight);
+        AppendVideoFilter(plan.videoFilters, QStringLiteral("scale=") + size);
+        if (item.Text(Field::Deinterlacing).trimmed() == QLatin1String("1"))
+            AppendVideoFilter(plan.videoFilters, QStringLiteral("yadif"));
+        AppendVideoFilter(plan.videoFilters, item.Text(Field::Filters));
+    }
+
+    plan.durationOption
+        = BuildDurationOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh),
+            item.Text(Field::TrimEndLow), item.Text(Field::TrimEndHigh));
+    return plan;
+}
+
+QString OptionString(const EncodePlan &plan)
+{
+    QString s = QStringLiteral("-VideoOutputHook ");
+    if (plan.audio) {
+        if (plan.channels > 0)
+            s += QStringLiteral(" -ac ") + QString::number(plan.channels);
+        s += QStringLiteral(" -ar ") + plan.sampleRate;
+        s += QStringLiteral(" -ab ") + QString::number(plan.audioBitrateKbps) + QLatin1Char('k');
+        if (!plan.audioEncoder.isEmpty())
+            s += QStringLiteral(" -acodec ") + plan.audioEncoder;
     } else {
         s += QStringLiteral(" -an ");
     }
-
-    QString size = QStringLiteral("%1:%2").arg(width).arg(height);
-    if (size == QLatin1String("0:0"))
-        size = QStringLiteral("%1:%2").arg(sourceWidth).arg(sourceHeight);
-
-    if (videoOn) {
-        s += QStringLiteral(" -r ") + QString::number(frameRate);
-        s += QStringLiteral(" -aspect ") + aspect;
-        estimateVideoBitrate(settings, sourceWidth, sourceHeight);
-        s += QStringLiteral(" -vb ") + QString::number(ToIntegerOr(settings.videoBitrateValue, 200))
-            + QLatin1Char('k');
-        s += videoCodecOption(settings.videoCodec.trimmed(), width, height, extension);
+    if (plan.video) {
+        s += QStringLiteral(" -r ") + QString::number(plan.frameRate);
+        s += QStringLiteral(" -aspect ") + plan.aspect;
+        s += QStringLiteral(" -vb ") + QString::number(plan.videoBitrateKbps) + QLatin1Char('k');
+        s += plan.videoCodecOptions;
     } else {
         s += QStringLiteral(" -vn");
     }
-
-    s += BuildDurationOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh),
-        item.Text(Field::TrimEndLow), item.Text(Field::TrimEndHigh));
-
-    if (videoOn) {
-        AppendVideoFilter(chain, QStringLiteral("scale=") + size);
-        if (item.Text(Field::Deinterlacing).trimmed() == QLatin1String("1"))
-            AppendVideoFilter(chain, QStringLiteral("yadif"));
-        AppendVideoFilter(chain, item.Text(Field::Filters));
-    }
-    if (!chain.isEmpty())
-        s += QStringLiteral(" -vf \"") + chain + QLatin1Char('"');
+    s += plan.durationOption;
+    if (!plan.videoFilters.isEmpty())
+        s += QStringLiteral(" -vf \"") + plan.videoFilters + QLatin1Char('"');
     return s;
+}
+
+QString BuildEncoderOptions(const MediaItem &item, EncoderOptionSettings &settings)
+{
+    const EncodePlan plan = PlanEncoding(item, settings);
+    if (plan.videoBitrateEstimate >= 0)
+        settings.videoBitrateValue = QString::number(plan.videoBitrateEstimate);
+    return OptionString(plan);
 }
 
 QString BuildEncoderOptions(const MediaItem &item, OutputSettings &settings)
@@ -368,9 +390,14 @@ TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings)
     TaskPlan plan;
     plan.inputOptions
         = BuildSeekOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh));
-    plan.outputOptions = BuildEncoderOptions(item, settings);
+    plan.encoding = PlanEncoding(item, ReadEncoderOptionSettings(settings));
+    // The estimate goes back into the settings, where the next file finds it.
+    if (plan.encoding.videoBitrateEstimate >= 0)
+        settings.SetVideoBitrateValue(plan.encoding.videoBitrateEstimate);
+    plan.outputOptions = OptionString(plan.encoding);
     plan.extension = CurrentOutputExtension(settings);
     plan.cut = TaskCutOf(item);
+    plan.source = item.source;
     return plan;
 }
 

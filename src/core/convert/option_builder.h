@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/convert/run_progress.h"
+#include "core/convert/task_plan.h"
 #include "core/formats/setting_choices.h"
 
 #include <QString>
@@ -33,9 +34,13 @@ struct EncoderOptionSettings
 
 EncoderOptionSettings ReadEncoderOptionSettings(const OutputSettings &settings);
 
-// The option string of one file, "-VideoOutputHook  -ac 2 -ar 44100 ...". A bit-rate value of
-// "0" or the choice "Smart Fit" makes the builder estimate the video bit rate; the estimate
-// replaces the value, so with "0" the first file's estimate also serves the files after it.
+EncodePlan PlanEncoding(const MediaItem &item, const EncoderOptionSettings &settings);
+// The option string of a plan, "-VideoOutputHook  -ac 2 -ar 44100 ...".
+QString OptionString(const EncodePlan &plan);
+
+// The option string of one file. A bit-rate value of "0" or the choice "Smart Fit" makes the
+// builder estimate the video bit rate; the estimate replaces the value, so with "0" the first
+// file's estimate also serves the files after it.
 QString BuildEncoderOptions(const MediaItem &item, EncoderOptionSettings &settings);
 // The same over the settings of a run; an estimate goes back through SetVideoBitrateValue.
 QString BuildEncoderOptions(const MediaItem &item, OutputSettings &settings);

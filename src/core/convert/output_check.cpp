@@ -1,6 +1,6 @@
 #include "core/convert/output_check.h"
 
-#include "core/convert/input_facts.h"
+#include "core/media/source_facts.h"
 
 #include <QFile>
 #include <algorithm>

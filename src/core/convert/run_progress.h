@@ -1,32 +1,12 @@
 #pragma once
 
+#include "core/convert/task_plan.h"
+
 #include <QString>
 #include <QtGlobal>
 #include <functional>
 
 namespace sonivert {
-
-// The part of a source a task converts, in microseconds from the file's start. The default is
-// the whole sound, whatever the container says of its start time or its length.
-struct TaskCut
-{
-    qint64 startUs = 0;
-    qint64 lengthUs = -1; // -1: to the end of the sound
-
-    bool IsWhole() const { return startUs <= 0 && lengthUs < 0; }
-    bool operator==(const TaskCut &) const = default;
-};
-
-// What one row of a run is queued with. The option texts are the ones a person reads (the
-// report, the dry run, the diagnosis); the cut is what the engine actually applies.
-struct TaskPlan
-{
-    QString inputOptions; // the seek option, or ""
-    QString outputOptions; // the encoder option string
-    QString extension; // the output extension, upper-case ("MP3")
-    TaskCut cut;
-};
-using TaskPlanner = std::function<TaskPlan(int row)>;
 
 // The total bar's text: value / taskCount with at least two digits, then "%" ("05%", "40%").
 QString TotalBarText(int value, int taskCount);

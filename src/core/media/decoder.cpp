@@ -387,6 +387,11 @@ QString Decoder::GetAudioInfosLanguage(int index) const
     return s ? dictionaryText(s->metadata, "language") : QString();
 }
 
+SourceFacts Decoder::ConverterFacts() const
+{
+    return context_ ? SourceFactsOf(context_.get()) : SourceFacts {};
+}
+
 QString Decoder::tag(const char *key) const
 {
     if (!context_)

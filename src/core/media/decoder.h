@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/media/source_facts.h"
+
 #include <QString>
 #include <atomic>
 #include <cstdint>
@@ -63,6 +65,9 @@ public:
     int GetAudioInfosChannels(int index) const;
     int32_t GetAudioInfosDurationLow(int index) const;
     QString GetAudioInfosLanguage(int index) const;
+
+    // What the converter needs of the open file (durations, the song tags).
+    SourceFacts ConverterFacts() const;
 
     // Tags of the container, else of the first audio stream (Ogg keeps them there).
     QString GetFileInfoTitle() const;

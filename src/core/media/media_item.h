@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/media/source_facts.h"
+
 #include <QString>
 #include <QVariant>
 #include <array>
@@ -117,6 +119,7 @@ struct MediaItem
     // A person chose a range (trim editor, --trim). The trim fields of an untrimmed row hold the
     // probed whole range, which a container may misstate; only a chosen range is cut.
     bool trimmed = false;
+    SourceFacts source; // what the converter needs beyond the fields
 
     // The value coerced to the field's type: "" / 0 / false for what does not read as such.
     QVariant Get(int index) const;

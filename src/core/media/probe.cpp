@@ -103,6 +103,7 @@ void fillItem(MediaItem &item, const QString &path, const Decoder &d)
     item.Set(Field::FileDurationLow, HalfText(low));
     item.Set(Field::FileDurationHigh, HalfText(high));
     item.Set(Field::ErrMsg, QString());
+    item.source = d.ConverterFacts();
     item.stateIcon = ListIcon::Ready;
     item.state = RowState::Ready;
 }

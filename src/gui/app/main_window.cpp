@@ -280,6 +280,15 @@ void MainWindow::changeEvent(QEvent *event)
     QMainWindow::changeEvent(event);
 }
 
+bool MainWindow::event(QEvent *event)
+{
+    // A modal dialog has gone, or the window is enabled again: a file handed over meanwhile can
+    // be opened now.
+    if (event->type() == QEvent::WindowUnblocked || event->type() == QEvent::EnabledChange)
+        scheduleNextPendingText();
+    return QMainWindow::event(event);
+}
+
 bool MainWindow::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_listFake && event->type() == QEvent::Resize)

@@ -3,6 +3,7 @@
 #include "core/convert/conversion_run.h"
 #include "core/convert/run_progress.h"
 #include "core/media/failure_report.h"
+#include "gui/app/command_lock.h"
 #include "gui/ui/list_icons.h"
 
 #include <QHash>
@@ -95,8 +96,10 @@ public:
     TipPopup *tipPopup() const { return m_tip; }
     bool isUnloaded() const { return m_unloaded; }
 
-    // Opens a file named on the command line or handed over by a second start. While an import
-    // runs or start-up is not finished, the text waits its turn.
+    // Opens a file named on the command line or handed over by a second start. Nothing happens
+    // while a conversion runs. While the window is not free (start-up not finished, a modal
+    // dialog up, the open dialog of Add Files, a drop being scanned, an import running), the text
+    // waits its turn and is opened once the window is free again.
     void OpenFileFromText(const QString &text);
 
     // Imports files; with no paths the person picks them in the open dialog.
@@ -134,6 +137,7 @@ protected:
     void dragMoveEvent(QDragMoveEvent *event) override;
     void dropEvent(QDropEvent *event) override;
     void changeEvent(QEvent *event) override;
+    bool event(QEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
@@ -158,6 +162,9 @@ private:
     void selectFirstFormat();
     void onImportFinished(const ImportOutcome &outcome);
     void openNextPendingText();
+    void scheduleNextPendingText();
+    bool freeForHandOver() const;
+    void lockCommandsForImport();
     void settleListState();
     void clearInfoPanel();
     void showListMenu(const QPoint &pos);
@@ -169,7 +176,6 @@ private:
     void setUpConversion();
     void startRun();
     bool prepareRun();
-    void markUnfinishedRowsCancelled();
     void onRowProgress(int row, int percent);
     void onTotalProgress(int percent);
     void onRowEnded(int row, RowOutcome outcome, const QString &message);
@@ -178,6 +184,7 @@ private:
     void completeRun();
     void setTotalBarStyle(int style);
     void selectAndShow(int row);
+    void showFirstSelectedRow();
 
     void openFolderCommand();
     void browseFolderCommand();
@@ -199,6 +206,8 @@ private:
     FormatPresetBinder *m_formatBinder = nullptr;
     DropController *m_drops = nullptr;
     ImportJob *m_import = nullptr;
+    CommandLock m_importLock; // commands are out of use while an import runs
+    bool m_choosingFiles = false; // the open dialog of Add Files is up
     QMenu *m_listMenu = nullptr;
     int m_currentItem = -1;
     QString m_inputFolder;
@@ -219,6 +228,8 @@ private:
     QComboBox *m_outputPreset = nullptr;
     std::array<QLabel *, 3> m_outputLabels {};
     QLineEdit *m_outputPath = nullptr;
+    QLabel *m_outputFolderProblem = nullptr; // why Convert could not use the folder
+    QLabel *m_totalBarCaption = nullptr; // "Processing..." over the busy bar
     QGroupBox *m_outputFolderGroup = nullptr;
     QGroupBox *m_convertGroup = nullptr;
     QProgressBar *m_totalBar = nullptr;

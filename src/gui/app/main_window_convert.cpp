@@ -22,6 +22,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QFile>
+#include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
@@ -82,13 +83,18 @@ void MainWindow::startRun()
     setAcceptDrops(false);
 
     QString folder = m_outputPath->text();
-    if (!CheckOutputFolder(folder)) {
+    QString why;
+    const bool usable = CheckOutputFolder(folder, &why);
+    // An empty box has been given the documents folder, usable or not.
+    m_outputPath->setText(usable ? WithTrailingSeparator(folder) : folder);
+    if (!usable) {
+        m_outputFolderProblem->setText(why);
+        m_outputFolderProblem->show();
         m_outputPath->selectAll();
         m_outputPath->setFocus();
         setAcceptDrops(true);
         return;
     }
-    m_outputPath->setText(WithTrailingSeparator(folder));
 
     m_preparing = true;
     SetConvertButtonState(1);
@@ -168,8 +174,13 @@ void MainWindow::stopCommand()
         return;
     m_tip->closeTip();
     if (m_run->State() == RunState::Idle) {
-        // Nothing runs: whatever had not finished reads as cancelled all the same.
-        markUnfinishedRowsCancelled();
+        // Nothing runs, so no row is the current one: every row reads as cancelled.
+        Flags().stoppedByUser = true;
+        for (int row = 0; row < m_list->Count(); ++row)
+            m_list->SetRowState(row, true, RowState::Cancelled);
+        m_timerConversionElapsed.stop();
+        m_list->SetStateColumnCaption(QString());
+        showFirstSelectedRow();
         return;
     }
     m_cmd[BtnConvert]->setEnabled(false);
@@ -178,13 +189,11 @@ void MainWindow::stopCommand()
     m_run->Stop();
 }
 
-void MainWindow::markUnfinishedRowsCancelled()
+void MainWindow::showFirstSelectedRow()
 {
-    for (int row = 0; row < m_list->Count(); ++row) {
-        const RowState state = m_list->GetRowState(row);
-        if (state != RowState::Done && state != RowState::Failed)
-            m_list->SetRowState(row, true, RowState::Cancelled);
-    }
+    const QList<int> selected = m_fileView->SelectedRows();
+    Show_InputFileInfo(selected.isEmpty() ? -1 : selected.first());
+    m_fileView->setFocus();
 }
 
 void MainWindow::onRowProgress(int row, int percent)
@@ -258,8 +267,7 @@ void MainWindow::onRunEnded(RunStopReason reason)
     }
     completeRun();
     if (reason == RunStopReason::UserStop) {
-        // The person looks at the list again from its first row.
-        selectAndShow(0);
+        showFirstSelectedRow();
         return;
     }
     // A diagnosis sweep tries rejected settings on purpose and lists the message itself.
@@ -288,10 +296,11 @@ void MainWindow::setTotalBarStyle(int style)
         return;
     m_totalBarStyle = style;
     if (style == 2) {
-        // A busy bar: Qt prints no text on a 0-0 range, so the caption is drawn by the style.
         m_totalBar->setRange(0, 0);
         m_totalBar->setFormat(QStringLiteral("Processing..."));
+        m_totalBarCaption->show();
     } else {
+        m_totalBarCaption->hide();
         m_totalBar->setRange(0, 100);
         m_totalBar->setValue(m_savedTotal);
         m_totalBar->setFormat(m_savedTotal > 0 ? TotalBarText(m_savedTotal, 1) : QString());
@@ -333,9 +342,15 @@ void MainWindow::completeRun()
     if (Flags().stoppedByUser || failures)
         return;
     selectAndShow(0);
-    if (isMinimized())
+    // Shown over a window in its normal state, or one restored from the taskbar for it; a
+    // maximised or full-screen window is left alone.
+    const Qt::WindowStates state = windowState() & ~Qt::WindowActive;
+    bool tell = state == Qt::WindowNoState;
+    if (state & Qt::WindowMinimized) {
         showNormal();
-    if (windowState() == Qt::WindowNoState || isMaximized()) {
+        tell = true;
+    }
+    if (tell) {
         CompletionDialog done(m_outputPath->text(), this);
         done.exec();
     }

@@ -1,5 +1,6 @@
 // The file list side of the main window: imports, drops, list commands, the context menu and the
 // information panel.
+#include "core/app/app_flags.h"
 #include "core/app/command_line.h"
 #include "core/app/folders.h"
 #include "core/convert/ffmpeg_program.h"
@@ -24,6 +25,7 @@
 #include "gui/media/info_labels.h"
 #include "gui/ui/skin.h"
 
+#include <QApplication>
 #include <QComboBox>
 #include <QDragEnterEvent>
 #include <QFileDialog>
@@ -62,7 +64,7 @@ void MainWindow::setUpFileList()
     m_listMenu->addSeparator();
     entry(8, QStringLiteral("Properties"), &MainWindow::propertiesCommand);
 
-    m_drops = new DropController([this] { return GetConvertButtonState() == 0; },
+    m_drops = new DropController([this] { return GetConvertButtonState() == 0 && !m_import; },
         [this](const QStringList &accepted, const QStringList &refused) {
             ImportDroppedFiles(accepted, refused);
         },
@@ -98,14 +100,18 @@ void MainWindow::selectFirstFormat()
 
 void MainWindow::ImportFiles(const QStringList &chosen)
 {
-    if (m_import)
+    if (m_import || m_choosingFiles)
         return;
     QStringList paths = chosen;
     if (paths.isEmpty()) {
+        m_choosingFiles = true;
         paths = QFileDialog::getOpenFileNames(this, QStringLiteral("Add Files"), m_inputFolder,
             ImportDialogFilters().join(QStringLiteral(";;")));
-        if (paths.isEmpty())
+        m_choosingFiles = false;
+        if (paths.isEmpty() || m_import) {
+            scheduleNextPendingText();
             return;
+        }
     }
     m_inputFolder = RememberInputFolder(paths.first(), m_identity.settingsKey);
     if (FindFfmpegProgram().isEmpty()) {
@@ -114,6 +120,7 @@ void MainWindow::ImportFiles(const QStringList &chosen)
     }
     m_import = StartImport(this, m_list, &m_report, paths);
     connect(m_import, &ImportJob::finished, this, &MainWindow::onImportFinished);
+    lockCommandsForImport();
 }
 
 void MainWindow::ImportDroppedFiles(const QStringList &accepted, const QStringList &refused)
@@ -126,11 +133,22 @@ void MainWindow::ImportDroppedFiles(const QStringList &accepted, const QStringLi
     }
     m_import = StartDroppedImport(this, m_list, &m_report, accepted, refused);
     connect(m_import, &ImportJob::finished, this, &MainWindow::onImportFinished);
+    lockCommandsForImport();
+}
+
+// A one-file import runs behind the window without a wait dialog: nothing may start meanwhile
+// (a conversion of a half-filled list, a second import, a removal of the row being added).
+void MainWindow::lockCommandsForImport()
+{
+    QList<QWidget *> commands(m_cmd.begin(), m_cmd.end());
+    commands << m_moreInfo << m_diagnose;
+    m_importLock.Lock(commands);
 }
 
 void MainWindow::onImportFinished(const ImportOutcome &)
 {
     m_import = nullptr;
+    m_importLock.Release();
     settleListState();
     ShowFailureReportDialog(this, m_report, QStringLiteral("Failed"),
         QStringLiteral("Failed to import files!"), m_identity.settingsKey);
@@ -152,12 +170,12 @@ void MainWindow::settleListState()
 
 void MainWindow::OpenFileFromText(const QString &text)
 {
-    if (m_import || !m_startUpDone) {
+    if (GetConvertButtonState() != 0)
+        return;
+    if (!freeForHandOver()) {
         m_pendingTexts.append(text);
         return;
     }
-    if (GetConvertButtonState() != 0 || !isEnabled())
-        return;
     const QString path = PathFromCommandText(text);
     if (IsSupportedFile(path)) {
         ImportFiles({ path });
@@ -170,10 +188,22 @@ void MainWindow::OpenFileFromText(const QString &text)
     m_arguments.clear();
 }
 
+bool MainWindow::freeForHandOver() const
+{
+    return m_startUpDone && !m_unloaded && !Flags().isUnloading && !m_import && !m_choosingFiles
+        && !m_drops->isBusy() && isEnabled() && !QApplication::activeModalWidget();
+}
+
 void MainWindow::openNextPendingText()
 {
-    if (!m_pendingTexts.isEmpty() && !m_import)
+    while (!m_pendingTexts.isEmpty() && freeForHandOver())
         OpenFileFromText(m_pendingTexts.takeFirst());
+}
+
+void MainWindow::scheduleNextPendingText()
+{
+    if (!m_pendingTexts.isEmpty())
+        QTimer::singleShot(0, this, &MainWindow::openNextPendingText);
 }
 
 void MainWindow::Show_InputFileInfo(int row)
@@ -246,7 +276,7 @@ void MainWindow::openFileLocation()
 
 void MainWindow::showListMenu(const QPoint &pos)
 {
-    const bool idle = GetConvertButtonState() == 0;
+    const bool idle = GetConvertButtonState() == 0 && !m_import;
     for (QAction *action : m_listMenu->actions())
         action->setEnabled(idle);
     m_listMenu->popup(m_fileView->viewport()->mapToGlobal(pos));

@@ -197,6 +197,12 @@ QWidget *MainWindow::buildOutputArea()
     folderRow->addWidget(m_cmd[BtnBrowseFolder]);
     folderRow->addWidget(m_cmd[BtnOpenFolder]);
     grid->addWidget(m_outputFolderGroup, 1, 0);
+
+    m_outputFolderProblem = named(new QLabel, QStringLiteral("lbl_OutputFolderProblem"));
+    m_outputFolderProblem->setStyleSheet(QStringLiteral("color: #b00020;"));
+    m_outputFolderProblem->hide();
+    connect(m_outputPath, &QLineEdit::textChanged, m_outputFolderProblem, &QLabel::hide);
+    grid->addWidget(m_outputFolderProblem, 2, 0);
     return box;
 }
 
@@ -212,6 +218,14 @@ QWidget *MainWindow::buildConvertArea()
     keepPlace.setRetainSizeWhenHidden(true);
     m_totalBar->setSizePolicy(keepPlace);
     m_totalBar->hide();
+    // A busy bar draws no text of its own; its caption sits on top of it.
+    m_totalBarCaption = named(
+        new QLabel(QStringLiteral("Processing..."), m_totalBar), QStringLiteral("lbl_TotalBusy"));
+    m_totalBarCaption->setAttribute(Qt::WA_TransparentForMouseEvents);
+    auto *overlay = new QHBoxLayout(m_totalBar);
+    overlay->setContentsMargins(0, 0, 0, 0);
+    overlay->addWidget(m_totalBarCaption, 0, Qt::AlignCenter);
+    m_totalBarCaption->hide();
     m_cmd[BtnConvert]->setMinimumHeight(44);
     m_cmd[BtnStop]->setMinimumHeight(44);
     m_cmd[BtnStop]->setFixedWidth(110);

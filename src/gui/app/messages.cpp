@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QWindow>
 
 namespace sonivert {
 
@@ -29,6 +30,17 @@ bool asksYesNo(int style)
     return (style & 0x0f) == 4;
 }
 
+// Window systems never show an empty title: they put the program's name there instead. A box
+// whose title is empty gets a blank one on screen; its own title stays empty.
+void keepTitleBarEmpty(QWidget *window)
+{
+    if (!window->windowTitle().isEmpty())
+        return;
+    window->winId();
+    if (QWindow *handle = window->windowHandle())
+        handle->setTitle(QStringLiteral(" "));
+}
+
 } // namespace
 
 int ShowMessage(const QString &prompt, int style, const QString &title, QWidget *parent)
@@ -40,6 +52,7 @@ int ShowMessage(const QString &prompt, int style, const QString &title, QWidget 
     box.setIcon(iconFor(style));
     box.setWindowTitle(title);
     box.setText(prompt);
+    keepTitleBarEmpty(&box);
     if (asksYesNo(style)) {
         QPushButton *yes = box.addButton(QMessageBox::Yes);
         QPushButton *no = box.addButton(QMessageBox::No);

@@ -22,7 +22,8 @@ enum MessageResult : int {
     ResultNo = 7,
 };
 
-// The one modal message function. The first button is the default; Esc answers No (or OK).
+// The one modal message function. The first button is the default; Esc answers No (or OK). An
+// empty title stays empty on screen too.
 int ShowMessage(const QString &prompt, int style, const QString &title, QWidget *parent = nullptr);
 
 } // namespace sonivert

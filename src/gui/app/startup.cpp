@@ -66,6 +66,16 @@ void bringToFront(QWidget *window)
 
 } // namespace
 
+void SetApplicationIdentity(
+    const QString &companyName, const QString &productName, const QString &version)
+{
+    QApplication::setApplicationName(productName);
+    QApplication::setOrganizationName(companyName);
+    QApplication::setApplicationVersion(version);
+    // No display name: the window system would append it to every title, and each window's
+    // title is exactly its own ("Attention!", or nothing at all for most messages).
+}
+
 int Main(QApplication &app)
 {
     SetConstantFailureHandler(&showConstantFailure);
@@ -77,11 +87,7 @@ int Main(QApplication &app)
     identity.settingsKey = GetNamedConstant(QStringLiteral("REGISTRY_PRODUCT"));
     GetNamedConstant(QStringLiteral("FOLDER_DATA"));
     GetNamedConstant(QStringLiteral("FOLDER_TEMP"));
-    QApplication::setApplicationName(identity.productName);
-    QApplication::setOrganizationName(identity.companyName);
-    QApplication::setApplicationVersion(version);
-    QApplication::setApplicationDisplayName(
-        identity.companyName + QLatin1Char(' ') + identity.productName);
+    SetApplicationIdentity(identity.companyName, identity.productName, version);
 
     SetupFolders(QCoreApplication::applicationDirPath(), identity.settingsKey);
 

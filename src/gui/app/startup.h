@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 class QApplication;
 
 namespace sonivert {
@@ -7,5 +9,9 @@ namespace sonivert {
 // The program's start: product constants, folders, the single-instance check, the main window.
 // Returns the process exit code.
 int Main(QApplication &app);
+
+// The program's name, company and version as Qt knows them (the failure report sends the version).
+void SetApplicationIdentity(
+    const QString &companyName, const QString &productName, const QString &version);
 
 } // namespace sonivert

@@ -155,15 +155,22 @@ void ReportDialog::finish()
         m_mainWindow->setEnabled(true);
 }
 
+// A report on its way is seen through; closing waits for "Thank you.".
 void ReportDialog::closeEvent(QCloseEvent *event)
 {
-    // A report on its way is seen through; closing waits for "Thank you.".
     if (m_sender && !m_finished) {
         event->ignore();
         return;
     }
-    finish();
     QDialog::closeEvent(event);
+}
+
+void ReportDialog::done(int result)
+{
+    if (m_sender && !m_finished)
+        return;
+    finish();
+    QDialog::done(result);
 }
 
 ReportDialog *ShowFailureReportDialog(QWidget *mainWindow, FailureReport &report,

@@ -31,6 +31,10 @@ public:
     QTreeWidget *entryList() const { return m_list; }
     QPlainTextEdit *detailsView() const { return m_details; }
 
+public slots:
+    // OK, Escape and the close box all end here.
+    void done(int result) override;
+
 protected:
     void closeEvent(QCloseEvent *event) override;
 

@@ -212,11 +212,15 @@ void FrmEditVideo::pressSetPoint(int index)
 }
 
 // One pixel of the bar is the finest step a trim point can take, so the nudges move by one.
+// They step from where the picture stands; while it plays (or nothing is open) they step from
+// the trim start.
 void FrmEditVideo::pressNudge(int index)
 {
-    if (player_->PlayState() == PreviewPlayer::Playing) {
-        pressPlayPause();
-        showPosition(player_->Position());
+    const int state = player_->PlayState();
+    if (state <= PreviewPlayer::Closed || state == PreviewPlayer::Playing) {
+        seekPlayerTo(range_.Start());
+        if (player_->PlayState() == PreviewPlayer::Paused)
+            pressPlayPause();
     }
     const int v = progressBarPlay_->value();
     if (index == 3) {

@@ -179,12 +179,14 @@ void FrmEditVideo::onStateChanged(int code)
     }
 }
 
+// Qt's player tells what went wrong with a medium only after the open call has returned; it is
+// what opening left behind, so it gets the warning that opening gives, without a title.
 void FrmEditVideo::onPlayerError(const QString &text)
 {
     if (closed_)
         return;
     EditWindow_StopPlayer();
-    ShowMessage(text, MsgCritical, QStringLiteral("Player"), this);
+    ShowMessage(text, MsgWarning, QString(), this);
 }
 
 void FrmEditVideo::onSeekSliderPressed()

@@ -155,6 +155,26 @@ private slots:
         QCOMPARE(box, documents);
     }
 
+    // An account with none of the usual folders: the box still starts with a folder, and
+    // Convert on an empty box creates the documents folder and goes on.
+    void anAccountWithoutUserFoldersStillHasAnOutputFolder()
+    {
+        const QString documents
+            = QDir::cleanPath(QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation))
+            + QLatin1Char('/');
+        QDir(documents).removeRecursively();
+        for (const auto location :
+            { QStandardPaths::MusicLocation, QStandardPaths::DesktopLocation })
+            QDir(QStandardPaths::writableLocation(location)).removeRecursively();
+        RegWriteText(Key, QStringLiteral("OutputPath"), QString());
+
+        QCOMPARE(SetupFolders(QStringLiteral("/opt/sonivert/bin"), Key).outputPath, documents);
+        QString box;
+        QVERIFY(CheckOutputFolder(box));
+        QCOMPARE(box, documents);
+        QVERIFY(QFileInfo(documents).isDir());
+    }
+
     void checkOutputFolderCreatesMissingFolders()
     {
         QTemporaryDir dir;
@@ -188,12 +208,17 @@ private slots:
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.close();
 
+        // Each refusal says why, for the person.
+        QString why;
         QString notAFolder = file;
-        QVERIFY(!CheckOutputFolder(notAFolder));
+        QVERIFY(!CheckOutputFolder(notAFolder, &why));
+        QCOMPARE(why, QStringLiteral("This is a file, not a folder."));
         QString underAFile = file + QStringLiteral("/sub");
-        QVERIFY(!CheckOutputFolder(underAFile));
+        QVERIFY(!CheckOutputFolder(underAFile, &why));
+        QCOMPARE(why, QStringLiteral("This folder does not exist and cannot be created."));
         QString kernelFolder = QStringLiteral("/proc/");
-        QVERIFY(!CheckOutputFolder(kernelFolder));
+        QVERIFY(!CheckOutputFolder(kernelFolder, &why));
+        QCOMPARE(why, QStringLiteral("This folder cannot be written to."));
 
         if (geteuid() != 0) {
             const QString locked = dir.filePath(QStringLiteral("locked"));

@@ -3,6 +3,7 @@
 #include "core/convert/ffmpeg_program.h"
 #include "core/convert/output_naming.h"
 #include "core/media/decoder.h"
+#include "core/media/source_facts.h"
 #include "support/media_maker.h"
 
 #include <QDir>
@@ -50,8 +51,9 @@ struct Events
                 progress << Progress { task, position, total };
             });
         QObject::connect(&encoder, &Encoder::taskEnd, &encoder,
-            [this](int task, bool success, bool failure, const QString &message) {
-                ends << TaskEnd { task, success, failure, message };
+            [this](int task, EncoderTaskState state, const QString &message) {
+                ends << TaskEnd { task, state == EncoderTaskState::Succeeded,
+                    state == EncoderTaskState::Failed, message };
             });
         QObject::connect(
             &encoder, &Encoder::logLine, &encoder, [this](const QString &line) { log << line; });
@@ -99,7 +101,8 @@ private:
         const QString &outputOptions, const QString &inputOptions = QString(),
         const TaskCut &cut = {})
     {
-        const int task = encoder.AddInputFile(input, inputOptions);
+        // The facts a probe would have read of the input.
+        const int task = encoder.AddInputFile(input, inputOptions, ReadSourceFacts(input));
         if (task < 0)
             qWarning() << "refused:" << encoder.LastErrorText();
         if (task >= 0 && encoder.AddOutputFile(task, output, outputOptions, cut) < 0)

@@ -1,5 +1,6 @@
 #include "core/convert/encoder.h"
 #include "core/convert/engine_message.h"
+#include "core/convert/ffmpeg_encode_job.h"
 #include "core/convert/option_tokens.h"
 
 #include <QTest>

@@ -75,11 +75,11 @@ struct Ends
     explicit Ends(Encoder &encoder)
     {
         QObject::connect(&encoder, &Encoder::taskEnd, &encoder,
-            [this](int task, bool success, bool, const QString &message) {
+            [this](int task, EncoderTaskState state, const QString &message) {
                 if (task < 0)
                     done = true;
                 else
-                    byTask.insert(task, { success, message });
+                    byTask.insert(task, { state == EncoderTaskState::Succeeded, message });
             });
     }
 };
@@ -124,6 +124,7 @@ private:
         QString seek;
         QString options;
         TaskCut cut;
+        SourceFacts facts;
     };
 
     static Planned plan(
@@ -149,7 +150,7 @@ private:
                 + BuildDurationOption(item.Text(Field::TrimStartLow),
                     item.Text(Field::TrimStartHigh), item.Text(Field::TrimEndLow),
                     item.Text(Field::TrimEndHigh)),
-            TaskCutOf(item) };
+            TaskCutOf(item), item.source };
     }
 
     // Runs the jobs through one queue, two at a time, and lists every job whose output is not
@@ -160,7 +161,7 @@ private:
         Ends ends(encoder);
         for (int i = 0; i < jobs.size(); ++i) {
             const Planned &p = plans.at(i);
-            jobs[i].task = encoder.AddInputFile(p.input, p.seek);
+            jobs[i].task = encoder.AddInputFile(p.input, p.seek, p.facts);
             if (jobs[i].task < 0
                 || encoder.AddOutputFile(jobs[i].task, jobs[i].output, p.options, p.cut) < 0)
                 return { jobs[i].label + u": refused: "_s + encoder.LastErrorText() };
@@ -257,7 +258,7 @@ private slots:
         QVERIFY(MakeDamagedSound(damaged));
         Encoder encoder;
         Ends ends(encoder);
-        const int task = encoder.AddInputFile(damaged, QString());
+        const int task = encoder.AddInputFile(damaged, QString(), ReadSourceFacts(damaged));
         QVERIFY(task >= 0);
         QCOMPARE(
             encoder.AddOutputFile(task, path(u"out/damaged.MP3"_s), family(u"MP3"_s).options, {}),
@@ -351,7 +352,7 @@ private slots:
         Ends ends(encoder);
         const QStringList extensions { u"MP3"_s, u"OGG"_s, u"FLAC"_s, u"M4A"_s };
         for (const QString &extension : extensions) {
-            const int task = encoder.AddInputFile(source, QString());
+            const int task = encoder.AddInputFile(source, QString(), ReadSourceFacts(source));
             QCOMPARE(encoder.AddOutputFile(
                          task, path(u"out/tags."_s + extension), family(extension).options, {}),
                 0);

@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 using namespace sonivert;
+using namespace Qt::StringLiterals;
 using sonivert::test::ClipOptions;
 using sonivert::test::MakeClip;
 using sonivert::test::RunFfmpeg;
@@ -121,6 +122,15 @@ private slots:
         QCOMPARE(item.Text(Field::NewAspectRatio), QStringLiteral("Original"));
         QCOMPARE(item.Text(Field::ErrMsg), QString());
         QCOMPARE(item.stateIcon, int(ListIcon::Ready));
+
+        // What the converter takes along: the lengths and every song tag, in a fixed order.
+        QCOMPARE(item.source.durationUs, duration);
+        QCOMPARE(item.source.audioDurationUs, -1); // Matroska keeps no length per stream
+        QVERIFY(item.source.hasAudio);
+        const SongTags expected { { u"title"_s, u"Song"_s }, { u"artist"_s, u"Band"_s },
+            { u"album"_s, u"Record"_s }, { u"date"_s, u"2019-05-01"_s }, { u"genre"_s, u"Rock"_s },
+            { u"track"_s, u"3/12"_s }, { u"copyright"_s, u"Me"_s }, { u"comment"_s, u"Nice"_s } };
+        QCOMPARE(item.source.tags, expected);
     }
 
     void audioOnlyFilesHaveNoVideoFacts()
@@ -130,6 +140,8 @@ private slots:
         QCOMPARE(surround.Integer(Field::AudioSampleRate), 48000);
         QCOMPARE(surround.Text(Field::AudioCodecName), QStringLiteral("Advanced Audio Coding"));
         QVERIFY(surround.Integer(Field::AudioBitRate) > 0);
+        QVERIFY(
+            surround.source.audioDurationUs > 900000 && surround.source.audioDurationUs < 1100000);
         QVERIFY(!surround.Boolean(Field::VideoStream));
         QCOMPARE(surround.Integer(Field::VideoStreamCount), 0);
         QCOMPARE(surround.Integer(Field::VideoWidth), -1);
@@ -143,6 +155,7 @@ private slots:
         const MediaItem mono = probeOk(path(QStringLiteral("mono.ogg")));
         QCOMPARE(mono.Integer(Field::AudioChannels), 1);
         QCOMPARE(mono.Text(Field::FileTitle), QStringLiteral("Voice"));
+        QCOMPARE(mono.source.tags, (SongTags { { u"title"_s, u"Voice"_s } }));
         QCOMPARE(mono.Text(Field::Format), QStringLiteral("OGG"));
         QCOMPARE(mono.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.1"));
     }

@@ -79,8 +79,9 @@ private slots:
             MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
         window->Load({});
         window->show();
-        window->setTaskPlanner([this](int) {
-            return TaskPlan { inputOptions, options, extension, {} };
+        window->setTaskPlanner([this](int row) {
+            return TaskPlan { inputOptions, options, extension, {},
+                window->fileList()->Item(row).source, {} };
         });
         window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
             ->setText(out.path() + QLatin1Char('/'));

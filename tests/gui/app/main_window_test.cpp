@@ -218,7 +218,8 @@ private slots:
         engine.otherwise.hold = true;
         window->conversionRun()->SetJobFactory(engine.Factory());
         window->setTaskPlanner([](int) {
-            return TaskPlan { QString(), QStringLiteral(" -vn"), QStringLiteral("MP3"), {} };
+            return TaskPlan { QString(), QStringLiteral(" -vn"), QStringLiteral("MP3"), {}, {},
+                {} };
         });
         window->show();
         window->convertCommand();

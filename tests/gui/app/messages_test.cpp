@@ -1,6 +1,8 @@
 #include "gui/app/completion_dialog.h"
 #include "gui/app/messages.h"
 #include "gui/app/open_folder.h"
+#include "gui/app/startup.h"
+#include "support/modal_watcher.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -12,25 +14,9 @@
 #include <QTest>
 #include <QTimer>
 #include <QUrl>
+#include <QWindow>
 
 using namespace sonivert;
-
-namespace {
-
-// Acts on the next modal window once it is up.
-void onNextModal(std::function<void(QWidget *)> action)
-{
-    QTimer::singleShot(0, [action] {
-        QWidget *modal = QApplication::activeModalWidget();
-        if (!modal) {
-            onNextModal(action);
-            return;
-        }
-        action(modal);
-    });
-}
-
-} // namespace
 
 // Stands in for the desktop's file manager: records every local URL the program opens, and
 // whether a modal window was still up at that moment.
@@ -97,7 +83,7 @@ private slots:
         int seenIcon = -1;
         QString seenTitle = QStringLiteral("unset");
         int buttonCount = 0;
-        onNextModal([&](QWidget *w) {
+        test::OnNextModal([&](QWidget *w) {
             auto *box = qobject_cast<QMessageBox *>(w);
             QVERIFY(box);
             seenIcon = box->icon();
@@ -114,9 +100,44 @@ private slots:
         QCOMPARE(buttonCount, (style & 0x0f) == 4 ? 2 : 1);
     }
 
+    // What the window system is given as a title is the box's own title, with no product name
+    // added; an empty title stays blank on screen.
+    void titlesAreExactlyTheirOwn_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::newRow("empty") << QString();
+        QTest::newRow("Attention!") << QStringLiteral("Attention!");
+        QTest::newRow("Can not open file") << QStringLiteral("Can not open file");
+    }
+    void titlesAreExactlyTheirOwn()
+    {
+        QFETCH(QString, title);
+        SetApplicationIdentity(
+            QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), QStringLiteral("1.2.3"));
+        QCOMPARE(QCoreApplication::applicationName(), QStringLiteral("Sonivert"));
+        // No display name is pinned: Qt would append it to every title on screen.
+        QCoreApplication::setApplicationName(QStringLiteral("probe"));
+        QCOMPARE(QGuiApplication::applicationDisplayName(), QStringLiteral("probe"));
+        QCoreApplication::setApplicationName(QStringLiteral("Sonivert"));
+
+        QString ownTitle = QStringLiteral("unset");
+        QString screenTitle = QStringLiteral("unset");
+        test::OnNextModal([&](QWidget *w) {
+            ownTitle = w->windowTitle();
+            screenTitle = w->windowHandle() ? w->windowHandle()->title() : QStringLiteral("none");
+            QTest::keyClick(w, Qt::Key_Escape);
+        });
+        ShowMessage(QStringLiteral("Prompt"), MsgWarning, title);
+        QCOMPARE(ownTitle, title);
+        if (title.isEmpty())
+            QCOMPARE(screenTitle, QStringLiteral(" "));
+        else
+            QCOMPARE(screenTitle, title);
+    }
+
     void defaultButtonIsTheFirst()
     {
-        onNextModal([](QWidget *w) { QTest::keyClick(w, Qt::Key_Return); });
+        test::OnNextModal([](QWidget *w) { QTest::keyClick(w, Qt::Key_Return); });
         QCOMPARE(ShowMessage(QStringLiteral("Sure?"), MsgQuestion, QStringLiteral("Title")),
             int(ResultYes));
     }
@@ -136,7 +157,7 @@ private slots:
         QTemporaryDir dir;
         const QString path = dir.filePath(tail);
         QString prompt;
-        onNextModal([&](QWidget *w) {
+        test::OnNextModal([&](QWidget *w) {
             auto *box = qobject_cast<QMessageBox *>(w);
             prompt = box->text();
             box->button(answerYes ? QMessageBox::Yes : QMessageBox::No)->click();

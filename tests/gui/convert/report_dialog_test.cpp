@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QPointer>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -79,18 +80,42 @@ private slots:
         dialog->close();
     }
 
+    // However the report goes away, the main window comes back and the report is emptied.
+    void closingClearsTheReportAndEnablesTheMainWindow_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<bool>("encrypted");
+        QTest::addColumn<QString>("title");
+        for (const QString &how :
+            { QStringLiteral("OK"), QStringLiteral("Escape"), QStringLiteral("close box") }) {
+            QTest::addRow("Failed, %s", qPrintable(how)) << how << false << "Failed";
+            QTest::addRow("DRM Protection, %s", qPrintable(how)) << how << true << "DRM Protection";
+        }
+    }
     void closingClearsTheReportAndEnablesTheMainWindow()
     {
+        QFETCH(QString, how);
+        QFETCH(bool, encrypted);
+        QFETCH(QString, title);
         QWidget mainWindow;
-        FailureReport report = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") } });
-        ReportDialog *dialog = ShowFailureReportDialog(&mainWindow, report,
+        mainWindow.show();
+        FailureReport report = reportOf({ { QStringLiteral("a.mp4"),
+            QStringLiteral("/v/a.mp4: Invalid data found when processing input"), encrypted } });
+        QPointer<ReportDialog> dialog = ShowFailureReportDialog(&mainWindow, report,
             QStringLiteral("Failed"), QStringLiteral("Failed to import files!"), Key);
+        QCOMPARE(dialog->windowTitle(), title);
         QVERIFY(!mainWindow.isEnabled());
         QVERIFY(dialog->isVisible());
         // Without a configured address the report cannot be sent, and the button says why.
         QVERIFY(!dialog->panelButton(1)->isEnabled());
         QVERIFY(!dialog->panelButton(1)->toolTip().isEmpty());
-        dialog->panelButton(0)->click();
+        if (how == QLatin1String("OK"))
+            dialog->panelButton(0)->click();
+        else if (how == QLatin1String("Escape"))
+            QTest::keyClick(dialog, Qt::Key_Escape);
+        else
+            dialog->close();
+        QVERIFY(!dialog || !dialog->isVisible());
         QVERIFY(mainWindow.isEnabled());
         QVERIFY(report.IsEmpty());
     }

@@ -13,12 +13,10 @@ namespace sonivert {
 // lower-case spelling.
 using SongTags = QList<QPair<QString, QString>>;
 
-// What the engine needs to know about an input before it converts it.
-struct InputFacts
+// What the converter needs to know of a source beyond what the file list shows: read by the
+// probe, carried with the row into its task, so the engine never opens the input a second time.
+struct SourceFacts
 {
-    bool ok = false; // the file exists and can be read
-    QString errorText; // "PATH: reason" when it cannot
-    bool understood = true; // libavformat could open it; else the facts below are guesses
     int64_t durationUs = -1; // the container's duration; -1 when unknown
     int64_t audioDurationUs = -1; // the converted audio stream's own duration; -1 when unknown
     bool hasAudio = false;
@@ -27,7 +25,10 @@ struct InputFacts
     SongTags tags;
 };
 
-InputFacts ReadInputFacts(const QString &path);
+// The facts of an open file.
+SourceFacts SourceFactsOf(const AVFormatContext *context);
+// Opens path to read its facts; all unknown when it cannot be opened.
+SourceFacts ReadSourceFacts(const QString &path);
 
 // The audio stream ffmpeg converts when no stream is chosen: the one with the most channels,
 // a default stream before others, the first among equals. -1 when there is none.

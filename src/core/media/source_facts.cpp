@@ -1,16 +1,11 @@
-#include "core/convert/input_facts.h"
+#include "core/media/source_facts.h"
 
 #include <QFile>
-#include <cerrno>
-#include <fcntl.h>
 #include <memory>
-#include <sys/stat.h>
-#include <unistd.h>
 
 extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/dict.h>
-#include <libavutil/error.h>
 }
 
 namespace sonivert {
@@ -34,28 +29,6 @@ QList<QPair<QString, QString>> tagsOf(const AVDictionary *metadata)
     while ((entry = av_dict_get(metadata, "", entry, AV_DICT_IGNORE_SUFFIX)))
         tags.append({ QString::fromUtf8(entry->key), QString::fromUtf8(entry->value) });
     return tags;
-}
-
-QString errorText(const QString &path, int code)
-{
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(code, text, sizeof text);
-    return path + QLatin1String(": ") + QString::fromUtf8(text);
-}
-
-// 0 when the path is a file this process can read, else the errno that says why not.
-int readableFileError(const QByteArray &name)
-{
-    struct stat st;
-    if (::stat(name.constData(), &st) != 0)
-        return errno;
-    if (S_ISDIR(st.st_mode))
-        return EISDIR;
-    const int fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
-        return errno;
-    ::close(fd);
-    return 0;
 }
 
 int64_t streamDurationUs(const AVStream *stream)
@@ -115,31 +88,12 @@ SongTags ReadableTags(const QList<QPair<QString, QString>> &containerTags,
     return tags;
 }
 
-InputFacts ReadInputFacts(const QString &path)
+SourceFacts SourceFactsOf(const AVFormatContext *context)
 {
-    InputFacts facts;
-    const QByteArray name = QFile::encodeName(path);
-    if (const int error = readableFileError(name)) {
-        facts.errorText = errorText(path, AVERROR(error));
-        return facts;
-    }
-    facts.ok = true;
-
-    // A file libavformat does not understand is still queued: its task then fails with ffmpeg's
-    // own words ("PATH: Invalid data found when processing input"), which the report needs.
-    AVFormatContext *raw = nullptr;
-    if (avformat_open_input(&raw, name.constData(), nullptr, nullptr) < 0) {
-        facts.understood = false;
-        facts.hasAudio = true;
-        return facts;
-    }
-    std::unique_ptr<AVFormatContext, InputCloser> context(raw);
-    // Without stream parameters the duration may be a guess, but ffmpeg goes on just the same.
-    avformat_find_stream_info(context.get(), nullptr);
+    SourceFacts facts;
     if (context->duration != AV_NOPTS_VALUE && context->duration > 0)
         facts.durationUs = context->duration;
-
-    const int audio = DefaultAudioStreamIndex(context.get());
+    const int audio = DefaultAudioStreamIndex(context);
     facts.hasAudio = audio >= 0;
     QList<QPair<QString, QString>> streamTags;
     if (facts.hasAudio) {
@@ -149,6 +103,16 @@ InputFacts ReadInputFacts(const QString &path)
     }
     facts.tags = ReadableTags(tagsOf(context->metadata), streamTags);
     return facts;
+}
+
+SourceFacts ReadSourceFacts(const QString &path)
+{
+    AVFormatContext *raw = nullptr;
+    if (avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
+        return {};
+    std::unique_ptr<AVFormatContext, InputCloser> context(raw);
+    avformat_find_stream_info(context.get(), nullptr);
+    return SourceFactsOf(context.get());
 }
 
 } // namespace sonivert
