@@ -126,13 +126,15 @@ public:
     }
 
 private:
-    // Convert gave up before planning anything: only the output folder check does that.
+    // Convert gave up before planning anything: only the output folder check does that, and the
+    // main window says why beside the folder box.
     QString unusableFolderMessage() const
     {
         const auto *box = m_main->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"));
-        return QStringLiteral("The output folder \"%1\" cannot be used: it is not a folder, cannot "
-                              "be created or cannot be written to.")
-            .arg(box ? box->text() : QString());
+        const auto *why = m_main->findChild<QLabel *>(QStringLiteral("lbl_OutputFolderProblem"));
+        return (box ? box->text() : QString()) + QStringLiteral(": ")
+            + (why && !why->text().isEmpty() ? why->text()
+                                             : QStringLiteral("The output folder cannot be used."));
     }
 
     QPointer<MainWindow> m_main;

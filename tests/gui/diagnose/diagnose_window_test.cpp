@@ -514,9 +514,8 @@ private slots:
             file.close();
             const QString folder = blocker + QStringLiteral("/sub/");
             window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))->setText(folder);
-            expectedMessage = QStringLiteral("The output folder \"") + folder
-                + QStringLiteral("\" cannot be used: it is not a folder, cannot be created or "
-                                 "cannot be written to.");
+            expectedMessage
+                = folder + QStringLiteral(": This folder does not exist and cannot be created.");
         }
         std::unique_ptr<CancelPreparation> canceller;
         if (obstacle == QLatin1String("cancel"))
