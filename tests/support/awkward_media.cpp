@@ -105,6 +105,15 @@ QList<AwkwardClip> MakeAwkwardClips(const QString &folder, QString *error)
             both
                 + QStringList { QStringLiteral("-c:v"), QStringLiteral("mpeg2video"),
                     QStringLiteral("-c:a"), QStringLiteral("mp2") } },
+        { QStringLiteral("AVI"), QStringLiteral("indexed.avi"),
+            both
+                + QStringList { QStringLiteral("-c:v"), QStringLiteral("mpeg4"),
+                    QStringLiteral("-c:a"), QStringLiteral("libmp3lame") } },
+        { QStringLiteral("MOV, edit list starting the sound at 0.5 s"), QStringLiteral("edit.mov"),
+            videoInput() + QStringList { QStringLiteral("-itsoffset"), QStringLiteral("0.5") }
+                + soundInput()
+                + QStringList { QStringLiteral("-c:v"), QStringLiteral("mpeg4"),
+                    QStringLiteral("-c:a"), QStringLiteral("pcm_s16le") } },
         { QStringLiteral("AVI without index"), QStringLiteral("noindex.avi"),
             both
                 + QStringList { QStringLiteral("-c:v"), QStringLiteral("mpeg4"),

@@ -15,10 +15,10 @@ struct AwkwardClip
 };
 
 // Makes clips whose containers mislead a converter that trusts them: a non-zero start time, an
-// AVI without index, an ASF whose duration field reads 0, an ASF written as a stream (no
-// duration, no index), sound before the ASF pre-roll ends, an MP4 edit list that starts the
-// sound late, a Matroska duration shorter than the sound, FLV with late sound, MPEG-PS, DV, 3GP,
-// WebM and Ogg. An empty list when ffmpeg fails; error says which clip.
+// AVI with and without index, a MOV edit list, an ASF whose duration field reads 0, an ASF written
+// as a stream (no duration, no index), sound before the ASF pre-roll ends, an MP4 edit list that
+// starts the sound late, a Matroska duration shorter than the sound, FLV with late sound, MPEG-PS,
+// DV, 3GP, WebM and Ogg. An empty list when ffmpeg fails; error says which clip.
 QList<AwkwardClip> MakeAwkwardClips(const QString &folder, QString *error);
 
 // An M4A of AwkwardSoundSeconds whose last third decodes to nothing: ffmpeg converts it, exits

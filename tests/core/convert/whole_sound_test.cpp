@@ -230,9 +230,9 @@ private slots:
         QList<Planned> plans;
         int n = 0;
         for (const AwkwardClip &clip : clips_) {
-            // The MP4 and FLV clips start their sound at 0.5 s, so a range from 1 s holds sound.
-            // A range that runs past where the container says the file ends (the Matroska clip
-            // claims 1 s) runs to the end of the sound.
+            // The MP4, MOV and FLV clips start their sound at 0.5 s, so a range from 1 s holds
+            // sound. A range that runs past where the container says the file ends (the Matroska
+            // clip claims 1 s) runs to the end of the sound.
             const double rangeSeconds = clip.path.endsWith(u".mkv"_s) ? 2.0 : 1.5;
             for (const QString &extension : { u"MP3"_s, u"FLAC"_s, u"M4A"_s }) {
                 jobs << Job { clip.label + u" [1, 2.5] -> "_s + extension,
@@ -241,8 +241,9 @@ private slots:
             }
             // To the end of the sound, wherever the container says the file ends. A source codec
             // with long frames (WMA: 2048 samples) may add up to a frame and its delay.
-            const double soundEnd
-                = clip.path.endsWith(u".mp4"_s) || clip.path.endsWith(u".flv"_s) ? 3.5 : 3.0;
+            const bool late = clip.path.endsWith(u".mp4"_s) || clip.path.endsWith(u".mov"_s)
+                || clip.path.endsWith(u".flv"_s);
+            const double soundEnd = late ? 3.5 : 3.0;
             jobs << Job { clip.label + u" [2, end] -> FLAC"_s, path(u"out/%1.FLAC"_s.arg(n++)),
                 soundEnd - 2.0, -1, 0.1 };
             plans << plan(clip.path, family(u"FLAC"_s), 2'000'000);
