@@ -1,29 +1,9 @@
-#include "support/media_maker.h"
+#include "support/cli_runner.h"
 
-#include <QProcess>
 #include <QTest>
 
-using sonivert::test::CliProgram;
-
-namespace {
-
-struct Run
-{
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-Run runCli(const QStringList &args)
-{
-    QProcess p;
-    p.start(CliProgram(), args);
-    p.waitForFinished(30000);
-    return { p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()),
-        QString::fromUtf8(p.readAllStandardError()) };
-}
-
-} // namespace
+using sonivert::test::CliRun;
+using sonivert::test::RunCli;
 
 class CliMainTest : public QObject
 {
@@ -33,29 +13,29 @@ private slots:
     void versionNamesTheBuild()
     {
         for (const char *flag : { "--version", "-v" }) {
-            const Run r = runCli({ QLatin1String(flag) });
+            const CliRun r = RunCli({ QLatin1String(flag) });
             QCOMPARE(r.exitCode, 0);
-            QCOMPARE(r.out, QStringLiteral("sonivert-cli " SONIVERT_VERSION "\n"));
+            QCOMPARE(r.text(), QStringLiteral("sonivert-cli " SONIVERT_VERSION "\n"));
         }
     }
 
     void helpListsUsageAndExitCodes()
     {
-        const Run r = runCli({ QStringLiteral("--help") });
+        const CliRun r = RunCli({ QStringLiteral("--help") });
         QCOMPARE(r.exitCode, 0);
-        QVERIFY(r.out.startsWith(QStringLiteral("Usage: sonivert-cli COMMAND")));
-        QVERIFY(r.out.contains(QStringLiteral("2 usage error")));
+        QVERIFY(r.text().startsWith(QStringLiteral("Usage: sonivert-cli COMMAND")));
+        QVERIFY(r.text().contains(QStringLiteral("2 usage error")));
         QVERIFY(r.err.isEmpty());
     }
 
     void usageErrorsExitWithTwo()
     {
-        Run r = runCli({});
+        CliRun r = RunCli({});
         QCOMPARE(r.exitCode, 2);
         QVERIFY(r.err.contains(QStringLiteral("Usage:")));
         QVERIFY(r.out.isEmpty());
 
-        r = runCli({ QStringLiteral("transmogrify") });
+        r = RunCli({ QStringLiteral("transmogrify") });
         QCOMPARE(r.exitCode, 2);
         QVERIFY(r.err.startsWith(QStringLiteral("sonivert-cli: unknown command 'transmogrify'")));
     }

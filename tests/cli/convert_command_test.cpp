@@ -2,6 +2,7 @@
 #include "core/media/media_item.h"
 #include "core/media/probe.h"
 #include "support/awkward_media.h"
+#include "support/cli_runner.h"
 #include "support/media_maker.h"
 
 #include <QDir>
@@ -23,38 +24,6 @@ using namespace sonivert::test;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct Run
-{
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-Run runCli(const QStringList &args, int timeoutMs = 60000)
-{
-    QProcess cli;
-    cli.start(CliProgram(), args);
-    Run result;
-    if (!cli.waitForFinished(timeoutMs)) {
-        cli.kill();
-        cli.waitForFinished();
-        return result;
-    }
-    result.exitCode = cli.exitStatus() == QProcess::NormalExit ? cli.exitCode() : -1;
-    result.out = cli.readAllStandardOutput();
-    result.err = cli.readAllStandardError();
-    return result;
-}
-
-QJsonArray jsonArray(const QByteArray &text)
-{
-    QJsonParseError error;
-    const QJsonDocument doc = QJsonDocument::fromJson(text, &error);
-    if (error.error != QJsonParseError::NoError)
-        qWarning("not JSON: %s", text.constData());
-    return doc.array();
-}
 
 double durationSeconds(const MediaItem &item)
 {
@@ -116,10 +85,9 @@ private slots:
     // codec, rate and channels the plan asked for and the length of the source.
     void everyOfferedFormatConverts()
     {
-        const Run formats = runCli({ u"formats"_s });
+        const CliRun formats = RunCli({ u"formats"_s });
         QCOMPARE(formats.exitCode, 0);
-        const QStringList keywords
-            = QString::fromUtf8(formats.out).split(u'\n', Qt::SkipEmptyParts);
+        const QStringList keywords = formats.text().split(u'\n', Qt::SkipEmptyParts);
         QVERIFY(keywords.size() >= 10);
         const ProbeResult source = ProbeMediaFile(clip_);
         QVERIFY(source.ok);
@@ -128,14 +96,14 @@ private slots:
             const QString out = path(u"formats/"_s + QString(keyword).replace(u' ', u'_'));
             const QStringList common { u"convert"_s, u"--format"_s, keyword, u"-o"_s, out,
                 u"--json"_s, clip_ };
-            const Run plan = runCli(common + QStringList { u"--dry-run"_s });
-            QVERIFY2(plan.exitCode == 0, plan.err.constData());
-            const QJsonObject planned = jsonArray(plan.out).at(0).toObject();
+            const CliRun plan = RunCli(common + QStringList { u"--dry-run"_s });
+            QVERIFY2(plan.exitCode == 0, qPrintable(plan.err));
+            const QJsonObject planned = plan.json().array().at(0).toObject();
             const QStringList words = FfmpegOptionWords(planned[u"options"].toString());
 
-            const Run run = runCli(common + QStringList { u"--threads"_s, u"2"_s });
-            QVERIFY2(run.exitCode == 0, qPrintable(keyword + u": "_s + QString::fromUtf8(run.err)));
-            const QJsonObject result = jsonArray(run.out).at(0).toObject();
+            const CliRun run = RunCli(common + QStringList { u"--threads"_s, u"2"_s });
+            QVERIFY2(run.exitCode == 0, qPrintable(keyword + u": "_s + run.err));
+            const QJsonObject result = run.json().array().at(0).toObject();
             QCOMPARE(result[u"state"].toString(), u"done"_s);
             const QString output = result[u"output"].toString();
             QCOMPARE(output, planned[u"output"].toString());
@@ -173,10 +141,10 @@ private slots:
         QFETCH(QString, format);
         QFETCH(int, frameSamples);
         const QString out = path(u"trim-"_s + format);
-        const Run run = runCli({ u"convert"_s, u"--format"_s, format, u"--trim"_s, u"0.25:0.95"_s,
-            u"-o"_s, out, u"--json"_s, longer_ });
-        QVERIFY2(run.exitCode == 0, run.err.constData());
-        const QString output = jsonArray(run.out).at(0).toObject()[u"output"].toString();
+        const CliRun run = RunCli({ u"convert"_s, u"--format"_s, format, u"--trim"_s,
+            u"0.25:0.95"_s, u"-o"_s, out, u"--json"_s, longer_ });
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+        const QString output = run.json().array().at(0).toObject()[u"output"].toString();
         const ProbeResult probe = ProbeMediaFile(output);
         QVERIFY2(probe.ok, qPrintable(probe.message));
         const double frame = double(frameSamples) / probe.item.Integer(Field::AudioSampleRate);
@@ -187,10 +155,10 @@ private slots:
     void dryRunJsonShape()
     {
         const QString out = path(u"dry"_s);
-        const Run run = runCli({ u"convert"_s, u"--dry-run"_s, u"--json"_s, u"--trim"_s, u"0.5:"_s,
-            u"-o"_s, out, clip_, longer_ });
-        QVERIFY2(run.exitCode == 0, run.err.constData());
-        const QJsonArray files = jsonArray(run.out);
+        const CliRun run = RunCli({ u"convert"_s, u"--dry-run"_s, u"--json"_s, u"--trim"_s,
+            u"0.5:"_s, u"-o"_s, out, clip_, longer_ });
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+        const QJsonArray files = run.json().array();
         QCOMPARE(files.size(), 2);
         const QJsonObject first = files.at(0).toObject();
         QCOMPARE(first.keys(),
@@ -239,9 +207,9 @@ private slots:
     void usageErrors()
     {
         QFETCH(QStringList, args);
-        const Run run = runCli(QStringList { u"convert"_s } + args);
+        const CliRun run = RunCli(QStringList { u"convert"_s } + args);
         QCOMPARE(run.exitCode, 2);
-        QVERIFY(run.err.startsWith("sonivert-cli convert: "));
+        QVERIFY(run.err.startsWith(u"sonivert-cli convert: "_s));
     }
 
     void unusableOutputFolder()
@@ -251,9 +219,9 @@ private slots:
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.close();
         for (const QString &folder : { file, file + u"/below"_s }) {
-            const Run run = runCli({ u"convert"_s, u"-o"_s, folder, clip_ });
+            const CliRun run = RunCli({ u"convert"_s, u"-o"_s, folder, clip_ });
             QCOMPARE(run.exitCode, 3);
-            QVERIFY(run.err.contains(folder.toUtf8()));
+            QVERIFY(run.err.contains(folder));
         }
     }
 
@@ -265,8 +233,8 @@ private slots:
         QVERIFY(taken.open(QIODevice::WriteOnly));
         taken.write("keep me");
         taken.close();
-        const Run run = runCli({ u"convert"_s, u"-o"_s, out, clip_, clip_ });
-        QVERIFY2(run.exitCode == 0, run.err.constData());
+        const CliRun run = RunCli({ u"convert"_s, u"-o"_s, out, clip_, clip_ });
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         QVERIFY(taken.open(QIODevice::ReadOnly));
         QCOMPARE(taken.readAll(), QByteArray("keep me"));
         QCOMPARE(filesIn(out),
@@ -282,11 +250,11 @@ private slots:
         f.write(QByteArray(4096, 'x'));
         f.close();
         const QString out = path(u"broken-out"_s);
-        const Run run = runCli({ u"convert"_s, u"-o"_s, out, broken, clip_ });
+        const CliRun run = RunCli({ u"convert"_s, u"-o"_s, out, broken, clip_ });
         QCOMPARE(run.exitCode, 1);
-        QVERIFY2(run.err.contains("  broken.mkv: " + broken.toUtf8()
-                     + ": Invalid data found when processing input\n"),
-            run.err.constData());
+        QVERIFY2(run.err.contains(u"  broken.mkv: "_s + broken
+                     + u": Invalid data found when processing input\n"_s),
+            qPrintable(run.err));
         QCOMPARE(filesIn(out), QStringList { u"clip.MP3"_s });
         QVERIFY(run.out.contains("1 of 2 files converted"));
     }
@@ -304,10 +272,10 @@ private slots:
         const QString damaged = path(u"damaged.m4a"_s);
         QVERIFY(MakeDamagedSound(damaged));
         const QString out = path(u"whole-out"_s);
-        const Run run = runCli({ u"convert"_s, u"--format"_s, u"OGG Vorbis"_s, u"-o"_s, out,
+        const CliRun run = RunCli({ u"convert"_s, u"--format"_s, u"OGG Vorbis"_s, u"-o"_s, out,
             u"--json"_s, zero, damaged });
         QCOMPARE(run.exitCode, 1);
-        const QJsonArray files = jsonArray(run.out);
+        const QJsonArray files = run.json().array();
         QCOMPARE(files.size(), 2);
         QCOMPARE(files.at(0)[u"state"].toString(), u"done"_s);
         QCOMPARE(files.at(1)[u"state"].toString(), u"failed"_s);

@@ -1,40 +1,19 @@
-#include "support/media_maker.h"
+#include "support/cli_runner.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTest>
 
 using namespace sonivert::test;
 
 namespace {
 
-struct Result
-{
-    int exitCode = -1;
-    QByteArray out;
-    QString err;
-};
-
-Result run(const QStringList &args)
-{
-    QProcess process;
-    process.start(CliProgram(), args);
-    Result result;
-    if (!process.waitForFinished(30000))
-        return result;
-    result.exitCode = process.exitCode();
-    result.out = process.readAllStandardOutput();
-    result.err = QString::fromUtf8(process.readAllStandardError());
-    return result;
-}
-
 QJsonObject settingsJson(const QStringList &extra)
 {
-    const Result result
-        = run(QStringList { QStringLiteral("settings"), QStringLiteral("--json") } + extra);
-    return QJsonDocument::fromJson(result.out).object();
+    const CliRun result
+        = RunCli(QStringList { QStringLiteral("settings"), QStringLiteral("--json") } + extra);
+    return result.json().object();
 }
 
 QJsonObject list(const QJsonObject &settings, const char *name)
@@ -56,32 +35,31 @@ class FormatsCommandsTest : public QObject
 private slots:
     void formatsListsTheFamilies()
     {
-        const Result text = run({ QStringLiteral("formats") });
+        const CliRun text = RunCli({ QStringLiteral("formats") });
         QCOMPARE(text.exitCode, 0);
-        const QStringList keywords
-            = QString::fromUtf8(text.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        const QStringList keywords = text.text().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QVERIFY(keywords.size() >= 11);
         QCOMPARE(keywords.first(), QStringLiteral("MP3"));
         for (const char *family : { "FLAC", "WAV", "AIFF", "AC3", "MP2", "WMA", "OGG Vorbis" })
             QVERIFY2(keywords.contains(QLatin1String(family)), family);
 
-        const Result json = run({ QStringLiteral("formats"), QStringLiteral("--json") });
-        QCOMPARE(json.exitCode, 0);
-        const QJsonArray array = QJsonDocument::fromJson(json.out).array();
+        const CliRun listed = RunCli({ QStringLiteral("formats"), QStringLiteral("--json") });
+        QCOMPARE(listed.exitCode, 0);
+        const QJsonArray array = listed.json().array();
         QCOMPARE(array.size(), keywords.size());
         for (int i = 0; i < array.size(); ++i)
             QCOMPARE(
                 array.at(i).toObject().value(QStringLiteral("keyword")).toString(), keywords.at(i));
 
-        QCOMPARE(run({ QStringLiteral("formats"), QStringLiteral("extra") }).exitCode, 2);
+        QCOMPARE(RunCli({ QStringLiteral("formats"), QStringLiteral("extra") }).exitCode, 2);
     }
 
     void presetsOfOneFamily()
     {
-        const Result json
-            = run({ QStringLiteral("presets"), QStringLiteral("wav"), QStringLiteral("--json") });
-        QCOMPARE(json.exitCode, 0);
-        const QJsonArray array = QJsonDocument::fromJson(json.out).array();
+        const CliRun listed = RunCli(
+            { QStringLiteral("presets"), QStringLiteral("wav"), QStringLiteral("--json") });
+        QCOMPARE(listed.exitCode, 0);
+        const QJsonArray array = listed.json().array();
         QVERIFY(array.size() >= 4);
         const QJsonObject custom = array.first().toObject();
         QCOMPARE(custom.value(QStringLiteral("name")).toString(), QStringLiteral("[Custom]"));
@@ -92,10 +70,9 @@ private slots:
             ids.append(value.toObject().value(QStringLiteral("id")).toString());
         QCOMPARE(ids.removeDuplicates(), 0);
 
-        const Result text = run({ QStringLiteral("presets"), QStringLiteral("WAV") });
+        const CliRun text = RunCli({ QStringLiteral("presets"), QStringLiteral("WAV") });
         QCOMPARE(text.exitCode, 0);
-        const QStringList lines
-            = QString::fromUtf8(text.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        const QStringList lines = text.text().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), array.size());
         QVERIFY(lines.first().contains(custom.value(QStringLiteral("id")).toString()));
         QVERIFY(lines.first().endsWith(QStringLiteral("[Custom]")));
@@ -103,9 +80,9 @@ private slots:
 
     void presetsOfAllFamiliesAndUnknownKeyword()
     {
-        const Result all = run({ QStringLiteral("presets"), QStringLiteral("--json") });
+        const CliRun all = RunCli({ QStringLiteral("presets"), QStringLiteral("--json") });
         QCOMPARE(all.exitCode, 0);
-        const QJsonArray array = QJsonDocument::fromJson(all.out).array();
+        const QJsonArray array = all.json().array();
         QStringList keywords;
         for (const QJsonValue &value : array) {
             const QString keyword = value.toObject().value(QStringLiteral("keyword")).toString();
@@ -113,14 +90,13 @@ private slots:
                 keywords.append(keyword);
         }
         // Grouped by family, in the order of the format list.
-        const Result formats = run({ QStringLiteral("formats") });
-        QCOMPARE(
-            keywords, QString::fromUtf8(formats.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts));
+        const CliRun formats = RunCli({ QStringLiteral("formats") });
+        QCOMPARE(keywords, formats.text().split(QLatin1Char('\n'), Qt::SkipEmptyParts));
         // Device formats are not offered.
         QVERIFY(!all.out.contains("DeviceFormat"));
         QVERIFY(!keywords.contains(QStringLiteral("AVI Video")));
 
-        const Result unknown = run({ QStringLiteral("presets"), QStringLiteral("Betamax") });
+        const CliRun unknown = RunCli({ QStringLiteral("presets"), QStringLiteral("Betamax") });
         QCOMPARE(unknown.exitCode, 2);
         QVERIFY(unknown.err.contains(QStringLiteral("MP3")));
     }
@@ -150,14 +126,10 @@ private slots:
         QVERIFY(settings.value(QStringLiteral("QualityLevel")).isString());
 
         // The default is the second entry of the family's list, the first real preset.
-        const Result presets
-            = run({ QStringLiteral("presets"), QStringLiteral("MP3"), QStringLiteral("--json") });
-        const QString secondId = QJsonDocument::fromJson(presets.out)
-                                     .array()
-                                     .at(1)
-                                     .toObject()
-                                     .value(QStringLiteral("id"))
-                                     .toString();
+        const CliRun presets = RunCli(
+            { QStringLiteral("presets"), QStringLiteral("MP3"), QStringLiteral("--json") });
+        const QString secondId
+            = presets.json().array().at(1).toObject().value(QStringLiteral("id")).toString();
         QCOMPARE(settingsJson({ QStringLiteral("--preset"), secondId }), settings);
     }
 
@@ -180,10 +152,10 @@ private slots:
 
     void presetByNameAndLockedLists()
     {
-        const Result presets
-            = run({ QStringLiteral("presets"), QStringLiteral("WAV"), QStringLiteral("--json") });
+        const CliRun presets = RunCli(
+            { QStringLiteral("presets"), QStringLiteral("WAV"), QStringLiteral("--json") });
         QString gsmName;
-        for (const QJsonValue &value : QJsonDocument::fromJson(presets.out).array()) {
+        for (const QJsonValue &value : presets.json().array()) {
             const QString name = value.toObject().value(QStringLiteral("name")).toString();
             if (name.contains(QStringLiteral("GSM")))
                 gsmName = name;
@@ -195,7 +167,7 @@ private slots:
         QCOMPARE(selected(gsm, "SampleRate"), QStringLiteral("8000 Hz"));
         QVERIFY(!list(gsm, "SampleRate").value(QStringLiteral("enabled")).toBool());
 
-        const Result locked = run({ QStringLiteral("settings"), QStringLiteral("--format"),
+        const CliRun locked = RunCli({ QStringLiteral("settings"), QStringLiteral("--format"),
             QStringLiteral("WAV"), QStringLiteral("--preset"), gsmName, QStringLiteral("--set"),
             QStringLiteral("SampleRate=8000 Hz") });
         QCOMPARE(locked.exitCode, 2);
@@ -236,7 +208,7 @@ private slots:
     {
         QFETCH(QStringList, args);
         QFETCH(QString, mentions);
-        const Result result = run(QStringList { QStringLiteral("settings") } + args);
+        const CliRun result = RunCli(QStringList { QStringLiteral("settings") } + args);
         QCOMPARE(result.exitCode, 2);
         QVERIFY2(result.err.contains(mentions), qPrintable(result.err));
         QVERIFY(result.out.isEmpty());
@@ -244,10 +216,10 @@ private slots:
 
     void textOutputNamesEveryList()
     {
-        const Result result = run(
+        const CliRun result = RunCli(
             { QStringLiteral("settings"), QStringLiteral("--format"), QStringLiteral("FLAC") });
         QCOMPARE(result.exitCode, 0);
-        const QString text = QString::fromUtf8(result.out);
+        const QString text = result.text();
         for (const char *name :
             { "VideoCodec:", "AudioBitrate: 768 kbps", "Width:", "QualityLevel:" })
             QVERIFY2(text.contains(QLatin1String(name)), name);

@@ -1,18 +1,19 @@
 #include "core/media/media_item.h"
+#include "support/cli_runner.h"
 #include "support/media_maker.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
 using namespace sonivert;
 using sonivert::test::ClipOptions;
-using sonivert::test::CliProgram;
+using sonivert::test::CliRun;
 using sonivert::test::MakeClip;
+using sonivert::test::RunCli;
 
 class ProbeCommandTest : public QObject
 {
@@ -24,24 +25,9 @@ private:
     QString song_;
     QString text_;
 
-    struct Run
+    static CliRun run(const QStringList &args)
     {
-        int exitCode = -1;
-        QByteArray out;
-        QByteArray err;
-    };
-
-    static Run run(const QStringList &args)
-    {
-        QProcess cli;
-        cli.start(CliProgram(), QStringList { QStringLiteral("probe") } + args);
-        Run result;
-        if (!cli.waitForFinished(60000))
-            return result;
-        result.exitCode = cli.exitStatus() == QProcess::NormalExit ? cli.exitCode() : -1;
-        result.out = cli.readAllStandardOutput();
-        result.err = cli.readAllStandardError();
-        return result;
+        return RunCli(QStringList { QStringLiteral("probe") } + args);
     }
 
 private slots:
@@ -66,7 +52,7 @@ private slots:
     void jsonHasOneObjectPerFileInArgumentOrder()
     {
         const QString missing = dir_.filePath(QStringLiteral("missing.mp4"));
-        const Run r = run({ QStringLiteral("--json"), text_, clip_, missing, song_ });
+        const CliRun r = run({ QStringLiteral("--json"), text_, clip_, missing, song_ });
         QCOMPARE(r.exitCode, 1);
         QJsonParseError error;
         const QJsonDocument doc = QJsonDocument::fromJson(r.out, &error);
@@ -118,7 +104,7 @@ private slots:
 
     void plainOutputAndSuccess()
     {
-        const Run r = run({ clip_, song_ });
+        const CliRun r = run({ clip_, song_ });
         QCOMPARE(r.exitCode, 0);
         const QList<QByteArray> lines = r.out.trimmed().split('\n');
         QCOMPARE(lines.size(), 2);
@@ -131,7 +117,7 @@ private slots:
 
     void failureLineAndExitStatus()
     {
-        const Run r = run({ text_ });
+        const CliRun r = run({ text_ });
         QCOMPARE(r.exitCode, 1);
         QCOMPARE(r.out.trimmed(),
             QByteArray("notes.mkv  failed: ") + text_.toUtf8()
@@ -144,10 +130,10 @@ private slots:
         QCOMPARE(run({ QStringLiteral("--json") }).exitCode, 2);
         QCOMPARE(run({ QStringLiteral("--xml"), clip_ }).exitCode, 2);
         // After "--" a name that looks like an option is a file.
-        const Run r
+        const CliRun r
             = run({ QStringLiteral("--json"), QStringLiteral("--"), QStringLiteral("-odd") });
         QCOMPARE(r.exitCode, 1);
-        QCOMPARE(QJsonDocument::fromJson(r.out).array().size(), 1);
+        QCOMPARE(r.json().array().size(), 1);
     }
 };
 

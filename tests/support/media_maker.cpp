@@ -48,9 +48,4 @@ bool MakeClip(const QString &path, const ClipOptions &o)
     return RunFfmpeg(args);
 }
 
-QString CliProgram()
-{
-    return QStringLiteral(SONIVERT_BIN_DIR "/sonivert-cli");
-}
-
 } // namespace sonivert::test

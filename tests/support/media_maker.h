@@ -26,7 +26,4 @@ struct ClipOptions
 // follows the extension. Returns true on success.
 bool MakeClip(const QString &path, const ClipOptions &options = {});
 
-// The sonivert-cli program of this build.
-QString CliProgram();
-
 } // namespace sonivert::test

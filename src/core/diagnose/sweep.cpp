@@ -27,9 +27,14 @@ public:
 
     void step(const QStringList &entryTexts)
     {
+        m_runner.BeforeStep();
+        if (m_runner.StopRequested()) {
+            m_summary.end = SweepEnd::Stopped;
+            return;
+        }
         const StepOutcome outcome = m_runner.RunStep();
         if (!outcome.ran) {
-            m_summary.end = SweepEnd::NotStarted;
+            m_summary.end = SweepEnd::Abandoned;
             return;
         }
         const SweepResult result { CombinationText(entryTexts), outcome.state.trimmed(),

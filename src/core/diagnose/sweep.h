@@ -19,7 +19,7 @@ enum class SweepKind {
 // What one conversion of the list left in its first row.
 struct StepOutcome
 {
-    bool ran = true; // false: no conversion could be started, so the sweep cannot go on
+    bool ran = true; // false: the front end went away under the step; nothing to write
     QString state; // the state text ("Done", "Unsuccessful!", "Canceled!")
     QString message; // the error message
 };
@@ -35,6 +35,7 @@ struct SweepResult
 };
 
 inline const QString FailedStateText = QStringLiteral("Unsuccessful!");
+inline const QString CancelledStateText = QStringLiteral("Canceled!");
 
 // "   " + the texts joined with ":" + "   ".
 QString CombinationText(const QStringList &entryTexts);
@@ -49,8 +50,13 @@ class DiagnosisStepRunner
 {
 public:
     virtual ~DiagnosisStepRunner() = default;
+    // A step that cannot start a conversion still reports an outcome (the reason it could not),
+    // and the sweep goes on.
     virtual StepOutcome RunStep() = 0;
-    // Asked after every step: true ends the sweep there.
+    // Runs before every step: a front end lets what the person did meanwhile take effect, so
+    // that a Stop given while the last step ended is seen before the next one begins.
+    virtual void BeforeStep() { }
+    // Asked before and after every step: true ends the sweep there.
     virtual bool StopRequested() const { return false; }
     // Whether the sample-size list takes part; asked anew for every channels entry.
     virtual bool SampleSizeShown(const OutputSettings &settings) const;
@@ -59,7 +65,7 @@ public:
 enum class SweepEnd {
     Completed,
     Stopped, // StopRequested() said so
-    NotStarted, // a step could not start a conversion
+    Abandoned, // a step could not run at all: its front end went away
 };
 
 struct SweepSummary

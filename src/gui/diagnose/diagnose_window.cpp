@@ -1,6 +1,7 @@
 #include "gui/diagnose/diagnose_window.h"
 
 #include "core/app/app_flags.h"
+#include "core/convert/conversion_run.h"
 #include "core/convert/option_builder.h"
 #include "core/formats/output_settings.h"
 #include "core/media/file_list_model.h"
@@ -11,11 +12,13 @@
 #include <QCheckBox>
 #include <QCloseEvent>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QFile>
-#include <QGridLayout>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
@@ -37,7 +40,8 @@ void appendLine(QPlainTextEdit *box, const QString &line)
 } // namespace
 
 // One step converts the whole list with the main window's Convert command and reads its first row
-// when the run has ended.
+// when the run has ended. A run that could not begin is a result of its own: the line says why,
+// and the sweep goes on with the next combination.
 class DiagnoseWindow::StepRunner : public DiagnosisStepRunner
 {
 public:
@@ -47,26 +51,52 @@ public:
     {
     }
 
+    void BeforeStep() override
+    {
+        // The last run ended inside an engine event; a click that came in meanwhile (Stop, the
+        // close box) is handled now, while the main window takes clicks, rather than lost behind
+        // the disabled window of the next run's preparation.
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents();
+        // A Convert clicked meanwhile started a run of the person's own; the step's Convert would
+        // only pause it, so the step waits for it to end.
+        if (m_main && m_main->GetConvertButtonState() != 0) {
+            QEventLoop loop;
+            QObject::connect(m_main, &MainWindow::runFinished, &loop, &QEventLoop::quit);
+            QObject::connect(m_main, &QObject::destroyed, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
+    }
+
     StepOutcome RunStep() override
     {
-        if (!m_main || !m_window)
+        if (!m_main || !m_window || m_main->fileList()->Count() == 0)
             return { false, QString(), QString() };
+        ConversionRun *run = m_main->conversionRun();
         QEventLoop loop;
         bool ended = false;
+        bool began = false;
         QObject::connect(m_main, &MainWindow::runFinished, &loop, [&] {
             ended = true;
             loop.quit();
         });
+        QObject::connect(run, &ConversionRun::stateChanged, &loop,
+            [&](RunState state) { began = began || state != RunState::Idle; });
         QObject::connect(m_main, &QObject::destroyed, &loop, &QEventLoop::quit);
         m_main->StartTesting();
-        // A run that did not get past its preparation (no output folder, a file the engine
-        // refused) leaves the window idle at once; repeating it would change nothing.
-        if (!m_main || m_main->GetConvertButtonState() == 0)
+        if (m_main && !ended && m_main->GetConvertButtonState() != 0)
+            loop.exec();
+        if (!m_main || !m_window)
             return { false, QString(), QString() };
         if (!ended)
-            loop.exec();
-        if (!m_main || !m_window || !ended)
-            return { false, QString(), QString() };
+            return { true, FailedStateText, unusableFolderMessage() };
+        if (!began) {
+            // Dropped in its preparation: a file the engine refused, or the person's Cancel.
+            const QString refusal = run->LastErrorText();
+            if (!refusal.isEmpty())
+                return { true, FailedStateText, refusal };
+            return { true, CancelledStateText, QString() };
+        }
 
         FileListModel *list = m_main->fileList();
         StepOutcome outcome;
@@ -80,7 +110,11 @@ public:
         return outcome;
     }
 
-    bool StopRequested() const override { return !m_window || m_window->m_stopRequested; }
+    bool StopRequested() const override
+    {
+        return !m_window || m_window->m_stopRequested || !m_main
+            || m_main->fileList()->Count() == 0;
+    }
 
     bool SampleSizeShown(const OutputSettings &settings) const override
     {
@@ -92,6 +126,17 @@ public:
     }
 
 private:
+    // Convert gave up before planning anything: only the output folder check does that, and the
+    // main window says why beside the folder box.
+    QString unusableFolderMessage() const
+    {
+        const auto *box = m_main->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"));
+        const auto *why = m_main->findChild<QLabel *>(QStringLiteral("lbl_OutputFolderProblem"));
+        return (box ? box->text() : QString()) + QStringLiteral(": ")
+            + (why && !why->text().isEmpty() ? why->text()
+                                             : QStringLiteral("The output folder cannot be used."));
+    }
+
     QPointer<MainWindow> m_main;
     QPointer<DiagnoseWindow> m_window;
 };
@@ -276,9 +321,8 @@ void DiagnoseWindow::showSummary(const SweepSummary &summary)
     case SweepEnd::Stopped:
         m_status->setText(QStringLiteral("Test stopped: ") + counts);
         break;
-    case SweepEnd::NotStarted:
-        m_status->setText(
-            QStringLiteral("The conversion could not start, so the test ended: ") + counts);
+    case SweepEnd::Abandoned:
+        m_status->setText(QStringLiteral("Test ended: ") + counts);
         break;
     }
 }
@@ -309,6 +353,17 @@ void DiagnoseWindow::appendOptionString()
     if (row < 0 || row >= list->Count())
         return;
     appendLine(m_options, BuildEncoderOptions(list->Item(row), AppOutputSettings()));
+}
+
+void DiagnoseWindow::keyPressEvent(QKeyEvent *event)
+{
+    // The window has no dialog buttons; Escape leaves it as the close box does.
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        event->accept();
+        close();
+        return;
+    }
+    QWidget::keyPressEvent(event);
 }
 
 void DiagnoseWindow::closeEvent(QCloseEvent *event)

@@ -51,6 +51,7 @@ signals:
     void sweepEnded(const SweepSummary &summary);
 
 protected:
+    void keyPressEvent(QKeyEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
 private:

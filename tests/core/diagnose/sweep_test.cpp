@@ -62,13 +62,19 @@ public:
             seen << m_settings.choiceText(id);
         converted << seen;
         appliedRows << m_settings.appliedPresetRow();
-        if (int(converted.size()) == notStartedAt)
+        if (int(converted.size()) == goneAt)
             return { false, QString(), QString() };
         if (fails && fails(m_settings))
             return { true, QStringLiteral("Unsuccessful! "), QStringLiteral(" encoder said no ") };
         return { true, QStringLiteral("Done"), QString() };
     }
-    bool StopRequested() const override { return int(converted.size()) == stopAfter; }
+    void BeforeStep() override
+    {
+        ++beforeSteps;
+        if (int(converted.size()) == stopBefore)
+            stopGiven = true;
+    }
+    bool StopRequested() const override { return stopGiven || int(converted.size()) == stopAfter; }
     bool SampleSizeShown(const OutputSettings &settings) const override
     {
         return sizeShown ? sizeShown(settings) : DiagnosisStepRunner::SampleSizeShown(settings);
@@ -78,8 +84,11 @@ public:
     QList<int> appliedRows;
     std::function<bool(const OutputSettings &)> fails;
     std::function<bool(const OutputSettings &)> sizeShown;
-    int stopAfter = -1;
-    int notStartedAt = -1;
+    int stopAfter = -1; // steps converted when StopRequested says yes
+    int stopBefore = -1; // steps converted when a Stop arrives between two steps
+    int goneAt = -1; // the step during which the front end goes away
+    int beforeSteps = 0;
+    bool stopGiven = false;
 
 private:
     const OutputSettings &m_settings;
@@ -216,7 +225,7 @@ private slots:
                            "encoder said no"));
     }
 
-    void stopAndUnstartableStepsEndTheSweep()
+    void aStopOrAVanishedFrontEndEndsTheSweep()
     {
         FakeRunner stopping(*settings);
         stopping.stopAfter = 5;
@@ -225,10 +234,26 @@ private slots:
         QCOMPARE(summary.steps, 5);
         QCOMPARE(results.size(), 5);
 
-        FakeRunner refusing(*settings);
-        refusing.notStartedAt = 3;
-        summary = run(SweepKind::Presets, refusing);
-        QCOMPARE(summary.end, SweepEnd::NotStarted);
+        // A Stop that arrives between two steps is seen before the next conversion starts.
+        FakeRunner between(*settings);
+        between.stopBefore = 2;
+        summary = run(SweepKind::AudioSettings, between);
+        QCOMPARE(summary.end, SweepEnd::Stopped);
+        QCOMPARE(between.converted.size(), 2);
+        QCOMPARE(between.beforeSteps, 3);
+        QCOMPARE(results.size(), 2);
+
+        FakeRunner beforeAll(*settings);
+        beforeAll.stopBefore = 0;
+        summary = run(SweepKind::Presets, beforeAll);
+        QCOMPARE(summary.end, SweepEnd::Stopped);
+        QCOMPARE(summary.steps, 0);
+        QVERIFY(beforeAll.converted.isEmpty());
+
+        FakeRunner gone(*settings);
+        gone.goneAt = 3;
+        summary = run(SweepKind::Presets, gone);
+        QCOMPARE(summary.end, SweepEnd::Abandoned);
         QCOMPARE(summary.steps, 2);
         QCOMPARE(results.size(), 2);
     }

@@ -1,9 +1,12 @@
+#include "core/convert/conversion_run.h"
+#include "core/convert/option_builder.h"
 #include "core/formats/output_settings.h"
 #include "core/formats/parameter_tables.h"
+#include "core/media/probe.h"
 #include "support/media_maker.h"
 
-#include <QDir>
-#include <QFileInfo>
+#include <QSet>
+#include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -13,115 +16,88 @@ using namespace sonivert::test;
 
 namespace {
 
-// The encoder each audio codec label of the catalogue stands for in the option string.
-QString encoderFor(const QString &codec, const QString &sampleSize)
+// The first and the last entry: the extremes of a list.
+QList<int> ends(const ChoiceList &list)
 {
-    if (codec == QLatin1String("PCM little-endian") || codec == QLatin1String("PCM big-endian")) {
-        const bool little = codec == QLatin1String("PCM little-endian");
-        if (sampleSize == QLatin1String("8 bit"))
-            return little ? QStringLiteral("pcm_u8") : QStringLiteral("pcm_s8");
-        const QString bits = QString(sampleSize).remove(QStringLiteral(" bit"));
-        return QStringLiteral("pcm_s") + bits
-            + (little ? QStringLiteral("le") : QStringLiteral("be"));
-    }
-    static const QHash<QString, QString> encoders = {
-        { QStringLiteral("MP3"), QStringLiteral("libmp3lame") },
-        { QStringLiteral("AAC"), QStringLiteral("aac") },
-        { QStringLiteral("MP2"), QStringLiteral("mp2") },
-        { QStringLiteral("Ogg Vorbis"), QStringLiteral("libvorbis") },
-        { QStringLiteral("IMA ADPCM"), QStringLiteral("adpcm_ima_wav") },
-        { QStringLiteral("Microsoft ADPCM"), QStringLiteral("adpcm_ms") },
-        { QStringLiteral("CCITT A-law"), QStringLiteral("pcm_alaw") },
-        { QStringLiteral("CCITT u-law"), QStringLiteral("pcm_mulaw") },
-        { QStringLiteral("AC3"), QStringLiteral("ac3") },
-        { QStringLiteral("WMA"), QStringLiteral("wmav2") },
-        { QStringLiteral("FLAC"), QStringLiteral("flac") },
-        { QStringLiteral("MS GSM 6.10"), QStringLiteral("libgsm_ms") },
-        { QStringLiteral("Opus"), QStringLiteral("libopus") },
-    };
-    return encoders.value(codec);
+    const int count = int(list.entries.size());
+    if (count <= 1)
+        return count == 1 ? QList<int> { 0 } : QList<int> {};
+    return { 0, count - 1 };
 }
 
-QString channelCount(const QString &channels)
+QList<int> every(const ChoiceList &list)
 {
-    if (channels == QLatin1String("Mono"))
-        return QStringLiteral("1");
-    return channels == QLatin1String("Stereo") ? QStringLiteral("2") : QStringLiteral("6");
-}
-
-QStringList entries(const QString &list)
-{
-    return list.split(QLatin1Char(';'), Qt::SkipEmptyParts);
-}
-
-QStringList ends(const QStringList &list)
-{
-    return list.size() > 1 ? QStringList { list.first(), list.last() } : list;
+    QList<int> all;
+    for (int i = 0; i < list.entries.size(); ++i)
+        all << i;
+    return all;
 }
 
 } // namespace
 
 // Every codec, rate, layout and bit rate the catalogue offers must be something the ffmpeg
-// program of this system can actually write.
+// program of this system can actually write: each combination is planned and converted as a row
+// of a run would be, by the product's own engine.
 class CatalogueEncodeTest : public QObject
 {
     Q_OBJECT
 
     QTemporaryDir m_dir;
     QString m_source;
-    Catalogue m_catalogue;
-    int m_encoded = 0;
+    MediaItem m_sourceItem;
+    Catalogue m_builtIn;
 
-    struct Job
+    struct Case
     {
-        QStringList options;
-        QString output;
         QString what;
+        TaskPlan plan;
     };
-    QList<Job> m_jobs;
+    QList<Case> m_cases;
+    QSet<QString> m_planned; // what the engine is asked to do, once each
 
-    void encode(const QString &codec, const QString &rate, const QString &channels,
-        const QString &size, const QString &bitrate, const QString &extension)
+    void plan(OutputSettings &settings)
     {
-        const QString encoder = encoderFor(codec, size);
-        QVERIFY2(!encoder.isEmpty(), qPrintable(codec));
-        Job job;
-        job.output = QDir(m_dir.path())
-                         .filePath(QStringLiteral("out%1.").arg(m_encoded++) + extension.toLower());
-        job.options
-            = QStringList { QStringLiteral("-ac"), channelCount(channels), QStringLiteral("-ar"),
-                  QString(rate).remove(QStringLiteral(" Hz")), QStringLiteral("-ab"),
-                  QString(bitrate).remove(QStringLiteral(" kbps")) + QLatin1Char('k'),
-                  QStringLiteral("-acodec"), encoder, QStringLiteral("-vn") };
-        // The conversion writes ringtones through an intermediate name; here the muxer is named.
-        if (extension == QLatin1String("M4R"))
-            job.options << QStringLiteral("-f") << QStringLiteral("ipod");
-        job.what = QStringList { codec, rate, channels, size, bitrate, extension }.join(
-            QStringLiteral(", "));
-        m_jobs.append(job);
+        const TaskPlan plan = PlanTask(m_sourceItem, settings);
+        if (!m_planned.contains(plan.extension + plan.outputOptions)) {
+            m_planned.insert(plan.extension + plan.outputOptions);
+            m_cases.append({ settings.description().format + QStringLiteral(": ")
+                    + plan.outputOptions.trimmed() + QStringLiteral(" -> ") + plan.extension,
+                plan });
+        }
     }
 
-    // One ffmpeg run writes every output (starting the program dominates otherwise); only when
-    // it fails are the outputs tried one by one to name the culprit.
-    void runJobs()
+    // All cases as the rows of one run, as many at once as the machine has cores.
+    void convertCases()
     {
-        QStringList args { QStringLiteral("-i"), m_source };
-        for (const Job &job : std::as_const(m_jobs))
-            args << job.options << job.output;
-        if (!RunFfmpeg(args)) {
-            for (const Job &job : std::as_const(m_jobs)) {
-                QString error;
-                const bool ok = RunFfmpeg(QStringList { QStringLiteral("-i"), m_source }
-                        + job.options + QStringList { job.output },
-                    &error);
-                QVERIFY2(ok, qPrintable(job.what + QStringLiteral(": ") + error));
+        QTemporaryDir out(m_dir.filePath(QStringLiteral("out-XXXXXX")));
+        QVERIFY(out.isValid());
+        ConversionRun run;
+        run.Begin(out.path());
+        for (int row = 0; row < m_cases.size(); ++row) {
+            const QString output = run.AddRow(row, m_source, m_cases.at(row).plan);
+            QVERIFY2(!output.isEmpty(),
+                qPrintable(m_cases.at(row).what + QStringLiteral(": ") + run.LastErrorText()));
+        }
+        QSignalSpy ended(&run, &ConversionRun::runEnded);
+        run.Start(0);
+        QVERIFY(ended.count() == 1 || ended.wait(240000));
+
+        QStringList failures;
+        for (int row = 0; row < m_cases.size(); ++row) {
+            if (run.Outcome(row) != RowOutcome::Failed)
+                continue;
+            QString message;
+            for (const RunFailure &failure : run.Failures()) {
+                if (failure.row == row)
+                    message = failure.message;
             }
+            failures << m_cases.at(row).what + QStringLiteral(": ") + message + QStringLiteral("\n")
+                    + run.TaskDetails(row);
         }
-        for (const Job &job : std::as_const(m_jobs)) {
-            QVERIFY2(QFileInfo(job.output).size() > 0, qPrintable(job.what));
-            QFile::remove(job.output);
-        }
-        m_jobs.clear();
+        QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QStringLiteral("\n\n"))));
+        // A message that stops a run would have cancelled the rest; that is a failure too.
+        for (int row = 0; row < m_cases.size(); ++row)
+            QVERIFY2(run.Outcome(row) == RowOutcome::Done, qPrintable(m_cases.at(row).what));
     }
 
 private slots:
@@ -130,7 +106,7 @@ private slots:
         if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
             QSKIP("the ffmpeg program is not installed");
         QVERIFY(m_dir.isValid());
-        QVERIFY(LoadBuiltInCatalogue(m_catalogue, m_dir.path()));
+        QVERIFY(LoadBuiltInCatalogue(m_builtIn, m_dir.path()));
         m_source = m_dir.filePath(QStringLiteral("source.wav"));
         ClipOptions clip;
         clip.seconds = 0.2;
@@ -138,59 +114,71 @@ private slots:
         clip.sampleRate = 48000;
         clip.channelLayout = QStringLiteral("5.1");
         QVERIFY(MakeClip(m_source, clip));
+        const ProbeResult probe = ProbeMediaFile(m_source);
+        QVERIFY2(probe.ok, qPrintable(probe.message));
+        m_sourceItem = probe.item;
+    }
+
+    void init()
+    {
+        m_cases.clear();
+        m_planned.clear();
     }
 
     void everyOfferedPresetEncodes()
     {
-        OutputSettings settings(m_catalogue);
+        Catalogue catalogue = m_builtIn;
+        OutputSettings settings(catalogue);
         const QStringList keywords
-            = ListFormatKeywords(m_catalogue.presets, OfferedMaker).split(QLatin1Char('|'));
+            = ListFormatKeywords(catalogue.presets, OfferedMaker).split(QLatin1Char('|'));
         for (const QString &keyword : keywords) {
             settings.SelectFormat(keyword);
             for (int i = 0; i < settings.offeredPresets().size(); ++i) {
                 settings.SelectMainPreset(i);
-                encode(settings.choiceText(ChoiceListId::AudioCodec),
-                    settings.choiceText(ChoiceListId::SampleRate),
-                    settings.choiceText(ChoiceListId::Channels),
-                    settings.choiceText(ChoiceListId::AudioSize),
-                    settings.choiceText(ChoiceListId::AudioBitrate),
-                    settings.choiceText(ChoiceListId::FileExtention));
+                plan(settings);
             }
         }
+        QVERIFY(m_cases.size() > 10);
+        convertCases();
     }
 
+    // Within each offered format, every codec with every layout, the lowest and highest sample
+    // size and rate, and the lowest and highest bit rate, chosen as the settings dialog would.
     void extremesOfEveryCodecEncode()
     {
-        // The lowest and highest rate, every layout, the lowest and highest bit rate.
-        const CatalogueTable &formats = m_catalogue.formats;
-        for (int row = 1; row <= formats.rowCount(); ++row) {
-            const QString codec = GetCatalogueCell(formats, row, QStringLiteral("AudioCodec"));
-            const QString format = GetCatalogueCell(formats, row, QStringLiteral("Format"));
-            if (codec == QLatin1String("#") || codec == QLatin1String("No Audio")
-                || FindCatalogueRow(m_catalogue.presets, QStringLiteral("Format"), format) == 0)
-                continue;
-            const int first = FindCatalogueRow(formats, QStringLiteral("Format"), format);
-            const QString extension
-                = entries(GetCatalogueCell(formats, first, QStringLiteral("FileExtention")))
-                      .value(0);
-            const QStringList rates
-                = entries(GetCatalogueCell(formats, row, QStringLiteral("SampleRate")));
-            const QStringList sizes
-                = entries(GetCatalogueCell(formats, row, QStringLiteral("AudioSize")));
-            for (const QString &rate : { rates.first(), rates.last() }) {
-                for (const QString &channels :
-                    entries(GetCatalogueCell(formats, row, QStringLiteral("Channels")))) {
-                    for (const QString &size : { sizes.first(), sizes.last() }) {
-                        const QStringList bitrates
-                            = entries(ListAudioBitrates(codec, rate, channels, size));
-                        for (const QString &bitrate : ends(bitrates))
-                            encode(codec, rate, channels, size, bitrate, extension);
+        Catalogue catalogue = m_builtIn;
+        OutputSettings settings(catalogue);
+        const QStringList keywords
+            = ListFormatKeywords(catalogue.presets, OfferedMaker).split(QLatin1Char('|'));
+        QSet<QString> formats;
+        for (const QString &keyword : keywords) {
+            settings.SelectFormat(keyword);
+            for (int preset = 0; preset < settings.offeredPresets().size(); ++preset) {
+                settings.SelectMainPreset(preset);
+                if (formats.contains(settings.description().format))
+                    continue;
+                formats.insert(settings.description().format);
+                for (int codec : every(settings.choice(ChoiceListId::AudioCodec))) {
+                    settings.ChooseEntry(ChoiceListId::AudioCodec, codec);
+                    for (int channels : every(settings.choice(ChoiceListId::Channels))) {
+                        settings.ChooseEntry(ChoiceListId::Channels, channels);
+                        for (int size : ends(settings.choice(ChoiceListId::AudioSize))) {
+                            settings.ChooseEntry(ChoiceListId::AudioSize, size);
+                            for (int rate : ends(settings.choice(ChoiceListId::SampleRate))) {
+                                settings.ChooseEntry(ChoiceListId::SampleRate, rate);
+                                for (int bitrate :
+                                    ends(settings.choice(ChoiceListId::AudioBitrate))) {
+                                    settings.ChooseEntry(ChoiceListId::AudioBitrate, bitrate);
+                                    plan(settings);
+                                }
+                            }
+                        }
                     }
                 }
             }
         }
-        QVERIFY(m_jobs.size() > 100);
-        runJobs();
+        QVERIFY(m_cases.size() > 100);
+        convertCases();
     }
 };
 
