@@ -119,27 +119,6 @@ private slots:
         QVERIFY(log.first().first().toString().startsWith(QLatin1Char('#')));
     }
 
-    void pauseHoldsAndResumeFinishes()
-    {
-        importClips({ QStringLiteral("long.mp4") }, 4.0);
-        test::ModalWatcher watcher;
-        QSignalSpy finished(window.get(), &MainWindow::runFinished);
-        inputOptions = QStringLiteral(" -re"); // the task lasts as long as the clip plays
-        window->convertCommand();
-        QTRY_VERIFY_WITH_TIMEOUT(window->fileList()->GetRowProgress(0) >= 0, 20000);
-        window->convertCommand();
-        QCOMPARE(window->GetConvertButtonState(), 2);
-        QCOMPARE(window->listButton(BtnConvert)->text(), QStringLiteral("Resume"));
-        const int held = window->fileList()->GetRowProgress(0);
-        QTest::qWait(1200);
-        QCOMPARE(window->fileList()->GetRowProgress(0), held);
-        QCOMPARE(finished.count(), 0);
-        window->convertCommand();
-        QCOMPARE(window->GetConvertButtonState(), 1);
-        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 60000);
-        QCOMPARE(state(0), QStringLiteral("Done"));
-    }
-
     void stopCancelsTheRestAndLeavesNoPartialFile()
     {
         importClips(
@@ -246,17 +225,6 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 30000);
         QCOMPARE(state(0), QStringLiteral("Done"));
         QCOMPARE(outputFiles(), QStringList { QStringLiteral("real.MP3") });
-    }
-
-    void anUnusableOutputFolderStopsBeforeAnything()
-    {
-        importClips({ QStringLiteral("x.mp4") }, 0.3);
-        auto *path = window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"));
-        path->setText(QStringLiteral("/proc/"));
-        window->convertCommand();
-        QCOMPARE(window->GetConvertButtonState(), 0);
-        QCOMPARE(path->selectedText(), QStringLiteral("/proc/"));
-        QCOMPARE(state(0), QString());
     }
 };
 

@@ -5,8 +5,10 @@
 #include "support/fake_engine.h"
 #include "support/modal_watcher.h"
 
+#include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -75,6 +77,31 @@ private slots:
         // Another folder typed in: the complaint goes.
         outputBox()->setText(dir_.path());
         QVERIFY(!why->isVisible());
+    }
+
+    // The button shows the run's state; a paused run holds its rows and starts no other.
+    void pauseAndResumeFollowTheButton()
+    {
+        addRows({ u"a.mp4"_s, u"b.mp4"_s });
+        engine_.otherwise = test::FakeScript { JobOutcome::Succeeded, {}, { 500'000 }, true };
+        // Two at a time, whatever the machine's core count.
+        window_->findChild<QCheckBox *>(u"chkThreadMode"_s)->setChecked(true);
+        window_->findChild<QLineEdit *>(u"txtThreadCount"_s)->setText(u"2"_s);
+        window_->convertCommand();
+        QTRY_COMPARE(engine_.RunningCount(), 2);
+        window_->convertCommand();
+        QCOMPARE(window_->GetConvertButtonState(), 2);
+        QCOMPARE(window_->listButton(BtnConvert)->text(), u"Resume"_s);
+        QVERIFY(engine_.jobs.at(0)->IsPaused() && engine_.jobs.at(1)->IsPaused());
+        window_->convertCommand();
+        QCOMPARE(window_->listButton(BtnConvert)->text(), u"Pause"_s);
+        QSignalSpy finished(window_.get(), &MainWindow::runFinished);
+        test::ModalWatcher watcher;
+        for (const QPointer<test::FakeJob> &job : engine_.jobs)
+            job->Release();
+        QTRY_COMPARE(finished.count(), 1);
+        QCOMPARE(state(0), u"Done"_s);
+        QCOMPARE(state(1), u"Done"_s);
     }
 
     void stopWhileIdleCancelsEveryRow()
