@@ -320,39 +320,6 @@ private slots:
             QStringList({ u".keep.MP3"_s, u"keep.MP3"_s, u"keep_(new).MP3"_s }));
     }
 
-    void intermediateM4aBecomesM4r()
-    {
-        // What the driver does for ringtones: a unique intermediate, then the final name.
-        QFile existing(out(u"song.M4A"_s));
-        QVERIFY(existing.open(QIODevice::WriteOnly));
-        existing.write("precious");
-        existing.close();
-
-        OutputNameRegistry run;
-        const QString final = run.Claim(ChangeExtension(outFolder() + u"/song.avi"_s, u"M4R"_s));
-        QCOMPARE(final, out(u"song.M4R"_s));
-        const QString intermediate = run.Claim(final.chopped(3) + u"M4A"_s);
-        QCOMPARE(intermediate, out(u"song_(new).M4A"_s));
-
-        Encoder encoder;
-        Events events(encoder);
-        queue(encoder, in(u"clip.mp4"_s), intermediate, u" -vn -acodec aac -ab 128k -t 0.3"_s, {},
-            TaskCut { 0, 300000 });
-        QVERIFY(runQueue(encoder, events, 1));
-        QVERIFY2(events.endOf(0).success, qPrintable(events.endOf(0).message));
-
-        const MoveResult moved = MoveWithoutReplacing(encoder.TaskInfo(0).finalOutput, final);
-        QVERIFY2(moved.ok, qPrintable(moved.message));
-        QCOMPARE(moved.path, final);
-        QCOMPARE(filesIn(outFolder()), QStringList({ u"song.M4A"_s, u"song.M4R"_s }));
-        QVERIFY(existing.open(QIODevice::ReadOnly));
-        QCOMPARE(existing.readAll(), QByteArray("precious"));
-        Decoder decoder;
-        QVERIFY(decoder.OpenFile(final));
-        QCOMPARE(decoder.GetAudioInfosCodecName(decoder.FirstAudioStreamIndex()),
-            u"AAC (Advanced Audio Coding)"_s);
-    }
-
     void libfaacUsesTheBuiltInEncoder()
     {
         Encoder encoder;
