@@ -7,9 +7,9 @@
 #include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
+#include "gui/convert/conversion_panel.h"
 #include "gui/edit/frm_edit_video.h"
 #include "gui/media/file_view_main.h"
-#include "gui/ui/icon_store.h"
 #include "gui/ui/skin.h"
 
 #include <QApplication>
@@ -27,24 +27,6 @@
 
 namespace sonivert {
 
-namespace {
-
-struct ConvertButtonLook
-{
-    const char *caption;
-    int width;
-    int image;
-};
-
-// Run states 0 idle, 1 converting, 2 paused.
-constexpr ConvertButtonLook ConvertLooks[] = {
-    { "Convert Now", 192, 5 },
-    { "Pause", 128, 7 },
-    { "Resume", 128, 24 },
-};
-
-} // namespace
-
 MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     : QMainWindow(parent)
     , m_identity(identity)
@@ -55,10 +37,9 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     setUpFileList();
     setUpConversion();
 
-    for (QTimer *timer :
-        { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
-        timer->setParent(
-            this); // findable by name; a member leaves its parent before the parent goes
+    // Findable by name; a member leaves its parent before the parent goes.
+    for (QTimer *timer : { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm })
+        timer->setParent(this);
     m_timerStartUp.setObjectName(QStringLiteral("Timer_StartUp"));
     m_timerStartUp.setInterval(300);
     m_timerStartUp.setSingleShot(true);
@@ -67,8 +48,6 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     m_timerTags.setSingleShot(true);
     m_timerCheckMoveForm.setObjectName(QStringLiteral("Timer_CheckMoveForm"));
     m_timerCheckMoveForm.setInterval(50);
-    m_timerConversionElapsed.setObjectName(QStringLiteral("Timer_ConversionElapsed"));
-    m_timerConversionElapsed.setInterval(1000);
     connect(&m_timerStartUp, &QTimer::timeout, this, &MainWindow::onStartUpTimer);
     connect(&m_timerTags, &QTimer::timeout, this, &MainWindow::onTagsTimer);
     connect(&m_timerCheckMoveForm, &QTimer::timeout, this, &MainWindow::onCheckMoveTimer);
@@ -158,21 +137,44 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
 
 int MainWindow::GetConvertButtonState() const
 {
-    // A run being planned already counts as converting: nothing may join or change the list.
-    if (m_preparing)
-        return 1;
-    return m_run ? int(m_run->State()) : 0;
+    return m_convert->buttonState();
 }
 
 void MainWindow::SetConvertButtonState(int state)
 {
-    if (state < 0 || state > 2)
-        state = 0;
-    const ConvertButtonLook &look = ConvertLooks[state];
-    QPushButton *button = m_cmd[BtnConvert];
-    button->setText(QString::fromLatin1(look.caption));
-    button->setFixedWidth(look.width);
-    button->setIcon(QIcon(IconStore::Get(look.image)));
+    m_convert->showButtonState(state);
+}
+
+void MainWindow::setUpConversion()
+{
+    connect(m_convert, &ConversionPanel::engineLog, this, &MainWindow::engineLog);
+    connect(m_convert, &ConversionPanel::runFinished, this, &MainWindow::runFinished);
+    m_runHooks.toggleConvert = [this] {
+        convertCommand();
+    };
+    m_runHooks.stopEngine = [this] {
+        m_convert->run()->Abandon();
+    };
+}
+
+void MainWindow::convertCommand()
+{
+    m_convert->convertCommand();
+}
+
+void MainWindow::stopCommand()
+{
+    m_convert->stopCommand();
+}
+
+void MainWindow::setTaskPlanner(TaskPlanner planner)
+{
+    m_convert->setTaskPlanner(std::move(planner));
+}
+
+ConversionRun *MainWindow::conversionRun() const
+{
+    return m_convert->run();
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -219,9 +221,9 @@ void MainWindow::Unload()
     hide();
     UnloadSkin();
 
-    for (QTimer *timer :
-        { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
+    for (QTimer *timer : { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm })
         timer->stop();
+    m_convert->stopElapsedTimer();
     m_tip->closeTip();
     if (FrmEditVideo *editor = FrmEditVideo::Current())
         editor->StopTimers();

@@ -1,14 +1,11 @@
 #pragma once
 
 #include "core/convert/conversion_run.h"
-#include "core/convert/run_progress.h"
 #include "core/media/failure_report.h"
 #include "gui/app/command_lock.h"
 #include "gui/ui/list_icons.h"
 
-#include <QHash>
 #include <QMainWindow>
-#include <QSet>
 #include <QStringList>
 #include <QTimer>
 #include <array>
@@ -21,14 +18,13 @@ class QLabel;
 class QLineEdit;
 class QListWidget;
 class QMenu;
-class QProgressBar;
 class QPushButton;
 
 namespace sonivert {
 
+class ConversionPanel;
 class ConversionRun;
 class DropController;
-class PreparationDialog;
 class FileListModel;
 class FileViewMain;
 class FormatPresetBinder;
@@ -119,9 +115,9 @@ public:
     void convertCommand();
     void stopCommand();
     void StartTesting() { convertCommand(); }
-    void setTaskPlanner(TaskPlanner planner) { m_planner = std::move(planner); }
+    void setTaskPlanner(TaskPlanner planner);
     // The run the window drives; its engine can be replaced (tests drive it with fake jobs).
-    ConversionRun *conversionRun() const { return m_run; }
+    ConversionRun *conversionRun() const;
 
 signals:
     // An import has ended and its report (if any) is up.
@@ -174,17 +170,6 @@ private:
     void openFileLocation();
 
     void setUpConversion();
-    void startRun();
-    bool prepareRun();
-    void onRowProgress(int row, int percent);
-    void onTotalProgress(int percent);
-    void onRowEnded(int row, RowOutcome outcome, const QString &message);
-    void onRunEnded(RunStopReason reason);
-    void onElapsedTick();
-    void completeRun();
-    void setTotalBarStyle(int style);
-    void selectAndShow(int row);
-    void showFirstSelectedRow();
 
     void openFolderCommand();
     void browseFolderCommand();
@@ -214,25 +199,13 @@ private:
     QStringList m_pendingTexts;
     bool m_startUpDone = false;
 
-    ConversionRun *m_run = nullptr;
-    TaskPlanner m_planner;
-    QList<int> m_reportedTasks;
-    QHash<int, QString> m_failureDetails; // per row, kept once its task has failed
-    int m_stallTicks = 0;
-    int m_totalBarStyle = 1;
-    int m_savedTotal = 0; // the total bar's percent while it shows "Processing..."
-    bool m_elapsedFrozen = false;
-    bool m_preparing = false;
-    bool m_abortPreparation = false;
+    ConversionPanel *m_convert = nullptr;
     QComboBox *m_outputFormat = nullptr;
     QComboBox *m_outputPreset = nullptr;
     std::array<QLabel *, 3> m_outputLabels {};
     QLineEdit *m_outputPath = nullptr;
     QLabel *m_outputFolderProblem = nullptr; // why Convert could not use the folder
-    QLabel *m_totalBarCaption = nullptr; // "Processing..." over the busy bar
     QGroupBox *m_outputFolderGroup = nullptr;
-    QGroupBox *m_convertGroup = nullptr;
-    QProgressBar *m_totalBar = nullptr;
     QCheckBox *m_threadMode = nullptr;
     QLineEdit *m_threadCount = nullptr;
     std::array<QLabel *, 9> m_infoTitles {};
@@ -244,7 +217,6 @@ private:
     QTimer m_timerStartUp;
     QTimer m_timerTags;
     QTimer m_timerCheckMoveForm;
-    QTimer m_timerConversionElapsed;
     QPoint m_tipWindowPos;
 };
 

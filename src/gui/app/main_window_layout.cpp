@@ -1,6 +1,7 @@
 // Building the main window's widgets. Behaviour lives in main_window.cpp.
 #include "gui/app/main_window.h"
 #include "gui/app/tip_popup.h"
+#include "gui/convert/conversion_panel.h"
 #include "gui/media/file_view_main.h"
 
 #include <QCheckBox>
@@ -14,7 +15,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QProgressBar>
 #include <QPushButton>
 #include <QTableView>
 #include <QVBoxLayout>
@@ -208,33 +208,15 @@ QWidget *MainWindow::buildOutputArea()
 
 QWidget *MainWindow::buildConvertArea()
 {
-    m_convertGroup = named(new QGroupBox, QStringLiteral("GroupBox_ConvertStop"));
-    auto *row = new QHBoxLayout(m_convertGroup);
-    m_totalBar = named(new QProgressBar, QStringLiteral("ProgressBar_Total"));
-    m_totalBar->setRange(0, 100);
-    m_totalBar->setValue(0);
-    // The bar shows only while a run is on; its place stays so the buttons do not jump.
-    QSizePolicy keepPlace = m_totalBar->sizePolicy();
-    keepPlace.setRetainSizeWhenHidden(true);
-    m_totalBar->setSizePolicy(keepPlace);
-    m_totalBar->hide();
-    // A busy bar draws no text of its own; its caption sits on top of it.
-    m_totalBarCaption = named(
-        new QLabel(QStringLiteral("Processing..."), m_totalBar), QStringLiteral("lbl_TotalBusy"));
-    m_totalBarCaption->setAttribute(Qt::WA_TransparentForMouseEvents);
-    auto *overlay = new QHBoxLayout(m_totalBar);
-    overlay->setContentsMargins(0, 0, 0, 0);
-    overlay->addWidget(m_totalBarCaption, 0, Qt::AlignCenter);
-    m_totalBarCaption->hide();
-    m_cmd[BtnConvert]->setMinimumHeight(44);
-    m_cmd[BtnStop]->setMinimumHeight(44);
-    m_cmd[BtnStop]->setFixedWidth(110);
-    m_cmd[BtnConvert]->setIconSize(QSize(28, 28));
-    row->addWidget(m_totalBar, 1);
-    row->addSpacing(8);
-    row->addWidget(m_cmd[BtnConvert]);
-    row->addWidget(m_cmd[BtnStop]);
-    return m_convertGroup;
+    ConversionPanel::Controls controls;
+    controls.convert = m_cmd[BtnConvert];
+    controls.stop = m_cmd[BtnStop];
+    controls.outputPath = m_outputPath;
+    controls.outputFolderProblem = m_outputFolderProblem;
+    controls.threadMode = m_threadMode;
+    controls.threadCount = m_threadCount;
+    m_convert = new ConversionPanel(*this, controls, m_identity.settingsKey);
+    return m_convert;
 }
 
 } // namespace sonivert
