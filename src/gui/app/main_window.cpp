@@ -3,19 +3,29 @@
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
 #include "core/app/settings_store.h"
+#include "core/formats/catalogue_table.h"
+#include "core/formats/output_settings.h"
+#include "core/media/file_list_model.h"
+#include "gui/app/drop_controller.h"
+#include "gui/app/file_list_controller.h"
 #include "gui/app/messages.h"
 #include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
 #include "gui/convert/conversion_panel.h"
+#include "gui/diagnose/diagnose_window.h"
 #include "gui/edit/frm_edit_video.h"
+#include "gui/formats/format_preset_binder.h"
+#include "gui/formats/format_setting_dialog.h"
 #include "gui/media/file_view_main.h"
+#include "gui/media/info_panel.h"
 #include "gui/ui/skin.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QComboBox>
 #include <QDir>
+#include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
@@ -24,6 +34,7 @@
 #include <QPushButton>
 #include <QTableView>
 #include <QWindowStateChangeEvent>
+#include <stdexcept>
 
 namespace sonivert {
 
@@ -57,9 +68,33 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
 MainWindow::~MainWindow()
 {
     // Children still send signals while the base classes tear them down (a focused box reports
-    // editingFinished as it loses the focus); none of them may reach a half-destroyed window.
-    for (QObject *child : findChildren<QObject *>())
+    // editingFinished as it loses the focus); none of them may reach a half-destroyed window,
+    // nor the file list's controller, which outlives the widgets it asks.
+    for (QObject *child : findChildren<QObject *>()) {
         disconnect(child, nullptr, this, nullptr);
+        disconnect(child, nullptr, m_files, nullptr);
+    }
+}
+
+void MainWindow::setUpFileList()
+{
+    QList<QWidget *> lockedByImport(m_cmd.begin(), m_cmd.end());
+    lockedByImport << m_info->moreButton() << m_diagnose;
+    m_files = new FileListController(*this, *m_info, lockedByImport, m_identity.settingsKey);
+    connect(m_files, &FileListController::importFinished, this, &MainWindow::importFinished);
+    connect(m_cmd[BtnSetting], &QPushButton::clicked, this,
+        [this] { FormatSettingWindow(this)->exec(); });
+    connect(m_diagnose, &QPushButton::clicked, this, [this] { OpenDiagnoseWindow(this); });
+
+    m_formatBinder
+        = new FormatPresetBinder(m_outputFormat, m_outputPreset, AppOutputSettings(), this);
+    setFormatChoicesEnabler([this](bool on) { FormatSettingWindow(this)->SetChoicesEnabled(on); });
+}
+
+void MainWindow::selectFirstFormat()
+{
+    m_formatBinder->FillFormatKeywordList();
+    m_formatBinder->SelectFormatAt(0);
 }
 
 void MainWindow::connectCommands()
@@ -78,7 +113,9 @@ void MainWindow::Load(const QStringList &arguments)
     LoadSkinAndImages(this, Folders().skinFolder);
     m_dropPicture->setPixmap(QPixmap(SkinImageFolder() + kDragDropFile));
     placeDropPicture();
-    loadListAndCatalogue();
+    m_files->load();
+    if (!LoadBuiltInCatalogue(AppCatalogue(), Folders().tempFolder))
+        throw std::runtime_error("the format catalogue cannot be loaded");
 
     SetControlsState(ControlsMode::ListState, false);
     m_cmd[BtnAddFiles]->setEnabled(false);
@@ -177,6 +214,46 @@ ConversionRun *MainWindow::conversionRun() const
     return m_convert->run();
 }
 
+FileListModel *MainWindow::fileList() const
+{
+    return m_files->list();
+}
+
+int MainWindow::CurrentItemIndex() const
+{
+    return m_info->currentRow();
+}
+
+void MainWindow::Show_InputFileInfo(int row)
+{
+    m_info->showRow(row);
+}
+
+void MainWindow::OpenFileFromText(const QString &text)
+{
+    m_files->openFileFromText(text);
+}
+
+void MainWindow::ImportFiles(const QStringList &paths)
+{
+    m_files->importFiles(paths);
+}
+
+void MainWindow::ImportDroppedFiles(const QStringList &accepted, const QStringList &refused)
+{
+    m_files->importDroppedFiles(accepted, refused);
+}
+
+void MainWindow::removeCommand()
+{
+    m_files->removeCommand();
+}
+
+void MainWindow::clearListCommand()
+{
+    m_files->clearListCommand();
+}
+
 void MainWindow::closeEvent(QCloseEvent *event)
 {
     if (m_unloaded || closeQuery()) {
@@ -240,15 +317,14 @@ void MainWindow::onStartUpTimer()
 {
     m_timerStartUp.stop();
     if (!m_arguments.isEmpty()) {
-        m_pendingTexts.prepend(m_arguments.first());
+        m_files->queueFirst(m_arguments.first());
     } else {
         raise();
         activateWindow();
         m_timerTags.start();
     }
     m_cmd[BtnAddFiles]->setEnabled(true);
-    m_startUpDone = true;
-    openNextPendingText();
+    m_files->finishStartUp();
 }
 
 void MainWindow::onTagsTimer()
@@ -286,8 +362,9 @@ bool MainWindow::event(QEvent *event)
 {
     // A modal dialog has gone, or the window is enabled again: a file handed over meanwhile can
     // be opened now.
-    if (event->type() == QEvent::WindowUnblocked || event->type() == QEvent::EnabledChange)
-        scheduleNextPendingText();
+    if (m_files
+        && (event->type() == QEvent::WindowUnblocked || event->type() == QEvent::EnabledChange))
+        m_files->scheduleNextPendingText();
     return QMainWindow::event(event);
 }
 
@@ -296,6 +373,24 @@ bool MainWindow::eventFilter(QObject *watched, QEvent *event)
     if (watched == m_listFake && event->type() == QEvent::Resize)
         placeDropPicture();
     return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (!m_files->drops()->handleDragEnter(event))
+        QMainWindow::dragEnterEvent(event);
+}
+
+void MainWindow::dragMoveEvent(QDragMoveEvent *event)
+{
+    if (!m_files->drops()->handleDragMove(event))
+        QMainWindow::dragMoveEvent(event);
+}
+
+void MainWindow::dropEvent(QDropEvent *event)
+{
+    if (!m_files->drops()->handleDrop(event, this))
+        QMainWindow::dropEvent(event);
 }
 
 void MainWindow::placeDropPicture()

@@ -2,8 +2,6 @@
 
 #include "core/convert/conversion_run.h"
 #include "core/media/failure_report.h"
-#include "gui/app/command_lock.h"
-#include "gui/ui/list_icons.h"
 
 #include <QMainWindow>
 #include <QStringList>
@@ -17,20 +15,18 @@ class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QListWidget;
-class QMenu;
 class QPushButton;
 
 namespace sonivert {
 
 class ConversionPanel;
 class ConversionRun;
-class DropController;
+class FileListController;
 class FileListModel;
 class FileViewMain;
 class FormatPresetBinder;
-class ImportJob;
+class InfoPanel;
 class TipPopup;
-struct ImportOutcome;
 
 // Indices of the Cmd_FileListView button array.
 enum ListButton : int {
@@ -102,10 +98,10 @@ public:
     void ImportFiles(const QStringList &paths);
     void ImportDroppedFiles(const QStringList &accepted, const QStringList &refused);
 
-    FileListModel *fileList() const { return m_list; }
+    FileListModel *fileList() const;
     FileViewMain *fileView() const { return m_fileView; }
     FailureReport &failureReport() { return m_report; }
-    int CurrentItemIndex() const { return m_currentItem; }
+    int CurrentItemIndex() const;
     void Show_InputFileInfo(int row);
 
     void removeCommand();
@@ -154,20 +150,7 @@ private:
     void placeDropPicture();
 
     void setUpFileList();
-    void loadListAndCatalogue();
     void selectFirstFormat();
-    void onImportFinished(const ImportOutcome &outcome);
-    void openNextPendingText();
-    void scheduleNextPendingText();
-    bool freeForHandOver() const;
-    void lockCommandsForImport();
-    void settleListState();
-    void clearInfoPanel();
-    void showListMenu(const QPoint &pos);
-    void trimCommand();
-    void propertiesCommand();
-    void settingsCommand();
-    void openFileLocation();
 
     void setUpConversion();
 
@@ -185,19 +168,9 @@ private:
     QListWidget *m_listFake = nullptr;
     QLabel *m_dropPicture = nullptr;
     FileViewMain *m_fileView = nullptr;
-    FileListModel *m_list = nullptr;
+    FileListController *m_files = nullptr;
     FailureReport m_report;
-    ListIcons m_listIcons;
     FormatPresetBinder *m_formatBinder = nullptr;
-    DropController *m_drops = nullptr;
-    ImportJob *m_import = nullptr;
-    CommandLock m_importLock; // commands are out of use while an import runs
-    bool m_choosingFiles = false; // the open dialog of Add Files is up
-    QMenu *m_listMenu = nullptr;
-    int m_currentItem = -1;
-    QString m_inputFolder;
-    QStringList m_pendingTexts;
-    bool m_startUpDone = false;
 
     ConversionPanel *m_convert = nullptr;
     QComboBox *m_outputFormat = nullptr;
@@ -208,9 +181,7 @@ private:
     QGroupBox *m_outputFolderGroup = nullptr;
     QCheckBox *m_threadMode = nullptr;
     QLineEdit *m_threadCount = nullptr;
-    std::array<QLabel *, 9> m_infoTitles {};
-    std::array<QLabel *, 9> m_infoValues {};
-    QPushButton *m_moreInfo = nullptr;
+    InfoPanel *m_info = nullptr;
     QPushButton *m_diagnose = nullptr;
     TipPopup *m_tip = nullptr;
 

@@ -3,10 +3,10 @@
 #include "gui/app/tip_popup.h"
 #include "gui/convert/conversion_panel.h"
 #include "gui/media/file_view_main.h"
+#include "gui/media/info_panel.h"
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QFormLayout>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -33,18 +33,6 @@ const char *const ButtonCaptions[] = {
     "Setting",
     "...",
     "Trim",
-};
-
-const char *const InfoCaptions[] = {
-    "Video Codec :",
-    "Frame Size :",
-    "Video Bitrate :",
-    "Frame Rate :",
-    "Audio Codec :",
-    "Sample Rate :",
-    "Audio Bitrate :",
-    "Channels :",
-    "Aspect Ratio :",
 };
 
 template<typename T> T *named(T *widget, const QString &name)
@@ -122,25 +110,8 @@ QWidget *MainWindow::buildSidePanel()
     auto *column = new QVBoxLayout(panel);
     column->setContentsMargins(0, 0, 0, 0);
 
-    auto *info
-        = named(new QGroupBox(QStringLiteral("Properties")), QStringLiteral("GroupBox_Properties"));
-    auto *form = new QFormLayout(info);
-    form->setLabelAlignment(Qt::AlignLeft);
-    form->setHorizontalSpacing(8);
-    for (int i = 0; i < int(m_infoTitles.size()); ++i) {
-        m_infoTitles[size_t(i)] = named(new QLabel(QString::fromLatin1(InfoCaptions[i])),
-            QStringLiteral("lbl_InputFileTitle_%1").arg(i));
-        m_infoValues[size_t(i)] = named(new QLabel, QStringLiteral("lbl_InputFileValue_%1").arg(i));
-        m_infoValues[size_t(i)]->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        m_infoValues[size_t(i)]->setWordWrap(true);
-        form->addRow(m_infoTitles[size_t(i)], m_infoValues[size_t(i)]);
-    }
-    m_moreInfo = named(new QPushButton(QStringLiteral("More")), QStringLiteral("Cmd_MoreInfo"));
-    auto *moreRow = new QHBoxLayout;
-    moreRow->addStretch(1);
-    moreRow->addWidget(m_moreInfo);
-    form->addRow(moreRow);
-    column->addWidget(info);
+    m_info = new InfoPanel;
+    column->addWidget(m_info);
 
     auto *other = named(new QGroupBox(QStringLiteral("Other")), QStringLiteral("GroupBox_Other"));
     auto *otherRow = new QHBoxLayout(other);
