@@ -9,13 +9,12 @@
 #include "gui/app/drop_controller.h"
 #include "gui/app/file_list_controller.h"
 #include "gui/app/messages.h"
-#include "gui/app/open_folder.h"
+#include "gui/app/output_panel.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
 #include "gui/convert/conversion_panel.h"
 #include "gui/diagnose/diagnose_window.h"
 #include "gui/edit/frm_edit_video.h"
-#include "gui/formats/format_preset_binder.h"
 #include "gui/formats/format_setting_dialog.h"
 #include "gui/media/file_view_main.h"
 #include "gui/media/info_panel.h"
@@ -23,13 +22,8 @@
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QComboBox>
-#include <QDir>
 #include <QDragEnterEvent>
-#include <QFileDialog>
-#include <QFileInfo>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
 #include <QTableView>
@@ -44,7 +38,6 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
 {
     setObjectName(QStringLiteral("frmMain"));
     buildLayout();
-    connectCommands();
     setUpFileList();
     setUpConversion();
 
@@ -85,23 +78,12 @@ void MainWindow::setUpFileList()
     connect(m_cmd[BtnSetting], &QPushButton::clicked, this,
         [this] { FormatSettingWindow(this)->exec(); });
     connect(m_diagnose, &QPushButton::clicked, this, [this] { OpenDiagnoseWindow(this); });
-
-    m_formatBinder
-        = new FormatPresetBinder(m_outputFormat, m_outputPreset, AppOutputSettings(), this);
     setFormatChoicesEnabler([this](bool on) { FormatSettingWindow(this)->SetChoicesEnabled(on); });
 }
 
-void MainWindow::selectFirstFormat()
+void MainWindow::setFormatChoicesEnabler(std::function<void(bool)> enabler)
 {
-    m_formatBinder->FillFormatKeywordList();
-    m_formatBinder->SelectFormatAt(0);
-}
-
-void MainWindow::connectCommands()
-{
-    connect(m_cmd[BtnOpenFolder], &QPushButton::clicked, this, &MainWindow::openFolderCommand);
-    connect(m_cmd[BtnBrowseFolder], &QPushButton::clicked, this, &MainWindow::browseFolderCommand);
-    connect(m_outputPath, &QLineEdit::editingFinished, this, &MainWindow::outputPathEdited);
+    m_output->setFormatChoicesEnabler(std::move(enabler));
 }
 
 void MainWindow::Load(const QStringList &arguments)
@@ -109,7 +91,7 @@ void MainWindow::Load(const QStringList &arguments)
     m_arguments = arguments;
     setWindowTitle(m_identity.companyName + QLatin1Char(' ') + m_identity.productName);
     LoadSettings(m_identity.settingsKey);
-    m_outputPath->setText(Folders().outputPath);
+    m_output->setFolder(Folders().outputPath);
     LoadSkinAndImages(this, Folders().skinFolder);
     m_dropPicture->setPixmap(QPixmap(SkinImageFolder() + kDragDropFile));
     placeDropPicture();
@@ -121,7 +103,7 @@ void MainWindow::Load(const QStringList &arguments)
     m_cmd[BtnAddFiles]->setEnabled(false);
     m_timerStartUp.start();
 
-    selectFirstFormat();
+    m_output->selectFirstFormat();
     Flags().diagnosisRunning = false;
     setAcceptDrops(true);
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
@@ -135,13 +117,7 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
     const auto setOutputChoice = [this](bool enabled) {
         for (QPushButton *button : m_cmd)
             button->setEnabled(enabled);
-        m_outputFormat->setEnabled(enabled);
-        m_outputPreset->setEnabled(enabled);
-        m_outputPath->setEnabled(enabled);
-        for (QLabel *label : m_outputLabels)
-            label->setEnabled(enabled);
-        if (m_formatChoicesEnabled)
-            m_formatChoicesEnabled(enabled);
+        m_output->setChoicesEnabled(enabled);
     };
 
     switch (mode) {
@@ -166,7 +142,7 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
             button->setEnabled(flag);
         for (int i : { BtnAddFiles, BtnOpenFolder, BtnSetting, BtnBrowseFolder })
             m_cmd[size_t(i)]->setEnabled(true);
-        m_outputFormat->setEnabled(true);
+        m_output->setFormatListEnabled(true);
         m_fileView->setEnabled(true);
         break;
     }
@@ -398,35 +374,6 @@ void MainWindow::placeDropPicture()
     m_dropPicture->adjustSize();
     m_dropPicture->move(
         m_listFake->width() / 2 - m_dropPicture->width() / 2, m_listFake->height() / 2);
-}
-
-void MainWindow::openFolderCommand()
-{
-    const QString folder = m_outputPath->text();
-    if (!QFileInfo(folder.trimmed()).isDir()) {
-        ShowMessage(
-            folder + QStringLiteral("\n\nPath not found!"), MsgInformation, QString(), this);
-        m_outputPath->selectAll();
-        m_outputPath->setFocus();
-        return;
-    }
-    OpenOutputFolder(this, folder.trimmed(), false, false);
-}
-
-void MainWindow::browseFolderCommand()
-{
-    const QString start = m_outputPath->text().trimmed();
-    QString chosen
-        = QFileDialog::getExistingDirectory(this, QStringLiteral("Output Folder"), start);
-    if (chosen.isEmpty())
-        chosen = start;
-    m_outputPath->setText(WithTrailingSeparator(QDir::fromNativeSeparators(chosen)));
-    RegWriteText(m_identity.settingsKey, QStringLiteral("OutputPath"), m_outputPath->text());
-}
-
-void MainWindow::outputPathEdited()
-{
-    m_outputPath->setText(WithTrailingSeparator(m_outputPath->text()));
 }
 
 } // namespace sonivert

@@ -10,8 +10,6 @@
 #include <functional>
 
 class QCheckBox;
-class QComboBox;
-class QGroupBox;
 class QLabel;
 class QLineEdit;
 class QListWidget;
@@ -24,8 +22,8 @@ class ConversionRun;
 class FileListController;
 class FileListModel;
 class FileViewMain;
-class FormatPresetBinder;
 class InfoPanel;
+class OutputPanel;
 class TipPopup;
 
 // Indices of the Cmd_FileListView button array.
@@ -79,10 +77,7 @@ public:
     void setRunHooks(RunHooks hooks) { m_runHooks = std::move(hooks); }
 
     // The settings dialog's choice controls follow the window's control state as a whole.
-    void setFormatChoicesEnabler(std::function<void(bool)> enabler)
-    {
-        m_formatChoicesEnabled = std::move(enabler);
-    }
+    void setFormatChoicesEnabler(std::function<void(bool)> enabler);
 
     QPushButton *listButton(int index) const { return m_cmd[size_t(index)]; }
     TipPopup *tipPopup() const { return m_tip; }
@@ -138,7 +133,6 @@ private:
     QWidget *buildSidePanel();
     QWidget *buildOutputArea();
     QWidget *buildConvertArea();
-    void connectCommands();
 
     bool closeQuery();
     void Unload();
@@ -150,19 +144,13 @@ private:
     void placeDropPicture();
 
     void setUpFileList();
-    void selectFirstFormat();
 
     void setUpConversion();
-
-    void openFolderCommand();
-    void browseFolderCommand();
-    void outputPathEdited();
 
     Identity m_identity;
     QStringList m_arguments;
     bool m_unloaded = false;
     RunHooks m_runHooks;
-    std::function<void(bool)> m_formatChoicesEnabled;
 
     std::array<QPushButton *, 9> m_cmd {};
     QListWidget *m_listFake = nullptr;
@@ -170,15 +158,9 @@ private:
     FileViewMain *m_fileView = nullptr;
     FileListController *m_files = nullptr;
     FailureReport m_report;
-    FormatPresetBinder *m_formatBinder = nullptr;
 
     ConversionPanel *m_convert = nullptr;
-    QComboBox *m_outputFormat = nullptr;
-    QComboBox *m_outputPreset = nullptr;
-    std::array<QLabel *, 3> m_outputLabels {};
-    QLineEdit *m_outputPath = nullptr;
-    QLabel *m_outputFolderProblem = nullptr; // why Convert could not use the folder
-    QGroupBox *m_outputFolderGroup = nullptr;
+    OutputPanel *m_output = nullptr;
     QCheckBox *m_threadMode = nullptr;
     QLineEdit *m_threadCount = nullptr;
     InfoPanel *m_info = nullptr;

@@ -1,12 +1,12 @@
 // Building the main window's widgets. Behaviour lives in main_window.cpp.
 #include "gui/app/main_window.h"
+#include "gui/app/output_panel.h"
 #include "gui/app/tip_popup.h"
 #include "gui/convert/conversion_panel.h"
 #include "gui/media/file_view_main.h"
 #include "gui/media/info_panel.h"
 
 #include <QCheckBox>
-#include <QComboBox>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -132,49 +132,9 @@ QWidget *MainWindow::buildSidePanel()
 
 QWidget *MainWindow::buildOutputArea()
 {
-    auto *box = new QWidget;
-    auto *grid = new QGridLayout(box);
-    grid->setContentsMargins(0, 0, 0, 0);
-    grid->setHorizontalSpacing(8);
-
-    const char *const captions[] = { "Output Format :", "Format Preset :", "Output Folder :" };
-    for (int i = 0; i < 3; ++i) {
-        m_outputLabels[size_t(i)] = named(new QLabel(QString::fromLatin1(captions[i])),
-            QStringLiteral("lbl_OutputFileTitle_%1").arg(i));
-    }
-    m_outputFormat = named(new QComboBox, QStringLiteral("Cmb_OutputFormat"));
-    m_outputFormat->setMinimumWidth(160);
-    m_outputPreset = named(new QComboBox, QStringLiteral("Cmd_OutputPreset"));
-    m_outputPreset->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-
-    auto *formatRow = new QHBoxLayout;
-    formatRow->addWidget(m_outputLabels[0]);
-    formatRow->addWidget(m_outputFormat);
-    formatRow->addSpacing(12);
-    formatRow->addWidget(m_outputLabels[1]);
-    formatRow->addWidget(m_outputPreset, 1);
-    formatRow->addWidget(m_cmd[BtnSetting]);
-    grid->addLayout(formatRow, 0, 0);
-
-    m_outputFolderGroup = named(new QGroupBox, QStringLiteral("GroupBox_OutputFolder"));
-    m_outputFolderGroup->setFlat(true);
-    auto *folderRow = new QHBoxLayout(m_outputFolderGroup);
-    folderRow->setContentsMargins(0, 0, 0, 0);
-    m_outputPath = named(new QLineEdit, QStringLiteral("Txt_OutputPath"));
-    m_cmd[BtnBrowseFolder]->setFixedWidth(40);
-    m_cmd[BtnBrowseFolder]->setToolTip(QStringLiteral("Choose the output folder"));
-    folderRow->addWidget(m_outputLabels[2]);
-    folderRow->addWidget(m_outputPath, 1);
-    folderRow->addWidget(m_cmd[BtnBrowseFolder]);
-    folderRow->addWidget(m_cmd[BtnOpenFolder]);
-    grid->addWidget(m_outputFolderGroup, 1, 0);
-
-    m_outputFolderProblem = named(new QLabel, QStringLiteral("lbl_OutputFolderProblem"));
-    m_outputFolderProblem->setStyleSheet(QStringLiteral("color: #b00020;"));
-    m_outputFolderProblem->hide();
-    connect(m_outputPath, &QLineEdit::textChanged, m_outputFolderProblem, &QLabel::hide);
-    grid->addWidget(m_outputFolderProblem, 2, 0);
-    return box;
+    m_output = new OutputPanel({ m_cmd[BtnSetting], m_cmd[BtnBrowseFolder], m_cmd[BtnOpenFolder] },
+        m_identity.settingsKey);
+    return m_output;
 }
 
 QWidget *MainWindow::buildConvertArea()
@@ -182,8 +142,7 @@ QWidget *MainWindow::buildConvertArea()
     ConversionPanel::Controls controls;
     controls.convert = m_cmd[BtnConvert];
     controls.stop = m_cmd[BtnStop];
-    controls.outputPath = m_outputPath;
-    controls.outputFolderProblem = m_outputFolderProblem;
+    controls.output = m_output;
     controls.threadMode = m_threadMode;
     controls.threadCount = m_threadCount;
     m_convert = new ConversionPanel(*this, controls, m_identity.settingsKey);

@@ -13,6 +13,7 @@
 #include "gui/app/completion_dialog.h"
 #include "gui/app/main_window.h"
 #include "gui/app/messages.h"
+#include "gui/app/output_panel.h"
 #include "gui/app/tip_popup.h"
 #include "gui/convert/preparation_dialog.h"
 #include "gui/convert/report_dialog.h"
@@ -163,14 +164,14 @@ void ConversionPanel::startRun()
         return;
     Flags().stoppedByUser = false;
     m_window.setAcceptDrops(false);
-    if (!useOutputFolder()) {
+    if (!m_controls.output->useFolder()) {
         m_window.setAcceptDrops(true);
         return;
     }
 
     m_preparing = true;
     m_window.SetConvertButtonState(1);
-    m_run->Begin(m_controls.outputPath->text());
+    m_run->Begin(m_controls.output->folder());
     m_failureDetails.clear();
     m_elapsedFrozen = false;
     m_window.Show_InputFileInfo(0);
@@ -203,24 +204,6 @@ void ConversionPanel::startRun()
         emit runFinished();
     }
     m_window.setAcceptDrops(true);
-}
-
-// Checks the output folder (an empty box is given the documents folder, usable or not); when it
-// cannot be used, says why beside the box and hands the box to the person.
-bool ConversionPanel::useOutputFolder()
-{
-    QLineEdit *box = m_controls.outputPath;
-    QString folder = box->text();
-    QString why;
-    const bool usable = CheckOutputFolder(folder, &why);
-    box->setText(usable ? WithTrailingSeparator(folder) : folder);
-    if (usable)
-        return true;
-    m_controls.outputFolderProblem->setText(why);
-    m_controls.outputFolderProblem->show();
-    box->selectAll();
-    box->setFocus();
-    return false;
 }
 
 // Plans every row into the run; false when the person cancelled or a row could not be queued.
@@ -365,7 +348,7 @@ void ConversionPanel::onRunEnded(RunStopReason reason)
         return;
     }
     // A diagnosis sweep tries rejected settings on purpose and lists the message itself.
-    const QString explanation = StopExplanation(reason, m_controls.outputPath->text());
+    const QString explanation = StopExplanation(reason, m_controls.output->folder());
     if (!explanation.isEmpty()
         && !(reason == RunStopReason::FormatParameters && Flags().diagnosisRunning))
         ShowMessage(explanation, MsgWarning, QStringLiteral("Attention!"), &m_window);
@@ -455,7 +438,7 @@ void ConversionPanel::tellCompletion()
         tell = true;
     }
     if (tell) {
-        CompletionDialog done(m_controls.outputPath->text(), &m_window);
+        CompletionDialog done(m_controls.output->folder(), &m_window);
         done.exec();
     }
 }

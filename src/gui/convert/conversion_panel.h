@@ -17,6 +17,7 @@ class QPushButton;
 namespace sonivert {
 
 class MainWindow;
+class OutputPanel;
 
 // The convert group of the main window: the total bar beside Convert (Pause, Resume) and Stop,
 // bound to the conversion run. It prepares a run, follows it and reports how it ended.
@@ -29,8 +30,7 @@ public:
     {
         QPushButton *convert = nullptr;
         QPushButton *stop = nullptr;
-        QLineEdit *outputPath = nullptr;
-        QLabel *outputFolderProblem = nullptr; // why Convert could not use the folder
+        OutputPanel *output = nullptr;
         QCheckBox *threadMode = nullptr;
         QLineEdit *threadCount = nullptr;
     };
@@ -58,7 +58,6 @@ signals:
 private:
     void buildBar();
     void startRun();
-    bool useOutputFolder();
     bool prepareRun();
     void onRowProgress(int row, int percent);
     void onTotalProgress(int percent);
