@@ -17,15 +17,14 @@
 #include "gui/app/tip_popup.h"
 #include "gui/convert/preparation_dialog.h"
 #include "gui/convert/report_dialog.h"
+#include "gui/convert/total_bar.h"
 #include "gui/media/file_view_main.h"
 #include "gui/ui/icon_store.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QHBoxLayout>
-#include <QLabel>
 #include <QLineEdit>
-#include <QProgressBar>
 #include <QPushButton>
 
 namespace sonivert {
@@ -91,23 +90,7 @@ ConversionPanel::~ConversionPanel()
 void ConversionPanel::buildBar()
 {
     auto *row = new QHBoxLayout(this);
-    m_totalBar = new QProgressBar;
-    m_totalBar->setObjectName(QStringLiteral("ProgressBar_Total"));
-    m_totalBar->setRange(0, 100);
-    m_totalBar->setValue(0);
-    // The bar shows only while a run is on; its place stays so the buttons do not jump.
-    QSizePolicy keepPlace = m_totalBar->sizePolicy();
-    keepPlace.setRetainSizeWhenHidden(true);
-    m_totalBar->setSizePolicy(keepPlace);
-    m_totalBar->hide();
-    // A busy bar draws no text of its own; its caption sits on top of it.
-    m_totalBarCaption = new QLabel(QStringLiteral("Processing..."), m_totalBar);
-    m_totalBarCaption->setObjectName(QStringLiteral("lbl_TotalBusy"));
-    m_totalBarCaption->setAttribute(Qt::WA_TransparentForMouseEvents);
-    auto *overlay = new QHBoxLayout(m_totalBar);
-    overlay->setContentsMargins(0, 0, 0, 0);
-    overlay->addWidget(m_totalBarCaption, 0, Qt::AlignCenter);
-    m_totalBarCaption->hide();
+    m_totalBar = new TotalBar;
     m_controls.convert->setMinimumHeight(44);
     m_controls.stop->setMinimumHeight(44);
     m_controls.stop->setFixedWidth(110);
@@ -182,16 +165,11 @@ void ConversionPanel::startRun()
     const bool queued = prepareRun();
     m_preparing = false;
 
-    m_totalBar->setRange(0, 100);
-    m_totalBar->setValue(0);
-    m_totalBar->setFormat(QString());
-    setTotalBarStyle(1);
-    m_totalBar->show();
+    m_totalBar->restart();
     m_window.fileView()->scrollToTop();
 
     if (queued) {
         m_window.SetControlsState(ControlsMode::Converting, false);
-        m_stallTicks = 0;
         m_run->Start(
             ThreadCountFor(m_controls.threadMode->isChecked(), m_controls.threadCount->text()));
         if (m_run->State() != RunState::Idle)
@@ -276,22 +254,16 @@ void ConversionPanel::onRowProgress(int row, int percent)
 {
     if (Flags().EditWindowOpen || Flags().isUnloading || m_run->State() == RunState::Idle)
         return;
-    m_stallTicks = 1;
     m_window.fileList()->SetRowProgress(row, 4, std::max(percent, 0));
     m_window.fileList()->SetRowState(row, true, RowState::InProgress);
-    if (percent >= 0 && percent < 100)
-        setTotalBarStyle(1);
+    m_totalBar->taskMoved(percent);
 }
 
 void ConversionPanel::onTotalProgress(int percent)
 {
     if (Flags().EditWindowOpen || Flags().isUnloading)
         return;
-    m_savedTotal = percent;
-    if (m_totalBarStyle == 1) {
-        m_totalBar->setValue(percent);
-        m_totalBar->setFormat(TotalBarText(percent, 1));
-    }
+    m_totalBar->showTotal(percent);
 }
 
 void ConversionPanel::onRowEnded(int row, RowOutcome outcome, const QString &message)
@@ -337,9 +309,7 @@ void ConversionPanel::onRunEnded(RunStopReason reason)
         Flags().stoppedByUser = true;
         m_controls.convert->setEnabled(true);
         m_controls.stop->setEnabled(true);
-        m_totalBar->setValue(0);
-        m_totalBar->setFormat(QString());
-        setTotalBarStyle(1);
+        m_totalBar->clear();
         m_window.SetControlsState(ControlsMode::Normal, true);
     }
     completeRun();
@@ -358,38 +328,13 @@ void ConversionPanel::onElapsedTick()
 {
     m_window.fileList()->SetStateColumnCaption(
         QStringLiteral("Elapsed: ") + FormatSeconds(m_run->ElapsedSeconds(), false));
-    if (m_stallTicks >= 1) {
-        ++m_stallTicks;
-        if (m_stallTicks < 3 && m_totalBarStyle != 1)
-            setTotalBarStyle(1);
-        if (m_stallTicks >= 3 && m_totalBarStyle != 2)
-            setTotalBarStyle(2);
-    }
-}
-
-void ConversionPanel::setTotalBarStyle(int style)
-{
-    if (style == m_totalBarStyle)
-        return;
-    m_totalBarStyle = style;
-    if (style == 2) {
-        m_totalBar->setRange(0, 0);
-        m_totalBar->setFormat(QStringLiteral("Processing..."));
-        m_totalBarCaption->show();
-    } else {
-        m_totalBarCaption->hide();
-        m_totalBar->setRange(0, 100);
-        m_totalBar->setValue(m_savedTotal);
-        m_totalBar->setFormat(m_savedTotal > 0 ? TotalBarText(m_savedTotal, 1) : QString());
-    }
+    m_totalBar->tick();
 }
 
 void ConversionPanel::completeRun()
 {
     m_window.SetConvertButtonState(0);
-    setTotalBarStyle(1);
-    m_totalBar->hide();
-    m_savedTotal = 0;
+    m_totalBar->finish();
     m_window.SetControlsState(ControlsMode::Normal, true);
     m_window.setAcceptDrops(true);
     emit runFinished();

@@ -9,15 +9,14 @@
 #include <QTimer>
 
 class QCheckBox;
-class QLabel;
 class QLineEdit;
-class QProgressBar;
 class QPushButton;
 
 namespace sonivert {
 
 class MainWindow;
 class OutputPanel;
+class TotalBar;
 
 // The convert group of the main window: the total bar beside Convert (Pause, Resume) and Stop,
 // bound to the conversion run. It prepares a run, follows it and reports how it ended.
@@ -67,7 +66,6 @@ private:
     void completeRun();
     void reportFailures();
     void tellCompletion();
-    void setTotalBarStyle(int style);
     void selectAndShow(int row);
     void showFirstSelectedRow();
 
@@ -78,14 +76,10 @@ private:
     TaskPlanner m_planner;
     QList<int> m_reportedTasks;
     QHash<int, QString> m_failureDetails; // per row, kept once its task has failed
-    int m_stallTicks = 0;
-    int m_totalBarStyle = 1;
-    int m_savedTotal = 0; // the total bar's percent while it shows "Processing..."
     bool m_elapsedFrozen = false;
     bool m_preparing = false;
     bool m_abortPreparation = false;
-    QProgressBar *m_totalBar = nullptr;
-    QLabel *m_totalBarCaption = nullptr; // "Processing..." over the busy bar
+    TotalBar *m_totalBar = nullptr;
     QTimer m_elapsedTimer;
 };
 
