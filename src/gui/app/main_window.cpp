@@ -7,24 +7,18 @@
 #include "core/formats/output_settings.h"
 #include "core/media/file_list_model.h"
 #include "gui/app/drop_controller.h"
-#include "gui/app/file_list_controller.h"
 #include "gui/app/messages.h"
-#include "gui/app/output_panel.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
-#include "gui/convert/conversion_panel.h"
 #include "gui/diagnose/diagnose_window.h"
 #include "gui/edit/frm_edit_video.h"
 #include "gui/formats/format_setting_dialog.h"
 #include "gui/media/file_view_main.h"
-#include "gui/media/info_panel.h"
 #include "gui/ui/skin.h"
 
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDragEnterEvent>
-#include <QLabel>
-#include <QListWidget>
 #include <QPushButton>
 #include <QTableView>
 #include <QWindowStateChangeEvent>
@@ -42,30 +36,21 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     setUpConversion();
 
     // Findable by name; a member leaves its parent before the parent goes.
-    for (QTimer *timer : { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm })
-        timer->setParent(this);
+    m_timerStartUp.setParent(this);
     m_timerStartUp.setObjectName(QStringLiteral("Timer_StartUp"));
     m_timerStartUp.setInterval(300);
     m_timerStartUp.setSingleShot(true);
-    m_timerTags.setObjectName(QStringLiteral("Timer_Tags"));
-    m_timerTags.setInterval(200);
-    m_timerTags.setSingleShot(true);
-    m_timerCheckMoveForm.setObjectName(QStringLiteral("Timer_CheckMoveForm"));
-    m_timerCheckMoveForm.setInterval(50);
     connect(&m_timerStartUp, &QTimer::timeout, this, &MainWindow::onStartUpTimer);
-    connect(&m_timerTags, &QTimer::timeout, this, &MainWindow::onTagsTimer);
-    connect(&m_timerCheckMoveForm, &QTimer::timeout, this, &MainWindow::onCheckMoveTimer);
-    connect(m_tip, &TipPopup::stateChanged, this, &MainWindow::onTipStateChanged);
 }
 
 MainWindow::~MainWindow()
 {
     // Children still send signals while the base classes tear them down (a focused box reports
     // editingFinished as it loses the focus); none of them may reach a half-destroyed window,
-    // nor the file list's controller, which outlives the widgets it asks.
+    // nor the window's helpers, which outlive the widgets they ask.
     for (QObject *child : findChildren<QObject *>()) {
-        disconnect(child, nullptr, this, nullptr);
-        disconnect(child, nullptr, m_files, nullptr);
+        for (QObject *receiver : std::initializer_list<QObject *> { this, m_files, m_startTip })
+            disconnect(child, nullptr, receiver, nullptr);
     }
 }
 
@@ -81,11 +66,6 @@ void MainWindow::setUpFileList()
     setFormatChoicesEnabler([this](bool on) { FormatSettingWindow(this)->SetChoicesEnabled(on); });
 }
 
-void MainWindow::setFormatChoicesEnabler(std::function<void(bool)> enabler)
-{
-    m_output->setFormatChoicesEnabler(std::move(enabler));
-}
-
 void MainWindow::Load(const QStringList &arguments)
 {
     m_arguments = arguments;
@@ -93,8 +73,7 @@ void MainWindow::Load(const QStringList &arguments)
     LoadSettings(m_identity.settingsKey);
     m_output->setFolder(Folders().outputPath);
     LoadSkinAndImages(this, Folders().skinFolder);
-    m_dropPicture->setPixmap(QPixmap(SkinImageFolder() + kDragDropFile));
-    placeDropPicture();
+    m_listArea->setDropPicture(QPixmap(SkinImageFolder() + kDragDropFile));
     m_files->load();
     if (!LoadBuiltInCatalogue(AppCatalogue(), Folders().tempFolder))
         throw std::runtime_error("the format catalogue cannot be loaded");
@@ -122,40 +101,27 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
 
     switch (mode) {
     case ControlsMode::Normal:
-        m_listFake->setVisible(!flag);
-        m_fileView->setVisible(flag);
+        m_listArea->showFileView(flag);
         setOutputChoice(flag);
-        m_fileView->setEnabled(flag);
+        fileView()->setEnabled(flag);
         break;
     case ControlsMode::Converting:
-        m_listFake->hide();
-        m_fileView->show();
+        m_listArea->showFileView(true);
         setOutputChoice(false);
-        m_fileView->setEnabled(true);
+        fileView()->setEnabled(true);
         m_cmd[BtnConvert]->setEnabled(true);
         m_cmd[BtnStop]->setEnabled(true);
         break;
     case ControlsMode::ListState:
-        m_listFake->setVisible(!flag);
-        m_fileView->setVisible(flag);
+        m_listArea->showFileView(flag);
         for (QPushButton *button : m_cmd)
             button->setEnabled(flag);
         for (int i : { BtnAddFiles, BtnOpenFolder, BtnSetting, BtnBrowseFolder })
             m_cmd[size_t(i)]->setEnabled(true);
         m_output->setFormatListEnabled(true);
-        m_fileView->setEnabled(true);
+        fileView()->setEnabled(true);
         break;
     }
-}
-
-int MainWindow::GetConvertButtonState() const
-{
-    return m_convert->buttonState();
-}
-
-void MainWindow::SetConvertButtonState(int state)
-{
-    m_convert->showButtonState(state);
 }
 
 void MainWindow::setUpConversion()
@@ -168,66 +134,6 @@ void MainWindow::setUpConversion()
     m_runHooks.stopEngine = [this] {
         m_convert->run()->Abandon();
     };
-}
-
-void MainWindow::convertCommand()
-{
-    m_convert->convertCommand();
-}
-
-void MainWindow::stopCommand()
-{
-    m_convert->stopCommand();
-}
-
-void MainWindow::setTaskPlanner(TaskPlanner planner)
-{
-    m_convert->setTaskPlanner(std::move(planner));
-}
-
-ConversionRun *MainWindow::conversionRun() const
-{
-    return m_convert->run();
-}
-
-FileListModel *MainWindow::fileList() const
-{
-    return m_files->list();
-}
-
-int MainWindow::CurrentItemIndex() const
-{
-    return m_info->currentRow();
-}
-
-void MainWindow::Show_InputFileInfo(int row)
-{
-    m_info->showRow(row);
-}
-
-void MainWindow::OpenFileFromText(const QString &text)
-{
-    m_files->openFileFromText(text);
-}
-
-void MainWindow::ImportFiles(const QStringList &paths)
-{
-    m_files->importFiles(paths);
-}
-
-void MainWindow::ImportDroppedFiles(const QStringList &accepted, const QStringList &refused)
-{
-    m_files->importDroppedFiles(accepted, refused);
-}
-
-void MainWindow::removeCommand()
-{
-    m_files->removeCommand();
-}
-
-void MainWindow::clearListCommand()
-{
-    m_files->clearListCommand();
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -274,10 +180,10 @@ void MainWindow::Unload()
     hide();
     UnloadSkin();
 
-    for (QTimer *timer : { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm })
-        timer->stop();
+    m_timerStartUp.stop();
+    m_startTip->stopTimers();
     m_convert->stopElapsedTimer();
-    m_tip->closeTip();
+    tipPopup()->closeTip();
     if (FrmEditVideo *editor = FrmEditVideo::Current())
         editor->StopTimers();
     // Every other window goes with the main one.
@@ -297,40 +203,16 @@ void MainWindow::onStartUpTimer()
     } else {
         raise();
         activateWindow();
-        m_timerTags.start();
+        m_startTip->start();
     }
     m_cmd[BtnAddFiles]->setEnabled(true);
     m_files->finishStartUp();
 }
 
-void MainWindow::onTagsTimer()
-{
-    m_timerTags.stop();
-    m_tipWindowPos = pos();
-    m_timerCheckMoveForm.start();
-    m_dropPicture->hide();
-    m_tip->ShowGettingStartedTip(SkinImageFolder());
-    m_cmd[BtnAddFiles]->setEnabled(true);
-}
-
-void MainWindow::onCheckMoveTimer()
-{
-    if (pos() != m_tipWindowPos && m_tip->state() == TipPopup::Showing)
-        m_tip->closeTip();
-    if (m_tip->state() == TipPopup::Closed)
-        m_timerCheckMoveForm.stop();
-}
-
-void MainWindow::onTipStateChanged(int state)
-{
-    if (state == TipPopup::Closed)
-        m_dropPicture->show();
-}
-
 void MainWindow::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::WindowStateChange && isMinimized())
-        m_tip->closeTip();
+        tipPopup()->closeTip();
     QMainWindow::changeEvent(event);
 }
 
@@ -342,13 +224,6 @@ bool MainWindow::event(QEvent *event)
         && (event->type() == QEvent::WindowUnblocked || event->type() == QEvent::EnabledChange))
         m_files->scheduleNextPendingText();
     return QMainWindow::event(event);
-}
-
-bool MainWindow::eventFilter(QObject *watched, QEvent *event)
-{
-    if (watched == m_listFake && event->type() == QEvent::Resize)
-        placeDropPicture();
-    return QMainWindow::eventFilter(watched, event);
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent *event)
@@ -367,13 +242,6 @@ void MainWindow::dropEvent(QDropEvent *event)
 {
     if (!m_files->drops()->handleDrop(event, this))
         QMainWindow::dropEvent(event);
-}
-
-void MainWindow::placeDropPicture()
-{
-    m_dropPicture->adjustSize();
-    m_dropPicture->move(
-        m_listFake->width() / 2 - m_dropPicture->width() / 2, m_listFake->height() / 2);
 }
 
 } // namespace sonivert

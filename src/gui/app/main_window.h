@@ -2,6 +2,12 @@
 
 #include "core/convert/conversion_run.h"
 #include "core/media/failure_report.h"
+#include "gui/app/file_list_controller.h"
+#include "gui/app/getting_started_tip.h"
+#include "gui/app/output_panel.h"
+#include "gui/convert/conversion_panel.h"
+#include "gui/media/file_list_area.h"
+#include "gui/media/info_panel.h"
 
 #include <QMainWindow>
 #include <QStringList>
@@ -10,20 +16,14 @@
 #include <functional>
 
 class QCheckBox;
-class QLabel;
 class QLineEdit;
-class QListWidget;
 class QPushButton;
 
 namespace sonivert {
 
-class ConversionPanel;
 class ConversionRun;
-class FileListController;
 class FileListModel;
 class FileViewMain;
-class InfoPanel;
-class OutputPanel;
 class TipPopup;
 
 // Indices of the Cmd_FileListView button array.
@@ -65,8 +65,8 @@ public:
     void Load(const QStringList &arguments);
 
     void SetControlsState(ControlsMode mode, bool flag);
-    int GetConvertButtonState() const;
-    void SetConvertButtonState(int state);
+    int GetConvertButtonState() const { return m_convert->buttonState(); }
+    void SetConvertButtonState(int state) { m_convert->showButtonState(state); }
 
     // What the close query and unload do with a running conversion; the engine fills these in.
     struct RunHooks
@@ -77,38 +77,44 @@ public:
     void setRunHooks(RunHooks hooks) { m_runHooks = std::move(hooks); }
 
     // The settings dialog's choice controls follow the window's control state as a whole.
-    void setFormatChoicesEnabler(std::function<void(bool)> enabler);
+    void setFormatChoicesEnabler(std::function<void(bool)> enabler)
+    {
+        m_output->setFormatChoicesEnabler(std::move(enabler));
+    }
 
     QPushButton *listButton(int index) const { return m_cmd[size_t(index)]; }
-    TipPopup *tipPopup() const { return m_tip; }
+    TipPopup *tipPopup() const { return m_startTip->popup(); }
     bool isUnloaded() const { return m_unloaded; }
 
     // Opens a file named on the command line or handed over by a second start. Nothing happens
     // while a conversion runs. While the window is not free (start-up not finished, a modal
     // dialog up, the open dialog of Add Files, a drop being scanned, an import running), the text
     // waits its turn and is opened once the window is free again.
-    void OpenFileFromText(const QString &text);
+    void OpenFileFromText(const QString &text) { m_files->openFileFromText(text); }
 
     // Imports files; with no paths the person picks them in the open dialog.
-    void ImportFiles(const QStringList &paths);
-    void ImportDroppedFiles(const QStringList &accepted, const QStringList &refused);
+    void ImportFiles(const QStringList &paths) { m_files->importFiles(paths); }
+    void ImportDroppedFiles(const QStringList &accepted, const QStringList &refused)
+    {
+        m_files->importDroppedFiles(accepted, refused);
+    }
 
-    FileListModel *fileList() const;
-    FileViewMain *fileView() const { return m_fileView; }
+    FileListModel *fileList() const { return m_files->list(); }
+    FileViewMain *fileView() const { return m_listArea->fileView(); }
     FailureReport &failureReport() { return m_report; }
-    int CurrentItemIndex() const;
-    void Show_InputFileInfo(int row);
+    int CurrentItemIndex() const { return m_info->currentRow(); }
+    void Show_InputFileInfo(int row) { m_info->showRow(row); }
 
-    void removeCommand();
-    void clearListCommand();
+    void removeCommand() { m_files->removeCommand(); }
+    void clearListCommand() { m_files->clearListCommand(); }
 
     // The conversion: Convert (also Pause and Resume) and Stop, as the buttons do them.
-    void convertCommand();
-    void stopCommand();
+    void convertCommand() { m_convert->convertCommand(); }
+    void stopCommand() { m_convert->stopCommand(); }
     void StartTesting() { convertCommand(); }
-    void setTaskPlanner(TaskPlanner planner);
+    void setTaskPlanner(TaskPlanner planner) { m_convert->setTaskPlanner(std::move(planner)); }
     // The run the window drives; its engine can be replaced (tests drive it with fake jobs).
-    ConversionRun *conversionRun() const;
+    ConversionRun *conversionRun() const { return m_convert->run(); }
 
 signals:
     // An import has ended and its report (if any) is up.
@@ -125,52 +131,35 @@ protected:
     void dropEvent(QDropEvent *event) override;
     void changeEvent(QEvent *event) override;
     bool event(QEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void buildLayout();
-    QWidget *buildListArea();
     QWidget *buildSidePanel();
-    QWidget *buildOutputArea();
     QWidget *buildConvertArea();
+    void setUpFileList();
+    void setUpConversion();
 
     bool closeQuery();
     void Unload();
-
     void onStartUpTimer();
-    void onTagsTimer();
-    void onCheckMoveTimer();
-    void onTipStateChanged(int state);
-    void placeDropPicture();
-
-    void setUpFileList();
-
-    void setUpConversion();
 
     Identity m_identity;
     QStringList m_arguments;
     bool m_unloaded = false;
     RunHooks m_runHooks;
-
-    std::array<QPushButton *, 9> m_cmd {};
-    QListWidget *m_listFake = nullptr;
-    QLabel *m_dropPicture = nullptr;
-    FileViewMain *m_fileView = nullptr;
-    FileListController *m_files = nullptr;
     FailureReport m_report;
 
-    ConversionPanel *m_convert = nullptr;
-    OutputPanel *m_output = nullptr;
+    std::array<QPushButton *, 9> m_cmd {};
+    QPushButton *m_diagnose = nullptr;
+    FileListArea *m_listArea = nullptr;
+    FileListController *m_files = nullptr;
+    InfoPanel *m_info = nullptr;
     QCheckBox *m_threadMode = nullptr;
     QLineEdit *m_threadCount = nullptr;
-    InfoPanel *m_info = nullptr;
-    QPushButton *m_diagnose = nullptr;
-    TipPopup *m_tip = nullptr;
-
+    OutputPanel *m_output = nullptr;
+    ConversionPanel *m_convert = nullptr;
+    GettingStartedTip *m_startTip = nullptr;
     QTimer m_timerStartUp;
-    QTimer m_timerTags;
-    QTimer m_timerCheckMoveForm;
-    QPoint m_tipWindowPos;
 };
 
 } // namespace sonivert

@@ -1,22 +1,13 @@
 // Building the main window's widgets. Behaviour lives in main_window.cpp.
 #include "gui/app/main_window.h"
-#include "gui/app/output_panel.h"
-#include "gui/app/tip_popup.h"
-#include "gui/convert/conversion_panel.h"
-#include "gui/media/file_view_main.h"
-#include "gui/media/info_panel.h"
 
 #include <QCheckBox>
-#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QPushButton>
-#include <QTableView>
 #include <QVBoxLayout>
 
 namespace sonivert {
@@ -62,9 +53,12 @@ void MainWindow::buildLayout()
     m_diagnose->setMinimumHeight(36);
     toolbar->addWidget(m_diagnose);
 
+    m_listArea = new FileListArea;
     auto *middle = new QHBoxLayout;
-    middle->addWidget(buildListArea(), 1);
+    middle->addWidget(m_listArea, 1);
     middle->addWidget(buildSidePanel());
+    m_output = new OutputPanel({ m_cmd[BtnSetting], m_cmd[BtnBrowseFolder], m_cmd[BtnOpenFolder] },
+        m_identity.settingsKey);
 
     auto *central = new QWidget;
     auto *layout = new QVBoxLayout(central);
@@ -72,35 +66,13 @@ void MainWindow::buildLayout()
     layout->setSpacing(8);
     layout->addLayout(toolbar);
     layout->addLayout(middle, 1);
-    layout->addWidget(buildOutputArea());
+    layout->addWidget(m_output);
     layout->addWidget(buildConvertArea());
     setCentralWidget(central);
 
-    m_tip = new TipPopup(this);
+    m_startTip = new GettingStartedTip(*this, *m_listArea, m_cmd[BtnAddFiles]);
     resize(1080, 680);
     setMinimumSize(820, 560);
-}
-
-QWidget *MainWindow::buildListArea()
-{
-    auto *area = new QWidget;
-    auto *grid = new QGridLayout(area);
-    grid->setContentsMargins(0, 0, 0, 0);
-
-    m_listFake = named(new QListWidget, QStringLiteral("ListBox_Fake"));
-    m_listFake->setFocusPolicy(Qt::NoFocus);
-    m_listFake->setSelectionMode(QAbstractItemView::NoSelection);
-    m_listFake->installEventFilter(this);
-    m_dropPicture = named(new QLabel(m_listFake), QStringLiteral("Pic_DragDrop"));
-    m_dropPicture->setAttribute(Qt::WA_TransparentForMouseEvents);
-
-    m_fileView = named(new FileViewMain, QStringLiteral("FileViewMain"));
-    m_fileView->setContextMenuPolicy(Qt::CustomContextMenu);
-    m_fileView->hide();
-
-    grid->addWidget(m_listFake, 0, 0);
-    grid->addWidget(m_fileView, 0, 0);
-    return area;
 }
 
 QWidget *MainWindow::buildSidePanel()
@@ -128,13 +100,6 @@ QWidget *MainWindow::buildSidePanel()
     column->addWidget(other);
     column->addStretch(1);
     return panel;
-}
-
-QWidget *MainWindow::buildOutputArea()
-{
-    m_output = new OutputPanel({ m_cmd[BtnSetting], m_cmd[BtnBrowseFolder], m_cmd[BtnOpenFolder] },
-        m_identity.settingsKey);
-    return m_output;
 }
 
 QWidget *MainWindow::buildConvertArea()
