@@ -3,47 +3,28 @@
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
 #include "core/app/settings_store.h"
+#include "core/formats/catalogue_table.h"
+#include "core/formats/output_settings.h"
+#include "core/media/file_list_model.h"
+#include "gui/app/drop_controller.h"
 #include "gui/app/messages.h"
-#include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
+#include "gui/diagnose/diagnose_window.h"
 #include "gui/edit/frm_edit_video.h"
+#include "gui/formats/format_setting_dialog.h"
 #include "gui/media/file_view_main.h"
-#include "gui/ui/icon_store.h"
 #include "gui/ui/skin.h"
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QComboBox>
-#include <QDir>
-#include <QFileDialog>
-#include <QFileInfo>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
+#include <QDragEnterEvent>
 #include <QPushButton>
 #include <QTableView>
 #include <QWindowStateChangeEvent>
+#include <stdexcept>
 
 namespace sonivert {
-
-namespace {
-
-struct ConvertButtonLook
-{
-    const char *caption;
-    int width;
-    int image;
-};
-
-// Run states 0 idle, 1 converting, 2 paused.
-constexpr ConvertButtonLook ConvertLooks[] = {
-    { "Convert Now", 192, 5 },
-    { "Pause", 128, 7 },
-    { "Resume", 128, 24 },
-};
-
-} // namespace
 
 MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     : QMainWindow(parent)
@@ -51,43 +32,38 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
 {
     setObjectName(QStringLiteral("frmMain"));
     buildLayout();
-    connectCommands();
     setUpFileList();
     setUpConversion();
 
-    for (QTimer *timer :
-        { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
-        timer->setParent(
-            this); // findable by name; a member leaves its parent before the parent goes
+    // Findable by name; a member leaves its parent before the parent goes.
+    m_timerStartUp.setParent(this);
     m_timerStartUp.setObjectName(QStringLiteral("Timer_StartUp"));
     m_timerStartUp.setInterval(300);
     m_timerStartUp.setSingleShot(true);
-    m_timerTags.setObjectName(QStringLiteral("Timer_Tags"));
-    m_timerTags.setInterval(200);
-    m_timerTags.setSingleShot(true);
-    m_timerCheckMoveForm.setObjectName(QStringLiteral("Timer_CheckMoveForm"));
-    m_timerCheckMoveForm.setInterval(50);
-    m_timerConversionElapsed.setObjectName(QStringLiteral("Timer_ConversionElapsed"));
-    m_timerConversionElapsed.setInterval(1000);
     connect(&m_timerStartUp, &QTimer::timeout, this, &MainWindow::onStartUpTimer);
-    connect(&m_timerTags, &QTimer::timeout, this, &MainWindow::onTagsTimer);
-    connect(&m_timerCheckMoveForm, &QTimer::timeout, this, &MainWindow::onCheckMoveTimer);
-    connect(m_tip, &TipPopup::stateChanged, this, &MainWindow::onTipStateChanged);
 }
 
 MainWindow::~MainWindow()
 {
     // Children still send signals while the base classes tear them down (a focused box reports
-    // editingFinished as it loses the focus); none of them may reach a half-destroyed window.
-    for (QObject *child : findChildren<QObject *>())
-        disconnect(child, nullptr, this, nullptr);
+    // editingFinished as it loses the focus); none of them may reach a half-destroyed window,
+    // nor the window's helpers, which outlive the widgets they ask.
+    for (QObject *child : findChildren<QObject *>()) {
+        for (QObject *receiver : std::initializer_list<QObject *> { this, m_files, m_startTip })
+            disconnect(child, nullptr, receiver, nullptr);
+    }
 }
 
-void MainWindow::connectCommands()
+void MainWindow::setUpFileList()
 {
-    connect(m_cmd[BtnOpenFolder], &QPushButton::clicked, this, &MainWindow::openFolderCommand);
-    connect(m_cmd[BtnBrowseFolder], &QPushButton::clicked, this, &MainWindow::browseFolderCommand);
-    connect(m_outputPath, &QLineEdit::editingFinished, this, &MainWindow::outputPathEdited);
+    QList<QWidget *> lockedByImport(m_cmd.begin(), m_cmd.end());
+    lockedByImport << m_info->moreButton() << m_diagnose;
+    m_files = new FileListController(*this, *m_info, lockedByImport, m_identity.settingsKey);
+    connect(m_files, &FileListController::importFinished, this, &MainWindow::importFinished);
+    connect(m_cmd[BtnSetting], &QPushButton::clicked, this,
+        [this] { FormatSettingWindow(this)->exec(); });
+    connect(m_diagnose, &QPushButton::clicked, this, [this] { OpenDiagnoseWindow(this); });
+    setFormatChoicesEnabler([this](bool on) { FormatSettingWindow(this)->SetChoicesEnabled(on); });
 }
 
 void MainWindow::Load(const QStringList &arguments)
@@ -95,17 +71,18 @@ void MainWindow::Load(const QStringList &arguments)
     m_arguments = arguments;
     setWindowTitle(m_identity.companyName + QLatin1Char(' ') + m_identity.productName);
     LoadSettings(m_identity.settingsKey);
-    m_outputPath->setText(Folders().outputPath);
+    m_output->setFolder(Folders().outputPath);
     LoadSkinAndImages(this, Folders().skinFolder);
-    m_dropPicture->setPixmap(QPixmap(SkinImageFolder() + kDragDropFile));
-    placeDropPicture();
-    loadListAndCatalogue();
+    m_listArea->setDropPicture(QPixmap(SkinImageFolder() + kDragDropFile));
+    m_files->load();
+    if (!LoadBuiltInCatalogue(AppCatalogue(), Folders().tempFolder))
+        throw std::runtime_error("the format catalogue cannot be loaded");
 
     SetControlsState(ControlsMode::ListState, false);
     m_cmd[BtnAddFiles]->setEnabled(false);
     m_timerStartUp.start();
 
-    selectFirstFormat();
+    m_output->selectFirstFormat();
     Flags().diagnosisRunning = false;
     setAcceptDrops(true);
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
@@ -119,60 +96,44 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
     const auto setOutputChoice = [this](bool enabled) {
         for (QPushButton *button : m_cmd)
             button->setEnabled(enabled);
-        m_outputFormat->setEnabled(enabled);
-        m_outputPreset->setEnabled(enabled);
-        m_outputPath->setEnabled(enabled);
-        for (QLabel *label : m_outputLabels)
-            label->setEnabled(enabled);
-        if (m_formatChoicesEnabled)
-            m_formatChoicesEnabled(enabled);
+        m_output->setChoicesEnabled(enabled);
     };
 
     switch (mode) {
     case ControlsMode::Normal:
-        m_listFake->setVisible(!flag);
-        m_fileView->setVisible(flag);
+        m_listArea->showFileView(flag);
         setOutputChoice(flag);
-        m_fileView->setEnabled(flag);
+        fileView()->setEnabled(flag);
         break;
     case ControlsMode::Converting:
-        m_listFake->hide();
-        m_fileView->show();
+        m_listArea->showFileView(true);
         setOutputChoice(false);
-        m_fileView->setEnabled(true);
+        fileView()->setEnabled(true);
         m_cmd[BtnConvert]->setEnabled(true);
         m_cmd[BtnStop]->setEnabled(true);
         break;
     case ControlsMode::ListState:
-        m_listFake->setVisible(!flag);
-        m_fileView->setVisible(flag);
+        m_listArea->showFileView(flag);
         for (QPushButton *button : m_cmd)
             button->setEnabled(flag);
         for (int i : { BtnAddFiles, BtnOpenFolder, BtnSetting, BtnBrowseFolder })
             m_cmd[size_t(i)]->setEnabled(true);
-        m_outputFormat->setEnabled(true);
-        m_fileView->setEnabled(true);
+        m_output->setFormatListEnabled(true);
+        fileView()->setEnabled(true);
         break;
     }
 }
 
-int MainWindow::GetConvertButtonState() const
+void MainWindow::setUpConversion()
 {
-    // A run being planned already counts as converting: nothing may join or change the list.
-    if (m_preparing)
-        return 1;
-    return m_run ? int(m_run->State()) : 0;
-}
-
-void MainWindow::SetConvertButtonState(int state)
-{
-    if (state < 0 || state > 2)
-        state = 0;
-    const ConvertButtonLook &look = ConvertLooks[state];
-    QPushButton *button = m_cmd[BtnConvert];
-    button->setText(QString::fromLatin1(look.caption));
-    button->setFixedWidth(look.width);
-    button->setIcon(QIcon(IconStore::Get(look.image)));
+    connect(m_convert, &ConversionPanel::engineLog, this, &MainWindow::engineLog);
+    connect(m_convert, &ConversionPanel::runFinished, this, &MainWindow::runFinished);
+    m_runHooks.toggleConvert = [this] {
+        convertCommand();
+    };
+    m_runHooks.stopEngine = [this] {
+        m_convert->run()->Abandon();
+    };
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -219,10 +180,10 @@ void MainWindow::Unload()
     hide();
     UnloadSkin();
 
-    for (QTimer *timer :
-        { &m_timerStartUp, &m_timerTags, &m_timerCheckMoveForm, &m_timerConversionElapsed })
-        timer->stop();
-    m_tip->closeTip();
+    m_timerStartUp.stop();
+    m_startTip->stopTimers();
+    m_convert->stopElapsedTimer();
+    tipPopup()->closeTip();
     if (FrmEditVideo *editor = FrmEditVideo::Current())
         editor->StopTimers();
     // Every other window goes with the main one.
@@ -238,45 +199,20 @@ void MainWindow::onStartUpTimer()
 {
     m_timerStartUp.stop();
     if (!m_arguments.isEmpty()) {
-        m_pendingTexts.prepend(m_arguments.first());
+        m_files->queueFirst(m_arguments.first());
     } else {
         raise();
         activateWindow();
-        m_timerTags.start();
+        m_startTip->start();
     }
     m_cmd[BtnAddFiles]->setEnabled(true);
-    m_startUpDone = true;
-    openNextPendingText();
-}
-
-void MainWindow::onTagsTimer()
-{
-    m_timerTags.stop();
-    m_tipWindowPos = pos();
-    m_timerCheckMoveForm.start();
-    m_dropPicture->hide();
-    m_tip->ShowGettingStartedTip(SkinImageFolder());
-    m_cmd[BtnAddFiles]->setEnabled(true);
-}
-
-void MainWindow::onCheckMoveTimer()
-{
-    if (pos() != m_tipWindowPos && m_tip->state() == TipPopup::Showing)
-        m_tip->closeTip();
-    if (m_tip->state() == TipPopup::Closed)
-        m_timerCheckMoveForm.stop();
-}
-
-void MainWindow::onTipStateChanged(int state)
-{
-    if (state == TipPopup::Closed)
-        m_dropPicture->show();
+    m_files->finishStartUp();
 }
 
 void MainWindow::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::WindowStateChange && isMinimized())
-        m_tip->closeTip();
+        tipPopup()->closeTip();
     QMainWindow::changeEvent(event);
 }
 
@@ -284,52 +220,28 @@ bool MainWindow::event(QEvent *event)
 {
     // A modal dialog has gone, or the window is enabled again: a file handed over meanwhile can
     // be opened now.
-    if (event->type() == QEvent::WindowUnblocked || event->type() == QEvent::EnabledChange)
-        scheduleNextPendingText();
+    if (m_files
+        && (event->type() == QEvent::WindowUnblocked || event->type() == QEvent::EnabledChange))
+        m_files->scheduleNextPendingText();
     return QMainWindow::event(event);
 }
 
-bool MainWindow::eventFilter(QObject *watched, QEvent *event)
+void MainWindow::dragEnterEvent(QDragEnterEvent *event)
 {
-    if (watched == m_listFake && event->type() == QEvent::Resize)
-        placeDropPicture();
-    return QMainWindow::eventFilter(watched, event);
+    if (!m_files->drops()->handleDragEnter(event))
+        QMainWindow::dragEnterEvent(event);
 }
 
-void MainWindow::placeDropPicture()
+void MainWindow::dragMoveEvent(QDragMoveEvent *event)
 {
-    m_dropPicture->adjustSize();
-    m_dropPicture->move(
-        m_listFake->width() / 2 - m_dropPicture->width() / 2, m_listFake->height() / 2);
+    if (!m_files->drops()->handleDragMove(event))
+        QMainWindow::dragMoveEvent(event);
 }
 
-void MainWindow::openFolderCommand()
+void MainWindow::dropEvent(QDropEvent *event)
 {
-    const QString folder = m_outputPath->text();
-    if (!QFileInfo(folder.trimmed()).isDir()) {
-        ShowMessage(
-            folder + QStringLiteral("\n\nPath not found!"), MsgInformation, QString(), this);
-        m_outputPath->selectAll();
-        m_outputPath->setFocus();
-        return;
-    }
-    OpenOutputFolder(this, folder.trimmed(), false, false);
-}
-
-void MainWindow::browseFolderCommand()
-{
-    const QString start = m_outputPath->text().trimmed();
-    QString chosen
-        = QFileDialog::getExistingDirectory(this, QStringLiteral("Output Folder"), start);
-    if (chosen.isEmpty())
-        chosen = start;
-    m_outputPath->setText(WithTrailingSeparator(QDir::fromNativeSeparators(chosen)));
-    RegWriteText(m_identity.settingsKey, QStringLiteral("OutputPath"), m_outputPath->text());
-}
-
-void MainWindow::outputPathEdited()
-{
-    m_outputPath->setText(WithTrailingSeparator(m_outputPath->text()));
+    if (!m_files->drops()->handleDrop(event, this))
+        QMainWindow::dropEvent(event);
 }
 
 } // namespace sonivert

@@ -1,40 +1,30 @@
 #pragma once
 
 #include "core/convert/conversion_run.h"
-#include "core/convert/run_progress.h"
 #include "core/media/failure_report.h"
-#include "gui/app/command_lock.h"
-#include "gui/ui/list_icons.h"
+#include "gui/app/file_list_controller.h"
+#include "gui/app/getting_started_tip.h"
+#include "gui/app/output_panel.h"
+#include "gui/convert/conversion_panel.h"
+#include "gui/media/file_list_area.h"
+#include "gui/media/info_panel.h"
 
-#include <QHash>
 #include <QMainWindow>
-#include <QSet>
 #include <QStringList>
 #include <QTimer>
 #include <array>
 #include <functional>
 
 class QCheckBox;
-class QComboBox;
-class QGroupBox;
-class QLabel;
 class QLineEdit;
-class QListWidget;
-class QMenu;
-class QProgressBar;
 class QPushButton;
 
 namespace sonivert {
 
 class ConversionRun;
-class DropController;
-class PreparationDialog;
 class FileListModel;
 class FileViewMain;
-class FormatPresetBinder;
-class ImportJob;
 class TipPopup;
-struct ImportOutcome;
 
 // Indices of the Cmd_FileListView button array.
 enum ListButton : int {
@@ -75,8 +65,8 @@ public:
     void Load(const QStringList &arguments);
 
     void SetControlsState(ControlsMode mode, bool flag);
-    int GetConvertButtonState() const;
-    void SetConvertButtonState(int state);
+    int GetConvertButtonState() const { return m_convert->buttonState(); }
+    void SetConvertButtonState(int state) { m_convert->showButtonState(state); }
 
     // What the close query and unload do with a running conversion; the engine fills these in.
     struct RunHooks
@@ -89,39 +79,42 @@ public:
     // The settings dialog's choice controls follow the window's control state as a whole.
     void setFormatChoicesEnabler(std::function<void(bool)> enabler)
     {
-        m_formatChoicesEnabled = std::move(enabler);
+        m_output->setFormatChoicesEnabler(std::move(enabler));
     }
 
     QPushButton *listButton(int index) const { return m_cmd[size_t(index)]; }
-    TipPopup *tipPopup() const { return m_tip; }
+    TipPopup *tipPopup() const { return m_startTip->popup(); }
     bool isUnloaded() const { return m_unloaded; }
 
     // Opens a file named on the command line or handed over by a second start. Nothing happens
     // while a conversion runs. While the window is not free (start-up not finished, a modal
     // dialog up, the open dialog of Add Files, a drop being scanned, an import running), the text
     // waits its turn and is opened once the window is free again.
-    void OpenFileFromText(const QString &text);
+    void OpenFileFromText(const QString &text) { m_files->openFileFromText(text); }
 
     // Imports files; with no paths the person picks them in the open dialog.
-    void ImportFiles(const QStringList &paths);
-    void ImportDroppedFiles(const QStringList &accepted, const QStringList &refused);
+    void ImportFiles(const QStringList &paths) { m_files->importFiles(paths); }
+    void ImportDroppedFiles(const QStringList &accepted, const QStringList &refused)
+    {
+        m_files->importDroppedFiles(accepted, refused);
+    }
 
-    FileListModel *fileList() const { return m_list; }
-    FileViewMain *fileView() const { return m_fileView; }
+    FileListModel *fileList() const { return m_files->list(); }
+    FileViewMain *fileView() const { return m_listArea->fileView(); }
     FailureReport &failureReport() { return m_report; }
-    int CurrentItemIndex() const { return m_currentItem; }
-    void Show_InputFileInfo(int row);
+    int CurrentItemIndex() const { return m_info->currentRow(); }
+    void Show_InputFileInfo(int row) { m_info->showRow(row); }
 
-    void removeCommand();
-    void clearListCommand();
+    void removeCommand() { m_files->removeCommand(); }
+    void clearListCommand() { m_files->clearListCommand(); }
 
     // The conversion: Convert (also Pause and Resume) and Stop, as the buttons do them.
-    void convertCommand();
-    void stopCommand();
+    void convertCommand() { m_convert->convertCommand(); }
+    void stopCommand() { m_convert->stopCommand(); }
     void StartTesting() { convertCommand(); }
-    void setTaskPlanner(TaskPlanner planner) { m_planner = std::move(planner); }
+    void setTaskPlanner(TaskPlanner planner) { m_convert->setTaskPlanner(std::move(planner)); }
     // The run the window drives; its engine can be replaced (tests drive it with fake jobs).
-    ConversionRun *conversionRun() const { return m_run; }
+    ConversionRun *conversionRun() const { return m_convert->run(); }
 
 signals:
     // An import has ended and its report (if any) is up.
@@ -138,114 +131,35 @@ protected:
     void dropEvent(QDropEvent *event) override;
     void changeEvent(QEvent *event) override;
     bool event(QEvent *event) override;
-    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void buildLayout();
-    QWidget *buildListArea();
     QWidget *buildSidePanel();
-    QWidget *buildOutputArea();
     QWidget *buildConvertArea();
-    void connectCommands();
+    void setUpFileList();
+    void setUpConversion();
 
     bool closeQuery();
     void Unload();
-
     void onStartUpTimer();
-    void onTagsTimer();
-    void onCheckMoveTimer();
-    void onTipStateChanged(int state);
-    void placeDropPicture();
-
-    void setUpFileList();
-    void loadListAndCatalogue();
-    void selectFirstFormat();
-    void onImportFinished(const ImportOutcome &outcome);
-    void openNextPendingText();
-    void scheduleNextPendingText();
-    bool freeForHandOver() const;
-    void lockCommandsForImport();
-    void settleListState();
-    void clearInfoPanel();
-    void showListMenu(const QPoint &pos);
-    void trimCommand();
-    void propertiesCommand();
-    void settingsCommand();
-    void openFileLocation();
-
-    void setUpConversion();
-    void startRun();
-    bool prepareRun();
-    void onRowProgress(int row, int percent);
-    void onTotalProgress(int percent);
-    void onRowEnded(int row, RowOutcome outcome, const QString &message);
-    void onRunEnded(RunStopReason reason);
-    void onElapsedTick();
-    void completeRun();
-    void setTotalBarStyle(int style);
-    void selectAndShow(int row);
-    void showFirstSelectedRow();
-
-    void openFolderCommand();
-    void browseFolderCommand();
-    void outputPathEdited();
 
     Identity m_identity;
     QStringList m_arguments;
     bool m_unloaded = false;
     RunHooks m_runHooks;
-    std::function<void(bool)> m_formatChoicesEnabled;
+    FailureReport m_report;
 
     std::array<QPushButton *, 9> m_cmd {};
-    QListWidget *m_listFake = nullptr;
-    QLabel *m_dropPicture = nullptr;
-    FileViewMain *m_fileView = nullptr;
-    FileListModel *m_list = nullptr;
-    FailureReport m_report;
-    ListIcons m_listIcons;
-    FormatPresetBinder *m_formatBinder = nullptr;
-    DropController *m_drops = nullptr;
-    ImportJob *m_import = nullptr;
-    CommandLock m_importLock; // commands are out of use while an import runs
-    bool m_choosingFiles = false; // the open dialog of Add Files is up
-    QMenu *m_listMenu = nullptr;
-    int m_currentItem = -1;
-    QString m_inputFolder;
-    QStringList m_pendingTexts;
-    bool m_startUpDone = false;
-
-    ConversionRun *m_run = nullptr;
-    TaskPlanner m_planner;
-    QList<int> m_reportedTasks;
-    QHash<int, QString> m_failureDetails; // per row, kept once its task has failed
-    int m_stallTicks = 0;
-    int m_totalBarStyle = 1;
-    int m_savedTotal = 0; // the total bar's percent while it shows "Processing..."
-    bool m_elapsedFrozen = false;
-    bool m_preparing = false;
-    bool m_abortPreparation = false;
-    QComboBox *m_outputFormat = nullptr;
-    QComboBox *m_outputPreset = nullptr;
-    std::array<QLabel *, 3> m_outputLabels {};
-    QLineEdit *m_outputPath = nullptr;
-    QLabel *m_outputFolderProblem = nullptr; // why Convert could not use the folder
-    QLabel *m_totalBarCaption = nullptr; // "Processing..." over the busy bar
-    QGroupBox *m_outputFolderGroup = nullptr;
-    QGroupBox *m_convertGroup = nullptr;
-    QProgressBar *m_totalBar = nullptr;
+    QPushButton *m_diagnose = nullptr;
+    FileListArea *m_listArea = nullptr;
+    FileListController *m_files = nullptr;
+    InfoPanel *m_info = nullptr;
     QCheckBox *m_threadMode = nullptr;
     QLineEdit *m_threadCount = nullptr;
-    std::array<QLabel *, 9> m_infoTitles {};
-    std::array<QLabel *, 9> m_infoValues {};
-    QPushButton *m_moreInfo = nullptr;
-    QPushButton *m_diagnose = nullptr;
-    TipPopup *m_tip = nullptr;
-
+    OutputPanel *m_output = nullptr;
+    ConversionPanel *m_convert = nullptr;
+    GettingStartedTip *m_startTip = nullptr;
     QTimer m_timerStartUp;
-    QTimer m_timerTags;
-    QTimer m_timerCheckMoveForm;
-    QTimer m_timerConversionElapsed;
-    QPoint m_tipWindowPos;
 };
 
 } // namespace sonivert

@@ -1,22 +1,13 @@
 // Building the main window's widgets. Behaviour lives in main_window.cpp.
 #include "gui/app/main_window.h"
-#include "gui/app/tip_popup.h"
-#include "gui/media/file_view_main.h"
 
 #include <QCheckBox>
-#include <QComboBox>
-#include <QFormLayout>
-#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
-#include <QProgressBar>
 #include <QPushButton>
-#include <QTableView>
 #include <QVBoxLayout>
 
 namespace sonivert {
@@ -33,18 +24,6 @@ const char *const ButtonCaptions[] = {
     "Setting",
     "...",
     "Trim",
-};
-
-const char *const InfoCaptions[] = {
-    "Video Codec :",
-    "Frame Size :",
-    "Video Bitrate :",
-    "Frame Rate :",
-    "Audio Codec :",
-    "Sample Rate :",
-    "Audio Bitrate :",
-    "Channels :",
-    "Aspect Ratio :",
 };
 
 template<typename T> T *named(T *widget, const QString &name)
@@ -74,9 +53,12 @@ void MainWindow::buildLayout()
     m_diagnose->setMinimumHeight(36);
     toolbar->addWidget(m_diagnose);
 
+    m_listArea = new FileListArea;
     auto *middle = new QHBoxLayout;
-    middle->addWidget(buildListArea(), 1);
+    middle->addWidget(m_listArea, 1);
     middle->addWidget(buildSidePanel());
+    m_output = new OutputPanel({ m_cmd[BtnSetting], m_cmd[BtnBrowseFolder], m_cmd[BtnOpenFolder] },
+        m_identity.settingsKey);
 
     auto *central = new QWidget;
     auto *layout = new QVBoxLayout(central);
@@ -84,35 +66,13 @@ void MainWindow::buildLayout()
     layout->setSpacing(8);
     layout->addLayout(toolbar);
     layout->addLayout(middle, 1);
-    layout->addWidget(buildOutputArea());
+    layout->addWidget(m_output);
     layout->addWidget(buildConvertArea());
     setCentralWidget(central);
 
-    m_tip = new TipPopup(this);
+    m_startTip = new GettingStartedTip(*this, *m_listArea, m_cmd[BtnAddFiles]);
     resize(1080, 680);
     setMinimumSize(820, 560);
-}
-
-QWidget *MainWindow::buildListArea()
-{
-    auto *area = new QWidget;
-    auto *grid = new QGridLayout(area);
-    grid->setContentsMargins(0, 0, 0, 0);
-
-    m_listFake = named(new QListWidget, QStringLiteral("ListBox_Fake"));
-    m_listFake->setFocusPolicy(Qt::NoFocus);
-    m_listFake->setSelectionMode(QAbstractItemView::NoSelection);
-    m_listFake->installEventFilter(this);
-    m_dropPicture = named(new QLabel(m_listFake), QStringLiteral("Pic_DragDrop"));
-    m_dropPicture->setAttribute(Qt::WA_TransparentForMouseEvents);
-
-    m_fileView = named(new FileViewMain, QStringLiteral("FileViewMain"));
-    m_fileView->setContextMenuPolicy(Qt::CustomContextMenu);
-    m_fileView->hide();
-
-    grid->addWidget(m_listFake, 0, 0);
-    grid->addWidget(m_fileView, 0, 0);
-    return area;
 }
 
 QWidget *MainWindow::buildSidePanel()
@@ -122,25 +82,8 @@ QWidget *MainWindow::buildSidePanel()
     auto *column = new QVBoxLayout(panel);
     column->setContentsMargins(0, 0, 0, 0);
 
-    auto *info
-        = named(new QGroupBox(QStringLiteral("Properties")), QStringLiteral("GroupBox_Properties"));
-    auto *form = new QFormLayout(info);
-    form->setLabelAlignment(Qt::AlignLeft);
-    form->setHorizontalSpacing(8);
-    for (int i = 0; i < int(m_infoTitles.size()); ++i) {
-        m_infoTitles[size_t(i)] = named(new QLabel(QString::fromLatin1(InfoCaptions[i])),
-            QStringLiteral("lbl_InputFileTitle_%1").arg(i));
-        m_infoValues[size_t(i)] = named(new QLabel, QStringLiteral("lbl_InputFileValue_%1").arg(i));
-        m_infoValues[size_t(i)]->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        m_infoValues[size_t(i)]->setWordWrap(true);
-        form->addRow(m_infoTitles[size_t(i)], m_infoValues[size_t(i)]);
-    }
-    m_moreInfo = named(new QPushButton(QStringLiteral("More")), QStringLiteral("Cmd_MoreInfo"));
-    auto *moreRow = new QHBoxLayout;
-    moreRow->addStretch(1);
-    moreRow->addWidget(m_moreInfo);
-    form->addRow(moreRow);
-    column->addWidget(info);
+    m_info = new InfoPanel;
+    column->addWidget(m_info);
 
     auto *other = named(new QGroupBox(QStringLiteral("Other")), QStringLiteral("GroupBox_Other"));
     auto *otherRow = new QHBoxLayout(other);
@@ -159,82 +102,16 @@ QWidget *MainWindow::buildSidePanel()
     return panel;
 }
 
-QWidget *MainWindow::buildOutputArea()
-{
-    auto *box = new QWidget;
-    auto *grid = new QGridLayout(box);
-    grid->setContentsMargins(0, 0, 0, 0);
-    grid->setHorizontalSpacing(8);
-
-    const char *const captions[] = { "Output Format :", "Format Preset :", "Output Folder :" };
-    for (int i = 0; i < 3; ++i) {
-        m_outputLabels[size_t(i)] = named(new QLabel(QString::fromLatin1(captions[i])),
-            QStringLiteral("lbl_OutputFileTitle_%1").arg(i));
-    }
-    m_outputFormat = named(new QComboBox, QStringLiteral("Cmb_OutputFormat"));
-    m_outputFormat->setMinimumWidth(160);
-    m_outputPreset = named(new QComboBox, QStringLiteral("Cmd_OutputPreset"));
-    m_outputPreset->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
-
-    auto *formatRow = new QHBoxLayout;
-    formatRow->addWidget(m_outputLabels[0]);
-    formatRow->addWidget(m_outputFormat);
-    formatRow->addSpacing(12);
-    formatRow->addWidget(m_outputLabels[1]);
-    formatRow->addWidget(m_outputPreset, 1);
-    formatRow->addWidget(m_cmd[BtnSetting]);
-    grid->addLayout(formatRow, 0, 0);
-
-    m_outputFolderGroup = named(new QGroupBox, QStringLiteral("GroupBox_OutputFolder"));
-    m_outputFolderGroup->setFlat(true);
-    auto *folderRow = new QHBoxLayout(m_outputFolderGroup);
-    folderRow->setContentsMargins(0, 0, 0, 0);
-    m_outputPath = named(new QLineEdit, QStringLiteral("Txt_OutputPath"));
-    m_cmd[BtnBrowseFolder]->setFixedWidth(40);
-    m_cmd[BtnBrowseFolder]->setToolTip(QStringLiteral("Choose the output folder"));
-    folderRow->addWidget(m_outputLabels[2]);
-    folderRow->addWidget(m_outputPath, 1);
-    folderRow->addWidget(m_cmd[BtnBrowseFolder]);
-    folderRow->addWidget(m_cmd[BtnOpenFolder]);
-    grid->addWidget(m_outputFolderGroup, 1, 0);
-
-    m_outputFolderProblem = named(new QLabel, QStringLiteral("lbl_OutputFolderProblem"));
-    m_outputFolderProblem->setStyleSheet(QStringLiteral("color: #b00020;"));
-    m_outputFolderProblem->hide();
-    connect(m_outputPath, &QLineEdit::textChanged, m_outputFolderProblem, &QLabel::hide);
-    grid->addWidget(m_outputFolderProblem, 2, 0);
-    return box;
-}
-
 QWidget *MainWindow::buildConvertArea()
 {
-    m_convertGroup = named(new QGroupBox, QStringLiteral("GroupBox_ConvertStop"));
-    auto *row = new QHBoxLayout(m_convertGroup);
-    m_totalBar = named(new QProgressBar, QStringLiteral("ProgressBar_Total"));
-    m_totalBar->setRange(0, 100);
-    m_totalBar->setValue(0);
-    // The bar shows only while a run is on; its place stays so the buttons do not jump.
-    QSizePolicy keepPlace = m_totalBar->sizePolicy();
-    keepPlace.setRetainSizeWhenHidden(true);
-    m_totalBar->setSizePolicy(keepPlace);
-    m_totalBar->hide();
-    // A busy bar draws no text of its own; its caption sits on top of it.
-    m_totalBarCaption = named(
-        new QLabel(QStringLiteral("Processing..."), m_totalBar), QStringLiteral("lbl_TotalBusy"));
-    m_totalBarCaption->setAttribute(Qt::WA_TransparentForMouseEvents);
-    auto *overlay = new QHBoxLayout(m_totalBar);
-    overlay->setContentsMargins(0, 0, 0, 0);
-    overlay->addWidget(m_totalBarCaption, 0, Qt::AlignCenter);
-    m_totalBarCaption->hide();
-    m_cmd[BtnConvert]->setMinimumHeight(44);
-    m_cmd[BtnStop]->setMinimumHeight(44);
-    m_cmd[BtnStop]->setFixedWidth(110);
-    m_cmd[BtnConvert]->setIconSize(QSize(28, 28));
-    row->addWidget(m_totalBar, 1);
-    row->addSpacing(8);
-    row->addWidget(m_cmd[BtnConvert]);
-    row->addWidget(m_cmd[BtnStop]);
-    return m_convertGroup;
+    ConversionPanel::Controls controls;
+    controls.convert = m_cmd[BtnConvert];
+    controls.stop = m_cmd[BtnStop];
+    controls.output = m_output;
+    controls.threadMode = m_threadMode;
+    controls.threadCount = m_threadCount;
+    m_convert = new ConversionPanel(*this, controls, m_identity.settingsKey);
+    return m_convert;
 }
 
 } // namespace sonivert

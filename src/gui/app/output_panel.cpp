@@ -1,0 +1,164 @@
+#include "gui/app/output_panel.h"
+
+#include "core/app/folders.h"
+#include "core/app/settings_store.h"
+#include "core/formats/output_settings.h"
+#include "gui/app/messages.h"
+#include "gui/app/open_folder.h"
+#include "gui/formats/format_preset_binder.h"
+
+#include <QComboBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace sonivert {
+
+OutputPanel::OutputPanel(const Buttons &buttons, const QString &settingsKey, QWidget *parent)
+    : QWidget(parent)
+    , m_settingsKey(settingsKey)
+{
+    auto *grid = new QGridLayout(this);
+    grid->setContentsMargins(0, 0, 0, 0);
+    grid->setHorizontalSpacing(8);
+
+    const char *const captions[] = { "Output Format :", "Format Preset :", "Output Folder :" };
+    for (int i = 0; i < 3; ++i) {
+        m_labels[size_t(i)] = new QLabel(QString::fromLatin1(captions[i]));
+        m_labels[size_t(i)]->setObjectName(QStringLiteral("lbl_OutputFileTitle_%1").arg(i));
+    }
+    m_format = new QComboBox;
+    m_format->setObjectName(QStringLiteral("Cmb_OutputFormat"));
+    m_format->setMinimumWidth(160);
+    m_preset = new QComboBox;
+    m_preset->setObjectName(QStringLiteral("Cmd_OutputPreset"));
+    m_preset->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+
+    auto *formatRow = new QHBoxLayout;
+    formatRow->addWidget(m_labels[0]);
+    formatRow->addWidget(m_format);
+    formatRow->addSpacing(12);
+    formatRow->addWidget(m_labels[1]);
+    formatRow->addWidget(m_preset, 1);
+    formatRow->addWidget(buttons.setting);
+    grid->addLayout(formatRow, 0, 0);
+
+    m_folderGroup = new QGroupBox;
+    m_folderGroup->setObjectName(QStringLiteral("GroupBox_OutputFolder"));
+    m_folderGroup->setFlat(true);
+    auto *folderRow = new QHBoxLayout(m_folderGroup);
+    folderRow->setContentsMargins(0, 0, 0, 0);
+    m_folder = new QLineEdit;
+    m_folder->setObjectName(QStringLiteral("Txt_OutputPath"));
+    buttons.browseFolder->setFixedWidth(40);
+    buttons.browseFolder->setToolTip(QStringLiteral("Choose the output folder"));
+    folderRow->addWidget(m_labels[2]);
+    folderRow->addWidget(m_folder, 1);
+    folderRow->addWidget(buttons.browseFolder);
+    folderRow->addWidget(buttons.openFolder);
+    grid->addWidget(m_folderGroup, 1, 0);
+
+    m_folderProblem = new QLabel;
+    m_folderProblem->setObjectName(QStringLiteral("lbl_OutputFolderProblem"));
+    m_folderProblem->setStyleSheet(QStringLiteral("color: #b00020;"));
+    m_folderProblem->hide();
+    connect(m_folder, &QLineEdit::textChanged, m_folderProblem, &QLabel::hide);
+    grid->addWidget(m_folderProblem, 2, 0);
+
+    connect(buttons.openFolder, &QPushButton::clicked, this, &OutputPanel::openFolderCommand);
+    connect(buttons.browseFolder, &QPushButton::clicked, this, &OutputPanel::browseFolderCommand);
+    connect(m_folder, &QLineEdit::editingFinished, this, &OutputPanel::folderEdited);
+    m_formatBinder = new FormatPresetBinder(m_format, m_preset, AppOutputSettings(), this);
+}
+
+OutputPanel::~OutputPanel()
+{
+    // A focused box reports editingFinished as it loses the focus while the base classes tear it
+    // down; that may not reach a half-destroyed panel.
+    for (QObject *child : findChildren<QObject *>())
+        disconnect(child, nullptr, this, nullptr);
+}
+
+QString OutputPanel::folder() const
+{
+    return m_folder->text();
+}
+
+void OutputPanel::setFolder(const QString &folder)
+{
+    m_folder->setText(folder);
+}
+
+bool OutputPanel::useFolder()
+{
+    QString folder = m_folder->text();
+    QString why;
+    const bool usable = CheckOutputFolder(folder, &why);
+    m_folder->setText(usable ? WithTrailingSeparator(folder) : folder);
+    if (usable)
+        return true;
+    m_folderProblem->setText(why);
+    m_folderProblem->show();
+    m_folder->selectAll();
+    m_folder->setFocus();
+    return false;
+}
+
+void OutputPanel::selectFirstFormat()
+{
+    m_formatBinder->FillFormatKeywordList();
+    m_formatBinder->SelectFormatAt(0);
+}
+
+void OutputPanel::setFormatListEnabled(bool enabled)
+{
+    m_format->setEnabled(enabled);
+}
+
+void OutputPanel::setChoicesEnabled(bool enabled)
+{
+    m_format->setEnabled(enabled);
+    m_preset->setEnabled(enabled);
+    m_folder->setEnabled(enabled);
+    for (QLabel *label : m_labels)
+        label->setEnabled(enabled);
+    if (m_formatChoicesEnabled)
+        m_formatChoicesEnabled(enabled);
+}
+
+void OutputPanel::openFolderCommand()
+{
+    const QString folder = m_folder->text();
+    if (!QFileInfo(folder.trimmed()).isDir()) {
+        ShowMessage(
+            folder + QStringLiteral("\n\nPath not found!"), MsgInformation, QString(), window());
+        m_folder->selectAll();
+        m_folder->setFocus();
+        return;
+    }
+    OpenOutputFolder(window(), folder.trimmed(), false, false);
+}
+
+void OutputPanel::browseFolderCommand()
+{
+    const QString start = m_folder->text().trimmed();
+    QString chosen
+        = QFileDialog::getExistingDirectory(window(), QStringLiteral("Output Folder"), start);
+    if (chosen.isEmpty())
+        chosen = start;
+    m_folder->setText(WithTrailingSeparator(QDir::fromNativeSeparators(chosen)));
+    RegWriteText(m_settingsKey, QStringLiteral("OutputPath"), m_folder->text());
+}
+
+void OutputPanel::folderEdited()
+{
+    m_folder->setText(WithTrailingSeparator(m_folder->text()));
+}
+
+} // namespace sonivert
