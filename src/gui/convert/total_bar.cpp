@@ -63,9 +63,12 @@ void TotalBar::tick()
 
 void TotalBar::clear()
 {
+    // A bar stopped while busy comes back empty, not with the percent it had saved.
+    m_savedTotal = 0;
+    m_stallTicks = 0;
+    setStyle(Style::Percent);
     setValue(0);
     setFormat(QString());
-    setStyle(Style::Percent);
 }
 
 void TotalBar::finish()

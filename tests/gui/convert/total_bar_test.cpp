@@ -73,6 +73,17 @@ private slots:
         QCOMPARE(bar.format(), QString());
         QVERIFY(!bar.isHidden());
 
+        // Stopped while busy: empty as well.
+        bar.taskMoved(5);
+        bar.showTotal(30);
+        bar.tick();
+        bar.tick();
+        QVERIFY(isBusy(bar));
+        bar.clear();
+        QVERIFY(!isBusy(bar));
+        QCOMPARE(bar.value(), 0);
+        QCOMPARE(bar.format(), QString());
+
         bar.finish();
         QVERIFY(bar.isHidden());
         bar.restart();
