@@ -190,7 +190,7 @@ struct PlannedFile
     QString name;
     TaskPlan plan;
     QString output; // the final name
-    QString encoderOutput; // the name the engine writes (M4A for M4B and M4R)
+    QString encoderOutput; // for the dry run: the name the engine writes (M4A for M4B and M4R)
     QJsonObject settings;
     FileState state = FileState::Planned;
     QString message;
@@ -291,22 +291,23 @@ QString stateName(FileState state)
 
 // Converts the planned files in one run and follows it to the end. Files the engine refuses or
 // that fail go into failures.
-void runConversion(
-    QList<PlannedFile> &files, const ConvertArgs &args, QList<Failure> &failures, Io &io)
+void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertArgs &args,
+    QList<Failure> &failures, Io &io)
 {
-    ConversionRun run;
-    run.Begin(files.isEmpty() ? QString() : QFileInfo(files.first().output).path());
     QList<int> fileOfRow;
     QStringList rowNames;
     for (int i = 0; i < files.size(); ++i) {
         PlannedFile &f = files[i];
-        if (!run.AddRow(int(fileOfRow.size()), f.input, f.plan).isEmpty()) {
+        f.output = run.AddRow(int(fileOfRow.size()), f.input, f.plan);
+        if (!f.output.isEmpty()) {
             fileOfRow.append(i);
             rowNames.append(f.name);
             continue;
         }
         f.state = FileState::Failed;
         f.message = run.LastErrorText();
+        // The name it would have had, for the report.
+        f.output = run.ClaimOutputNames(f.input, f.plan.extension).output;
         failures.append({ f.name, f.message });
     }
     if (fileOfRow.isEmpty())
@@ -406,9 +407,8 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
 
     QList<PlannedFile> files;
     QList<Failure> failures;
-    // Names are claimed for the whole plan up front, as the run would claim them.
-    ConversionRun namer;
-    namer.Begin(folder);
+    ConversionRun run;
+    run.Begin(folder);
     for (const QString &given : std::as_const(args.files)) {
         const QString path = QFileInfo(given).absoluteFilePath();
         ProbeResult probe = ProbeMediaFile(path);
@@ -428,16 +428,20 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
         if (args.dryRun && args.json)
             f.settings = OutputSettingsJson(settings);
         f.plan = PlanTask(probe.item, settings);
-        const ConversionRun::OutputNames names = namer.ClaimOutputNames(f.input, f.plan.extension);
-        f.output = names.output;
-        f.encoderOutput = names.encoderOutput;
+        // A dry run claims the names the run would claim; a real run claims them as it queues.
+        if (args.dryRun) {
+            const ConversionRun::OutputNames names
+                = run.ClaimOutputNames(f.input, f.plan.extension);
+            f.output = names.output;
+            f.encoderOutput = names.encoderOutput;
+        }
         files.append(f);
     }
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);
     } else {
-        runConversion(files, args, failures, io);
+        runConversion(run, files, args, failures, io);
         if (args.json) {
             QJsonArray array;
             for (const PlannedFile &f : std::as_const(files)) {

@@ -16,13 +16,9 @@ ConversionRun::ConversionRun(QObject *parent)
 {
     connect(encoder_, &Encoder::progress, this, &ConversionRun::onProgress);
     connect(encoder_, &Encoder::taskEnd, this, &ConversionRun::onTaskEnd);
-    connect(encoder_, &Encoder::logLine, this, [this](const QString &line) {
-        // "#task.level text" becomes "#row.level text".
-        const qsizetype dot = line.indexOf(QLatin1Char('.'));
-        bool ok = false;
-        const int task = line.mid(1, dot - 1).toInt(&ok);
-        const Row *r = ok ? rowOfTask(task) : nullptr;
-        emit logLine(r ? QStringLiteral("#%1").arg(r->row) + line.mid(dot) : line);
+    connect(encoder_, &Encoder::logLine, this, [this](int task, int level, const QString &line) {
+        const Row *r = rowOfTask(task);
+        emit logLine(QStringLiteral("#%1.%2 %3").arg(r ? r->row : task).arg(level).arg(line));
     });
 }
 

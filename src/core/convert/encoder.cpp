@@ -263,9 +263,8 @@ bool Encoder::startTask(int index)
     const qint64 total = task.totalUs;
     connect(job, &EncodeJob::progress, this,
         [this, index, total](qint64 position) { emit progress(index, position, total); });
-    connect(job, &EncodeJob::logLine, this, [this, index](int level, const QString &line) {
-        emit logLine(QStringLiteral("#%1.%2 %3").arg(index).arg(level).arg(line));
-    });
+    connect(job, &EncodeJob::logLine, this,
+        [this, index](int level, const QString &line) { emit logLine(index, level, line); });
     connect(job, &EncodeJob::finished, this, [this, index] { onJobFinished(index); });
     if (paused_)
         job->Pause();

@@ -97,8 +97,8 @@ signals:
     // when the queue is done. A task succeeds only
     // when its output reads back with the whole sound asked of it.
     void taskEnd(int taskIndex, EncoderTaskState state, const QString &message);
-    // "#" + task index + "." + ffmpeg's level + " " + the line.
-    void logLine(const QString &text);
+    // One line of a task's engine log with ffmpeg's level (AV_LOG_*).
+    void logLine(int taskIndex, int level, const QString &text);
 
 private:
     struct Task

@@ -55,8 +55,10 @@ struct Events
                 ends << TaskEnd { task, state == EncoderTaskState::Succeeded,
                     state == EncoderTaskState::Failed, message };
             });
-        QObject::connect(
-            &encoder, &Encoder::logLine, &encoder, [this](const QString &line) { log << line; });
+        QObject::connect(&encoder, &Encoder::logLine, &encoder,
+            [this](int task, int level, const QString &line) {
+                log << QStringLiteral("#%1.%2 %3").arg(task).arg(level).arg(line);
+            });
         QObject::connect(&encoder, &Encoder::outputFileRenamed, &encoder,
             [this](int task, const QString &path) { renamed << qMakePair(task, path); });
     }
