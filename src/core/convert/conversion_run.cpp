@@ -37,6 +37,11 @@ void ConversionRun::SetFfmpegProgram(const QString &program)
     encoder_->SetFfmpegProgram(program);
 }
 
+void ConversionRun::SetEngineChoice(EngineChoice choice)
+{
+    encoder_->SetEngineChoice(choice);
+}
+
 void ConversionRun::Begin(const QString &folder)
 {
     Abandon();
@@ -76,6 +81,7 @@ QString ConversionRun::AddRow(int row, const QString &input, const TaskPlan &pla
         encoder_->RemoveInputFile(task);
         return refuse();
     }
+    encoder_->SetTaskPlan(task, plan.encoding);
     Row r;
     r.row = row;
     r.task = task;
@@ -165,6 +171,12 @@ QString ConversionRun::TaskDetails(int row) const
         return QString();
     return CommandLineText(info.commandLine) + QStringLiteral("\n\n")
         + info.stderrTail.join(QLatin1Char('\n'));
+}
+
+QString ConversionRun::TaskEngine(int row) const
+{
+    const Row *r = find(row);
+    return r ? encoder_->TaskInfo(r->task).engine : QString();
 }
 
 int ConversionRun::ElapsedSeconds() const

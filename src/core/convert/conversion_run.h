@@ -50,6 +50,8 @@ public:
     // The engine's jobs: the ffmpeg program's unless set.
     void SetJobFactory(EncodeJobFactory factory);
     void SetFfmpegProgram(const QString &program);
+    // Without a factory set: the engine of every task (Auto: the worker where it can).
+    void SetEngineChoice(EngineChoice choice);
 
     // Forgets the last run and begins planning one that writes into folder.
     void Begin(const QString &folder);
@@ -84,6 +86,8 @@ public:
     QString FinalOutput(int row) const;
     // The command that ran for the row and the engine's last lines, for the failure report.
     QString TaskDetails(int row) const;
+    // The engine that ran the row ("ffmpeg", "worker"); "" while it has not started.
+    QString TaskEngine(int row) const;
     const QList<RunFailure> &Failures() const { return failures_; }
     RunStopReason StopReason() const { return stopReason_; }
     // Rows weigh by the sound they are expected to give; the percent never goes back.

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "core/convert/run_progress.h"
+#include "core/convert/task_plan.h"
 #include "core/media/source_facts.h"
 
 #include <QObject>
 #include <QStringList>
 #include <functional>
+#include <optional>
 
 namespace sonivert {
 
@@ -19,7 +21,14 @@ struct EncodeTask
     QString outputOptions;
     TaskCut cut;
     SourceFacts facts; // what the input holds, as its probe read it
+    // The option string as values, when the task was planned from settings; an engine that
+    // converts in process needs it, the ffmpeg program reads the option texts.
+    std::optional<EncodePlan> plan = std::nullopt;
 };
+
+// The engines a task can run on.
+inline const QString FfmpegEngineName = QStringLiteral("ffmpeg");
+inline const QString WorkerEngineName = QStringLiteral("worker");
 
 enum class JobOutcome {
     Succeeded, // the temporary output holds the whole result
@@ -31,7 +40,10 @@ struct EncodeJobResult
 {
     JobOutcome outcome = JobOutcome::Failed;
     QString message; // for the person, when it failed
-    QStringList commandLine; // what ran, for the report: a program and its arguments
+    QString engine; // FfmpegEngineName or WorkerEngineName
+    // What ran, for the report: a program and its arguments. For an engine that runs no
+    // program, the ffmpeg command that does the same.
+    QStringList commandLine;
     QStringList logTail; // the engine's last lines
     int exitCode = -1;
 };

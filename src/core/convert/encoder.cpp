@@ -4,6 +4,7 @@
 #include "core/convert/ffmpeg_encode_job.h"
 #include "core/convert/ffmpeg_program.h"
 #include "core/convert/output_naming.h"
+#include "core/convert/worker_encode_job.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -101,6 +102,12 @@ int Encoder::AddOutputFile(
     task.cut = cut;
     task.totalUs = ExpectedOutputLength(task.facts.durationUs, cut);
     return 0;
+}
+
+void Encoder::SetTaskPlan(int taskIndex, const EncodePlan &plan)
+{
+    if (taskIndex >= 0 && taskIndex < TaskCount())
+        tasks_[size_t(taskIndex)].plan = plan;
 }
 
 void Encoder::RemoveInputFile(int taskIndex)
@@ -256,10 +263,12 @@ bool Encoder::startTask(int index)
     task.info.state = EncoderTaskState::Running;
     task.temporaryOutput = TemporaryOutputName(task.info.output);
     const EncodeTask spec { task.info.input, task.info.output, task.temporaryOutput,
-        task.info.inputOptions, task.info.outputOptions, task.cut, task.facts };
-    EncodeJob *job = factory_ ? factory_(spec, this) : FfmpegJobFactory(program_)(spec, this);
+        task.info.inputOptions, task.info.outputOptions, task.cut, task.facts, task.plan };
+    EncodeJob *job
+        = factory_ ? factory_(spec, this) : EngineJobFactory(engineChoice_, program_)(spec, this);
     task.job = job;
     task.info.commandLine = job->Result().commandLine;
+    task.info.engine = job->Result().engine;
     const qint64 total = task.totalUs;
     connect(job, &EncodeJob::progress, this,
         [this, index, total](qint64 position) { emit progress(index, position, total); });
@@ -282,6 +291,8 @@ void Encoder::onJobFinished(int index)
     task.info.stderrTail = result.logTail;
     if (!result.commandLine.isEmpty())
         task.info.commandLine = result.commandLine;
+    if (!result.engine.isEmpty())
+        task.info.engine = result.engine;
     job->deleteLater();
 
     if (result.outcome == JobOutcome::Succeeded) {

@@ -2,6 +2,7 @@
 
 #include "core/convert/encode_job.h"
 #include "core/convert/run_progress.h"
+#include "core/convert/worker_encode_job.h"
 
 #include <QObject>
 #include <QPointer>
@@ -28,6 +29,7 @@ struct EncoderTaskInfo
     QString finalOutput; // where the file ended up once the task succeeded
     EncoderTaskState state = EncoderTaskState::Queued;
     QString message;
+    QString engine; // the engine that ran the task ("ffmpeg", "worker"); "" before it started
     QStringList commandLine; // the program followed by its arguments, exactly as run
     QStringList stderrTail; // the engine's last log lines
     int exitCode = -1;
@@ -38,10 +40,10 @@ struct EncoderTaskInfo
 qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut);
 
 // The task queue: each task converts one input into one output with a job of the engine (the
-// ffmpeg program unless another factory is set), up to the thread count at once. Events arrive on
-// the thread that owns the encoder. An output is written under a hidden temporary name and moved
-// into place, never over an existing file, only when its task succeeded; anything else leaves no
-// file behind.
+// automatic choice between sonivert-worker and the ffmpeg program unless another factory is set),
+// up to the thread count at once. Events arrive on the thread that owns the encoder. An output is
+// written under a hidden temporary name and moved into place, never over an existing file, only
+// when its task succeeded; anything else leaves no file behind.
 class Encoder : public QObject
 {
     Q_OBJECT
@@ -57,6 +59,8 @@ public:
     QString FfmpegProgram() const { return program_; }
     // Another engine: its jobs convert every task queued from now on, and no program is needed.
     void SetJobFactory(EncodeJobFactory factory) { factory_ = std::move(factory); }
+    // Without a factory: which engine runs the tasks (Auto unless set).
+    void SetEngineChoice(EngineChoice choice) { engineChoice_ = choice; }
 
     // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
     // install a missing ffmpeg). Fails only for an input that cannot be read at all. The facts
@@ -67,6 +71,8 @@ public:
     // 0, or -1 with the reason in LastErrorText. The cut is the part of the input to convert.
     int AddOutputFile(
         int taskIndex, const QString &output, const QString &outputOptions, const TaskCut &cut);
+    // The option string of a task as values, for an engine that converts in process.
+    void SetTaskPlan(int taskIndex, const EncodePlan &plan);
     // Drops a task that has not started; later tasks move up by one.
     void RemoveInputFile(int taskIndex);
     // Ends whatever runs (without events) and empties the queue.
@@ -107,6 +113,7 @@ private:
         SourceFacts facts;
         QString temporaryOutput;
         TaskCut cut;
+        std::optional<EncodePlan> plan;
         qint64 totalUs = 0;
         QPointer<EncodeJob> job;
     };
@@ -123,6 +130,7 @@ private:
 
     QString program_;
     EncodeJobFactory factory_;
+    EngineChoice engineChoice_ = EngineChoice::Auto;
     QString lastError_;
     std::vector<Task> tasks_;
     int threadCount_ = 1;

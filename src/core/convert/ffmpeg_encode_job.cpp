@@ -6,6 +6,7 @@
 #include "core/convert/ffmpeg_program.h"
 #include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
+#include "core/convert/output_read_back.h"
 
 #include <QFileInfo>
 #include <QPromise>
@@ -67,6 +68,7 @@ FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task,
 {
     const QStringList arguments = BuildFfmpegArguments(task.input, task.inputOptions,
         task.temporaryOutput, task.outputOptions, task.cut, task.facts.tags);
+    result_.engine = FfmpegEngineName;
     result_.commandLine = QStringList(program) + arguments;
     process_ = new FfmpegJob(program, arguments, this);
     connect(process_, &FfmpegJob::progress, this, &EncodeJob::progress);
@@ -127,22 +129,9 @@ void FfmpegEncodeJob::onProcessFinished()
         Finish(JobOutcome::Failed, failureMessage());
         return;
     }
-    auto promise = std::make_shared<QPromise<OutputVerdict>>();
-    check_ = new QFutureWatcher<OutputVerdict>(this);
+    check_ = ReadBackLater(task_, this);
     connect(
         check_, &QFutureWatcherBase::finished, this, [this] { onOutputChecked(check_->result()); });
-    check_->setFuture(promise->future());
-    promise->start();
-    const ExpectedSound expected {
-        !SplitOptionWords(task_.outputOptions).contains(QStringLiteral("-an")),
-        task_.facts.audioDurationUs > 0 ? task_.facts.audioDurationUs : task_.facts.durationUs,
-        task_.cut
-    };
-    QThreadPool::globalInstance()->start(
-        [promise, output = task_.temporaryOutput, input = task_.input, expected] {
-            promise->addResult(CheckOutput(output, input, expected));
-            promise->finish();
-        });
 }
 
 void FfmpegEncodeJob::onOutputChecked(const OutputVerdict &verdict)

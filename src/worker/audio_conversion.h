@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace sonivert::worker {
+
+// One conversion as the task message gives it: the values of the plan's option string.
+struct ConversionSpec
+{
+    std::string input;
+    std::string output; // written as is; the muxer follows its extension as ffmpeg's does
+    std::string encoder; // "" for the muxer's default audio encoder
+    int channels = 2;
+    int sampleRate = 44100;
+    int64_t bitRate = 64000; // bits per second
+    int64_t startUs = 0; // the cut, counted from the file's start, applied after decoding
+    int64_t lengthUs = -1; // -1: to the end of the sound
+    std::vector<std::pair<std::string, std::string>> tags; // container tags, in order
+};
+
+// Where a conversion reports. Log lines carry ffmpeg's levels (AV_LOG_*) and, for the lines
+// the worker writes itself, ffmpeg's own wording, so that a failure reads the same.
+class ConversionReporter
+{
+public:
+    virtual ~ConversionReporter() = default;
+    virtual void Progress(int64_t outTimeUs) = 0;
+    virtual void Log(int level, const std::string &line) = 0;
+};
+
+// Converts the spec's input into its output: demux, decode the audio stream ffmpeg would pick,
+// resample and remix, cut, buffer to the encoder's frame size, encode and mux. True when the
+// output was written whole; false after an error line was logged.
+bool ConvertAudio(const ConversionSpec &spec, ConversionReporter &reporter);
+
+// The sample format ffmpeg's format negotiation gives an encoder that takes formats, for a source
+// of format source (both AVSampleFormat values; formats ends with -1).
+int NegotiatedSampleFormat(int source, const int *formats);
+
+} // namespace sonivert::worker

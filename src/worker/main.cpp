@@ -1,0 +1,149 @@
+// sonivert-worker: converts tasks in process, one after another, for as long as it lives. It
+// reads framed task messages on its standard input and answers on its standard output (see
+// core/convert/worker_protocol.h); libav's own log lines travel as Log messages of the task.
+// It ends on Quit, at the end of its input, or when its input loses its framing.
+
+#include "core/convert/worker_protocol.h"
+#include "worker/audio_conversion.h"
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace {
+
+using sonivert::worker::Message;
+using sonivert::worker::MessageType;
+
+bool writeAll(const std::string &bytes)
+{
+    size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = ::write(STDOUT_FILENO, bytes.data() + done, bytes.size() - done);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+void send(const Message &message)
+{
+    static std::mutex lock; // libav may log from its own threads
+    const std::lock_guard<std::mutex> guard(lock);
+    if (!writeAll(sonivert::worker::EncodeFrame(message)))
+        ::_exit(3); // nobody listens any more
+}
+
+int64_t currentTask = 0;
+
+class TaskReporter : public sonivert::worker::ConversionReporter
+{
+public:
+    explicit TaskReporter(int64_t id)
+        : id_(id)
+    {
+    }
+    void Progress(int64_t outTimeUs) override
+    {
+        send(Message { MessageType::Progress, {} }.Add("id", id_).Add("out_us", outTimeUs));
+    }
+    void Log(int level, const std::string &line) override
+    {
+        send(Message { MessageType::Log, {} }
+                 .Add("id", id_)
+                 .Add("level", static_cast<int64_t>(level))
+                 .Add("line", line));
+    }
+
+private:
+    int64_t id_;
+};
+
+// libav's lines, with their "[component @ 0x...] " prefix as ffmpeg prints them; warnings and
+// worse only, as the rest is noise to a person reading a failure.
+void logCallback(void *component, int level, const char *format, va_list args)
+{
+    if (level > AV_LOG_WARNING)
+        return;
+    static thread_local std::string pending;
+    static thread_local int printPrefix = 1;
+    char line[2048];
+    av_log_format_line2(component, level, format, args, line, sizeof line, &printPrefix);
+    pending += line;
+    size_t end;
+    while ((end = pending.find('\n')) != std::string::npos) {
+        std::string text = pending.substr(0, end);
+        pending.erase(0, end + 1);
+        if (!text.empty())
+            TaskReporter(currentTask).Log(level, text);
+    }
+}
+
+sonivert::worker::ConversionSpec specOf(const Message &task)
+{
+    sonivert::worker::ConversionSpec spec;
+    spec.input = task.Text("input");
+    spec.output = task.Text("output");
+    spec.encoder = task.Text("encoder");
+    spec.channels = static_cast<int>(task.Number("channels", 0));
+    spec.sampleRate = static_cast<int>(task.Number("rate", 0));
+    spec.bitRate = task.Number("bitrate", 64000);
+    spec.startUs = task.Number("start_us", 0);
+    spec.lengthUs = task.Number("length_us", -1);
+    for (const std::string &tag : task.All("tag")) {
+        const size_t equals = tag.find('=');
+        if (equals != std::string::npos && equals > 0)
+            spec.tags.emplace_back(tag.substr(0, equals), tag.substr(equals + 1));
+    }
+    return spec;
+}
+
+} // namespace
+
+int main()
+{
+    // The worker dies with the program that started it.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    std::signal(SIGPIPE, SIG_IGN);
+    av_log_set_callback(logCallback);
+
+    send(Message { MessageType::Ready, {} }.Add(
+        "version", static_cast<int64_t>(sonivert::worker::ProtocolVersion)));
+
+    sonivert::worker::FrameReader reader;
+    char buffer[65536];
+    for (;;) {
+        while (std::optional<Message> message = reader.Next()) {
+            if (message->type == MessageType::Quit)
+                return 0;
+            if (message->type != MessageType::Task)
+                continue;
+            currentTask = message->Number("id", 0);
+            TaskReporter reporter(currentTask);
+            const bool ok = sonivert::worker::ConvertAudio(specOf(*message), reporter);
+            send(Message { MessageType::End, {} }.Add("id", currentTask).Add("ok", ok ? 1 : 0));
+        }
+        if (reader.Failed()) {
+            std::fprintf(stderr, "sonivert-worker: %s\n", reader.Error().c_str());
+            return 2;
+        }
+        const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return 0;
+        reader.Append(buffer, static_cast<size_t>(n));
+    }
+}

@@ -1,0 +1,384 @@
+// The worker engine against the ffmpeg program, per output family: the same codec, rate,
+// channels and tags, the same decoded sample count and, for every encoder here (all of them are
+// deterministic), the same decoded PCM. Broken inputs fail with the same message.
+#include "core/convert/ffmpeg_encode_job.h"
+#include "core/convert/ffmpeg_program.h"
+#include "core/convert/option_builder.h"
+#include "core/convert/output_naming.h"
+#include "core/convert/worker_encode_job.h"
+#include "core/convert/worker_pool.h"
+#include "core/media/source_facts.h"
+#include "support/media_maker.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+}
+
+using namespace sonivert;
+using sonivert::test::ClipOptions;
+using sonivert::test::MakeClip;
+using sonivert::test::RunFfmpeg;
+
+namespace {
+
+struct Decoded
+{
+    bool ok = false;
+    QString codec;
+    int rate = 0;
+    int channels = 0;
+    QStringList tags; // "format:key=value" and "stream:key=value"
+    qint64 samples = 0;
+    QByteArray pcmHash;
+};
+
+QStringList tagsOf(const AVDictionary *dictionary, const QString &scope)
+{
+    QStringList tags;
+    const AVDictionaryEntry *entry = nullptr;
+    while ((entry = av_dict_get(dictionary, "", entry, AV_DICT_IGNORE_SUFFIX)))
+        tags << scope + QLatin1Char(':') + QString::fromUtf8(entry->key) + QLatin1Char('=')
+                + QString::fromUtf8(entry->value);
+    return tags;
+}
+
+// Decodes the first audio stream of path with libav, as a player would.
+Decoded decode(const QString &path)
+{
+    Decoded d;
+    AVFormatContext *format = nullptr;
+    if (avformat_open_input(&format, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
+        return d;
+    std::unique_ptr<AVFormatContext, void (*)(AVFormatContext *)> closer(
+        format, [](AVFormatContext *f) { avformat_close_input(&f); });
+    if (avformat_find_stream_info(format, nullptr) < 0)
+        return d;
+    const int index = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    if (index < 0)
+        return d;
+    const AVStream *stream = format->streams[index];
+    const AVCodec *codec = avcodec_find_decoder(stream->codecpar->codec_id);
+    AVCodecContext *context = avcodec_alloc_context3(codec);
+    std::unique_ptr<AVCodecContext, void (*)(AVCodecContext *)> freeContext(
+        context, [](AVCodecContext *c) { avcodec_free_context(&c); });
+    avcodec_parameters_to_context(context, stream->codecpar);
+    if (avcodec_open2(context, codec, nullptr) < 0)
+        return d;
+    d.codec = QString::fromUtf8(codec->name);
+    d.rate = stream->codecpar->sample_rate;
+    d.channels = stream->codecpar->ch_layout.nb_channels;
+    d.tags = tagsOf(format->metadata, QStringLiteral("format"))
+        + tagsOf(stream->metadata, QStringLiteral("stream"));
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    AVPacket *packet = av_packet_alloc();
+    AVFrame *frame = av_frame_alloc();
+    const auto drain = [&] {
+        while (avcodec_receive_frame(context, frame) >= 0) {
+            d.samples += frame->nb_samples;
+            const int bytes = av_get_bytes_per_sample(AVSampleFormat(frame->format));
+            const bool planar = av_sample_fmt_is_planar(AVSampleFormat(frame->format));
+            const int planes = planar ? frame->ch_layout.nb_channels : 1;
+            const int size
+                = bytes * frame->nb_samples * (planar ? 1 : frame->ch_layout.nb_channels);
+            for (int p = 0; p < planes; ++p)
+                hash.addData(QByteArrayView(frame->extended_data[p], size));
+        }
+    };
+    while (av_read_frame(format, packet) >= 0) {
+        if (packet->stream_index == index && avcodec_send_packet(context, packet) >= 0)
+            drain();
+        av_packet_unref(packet);
+    }
+    avcodec_send_packet(context, nullptr);
+    drain();
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    d.pcmHash = hash.result();
+    d.ok = true;
+    return d;
+}
+
+ClipOptions soundClip(double seconds, bool video, int rate, const QString &layout,
+    const QStringList &extra = {}, bool audio = true)
+{
+    ClipOptions o;
+    o.seconds = seconds;
+    o.video = video;
+    o.audio = audio;
+    o.width = 160;
+    o.height = 120;
+    o.sampleRate = rate;
+    o.channelLayout = layout;
+    o.extraOutputArgs = extra;
+    return o;
+}
+
+EncodePlan audioPlan(const QString &encoder, int channels, int rate, int kbps)
+{
+    EncodePlan plan;
+    plan.audio = true;
+    plan.channels = channels;
+    plan.sampleRate = QString::number(rate);
+    plan.audioBitrateKbps = kbps;
+    plan.audioEncoder = encoder;
+    plan.video = false;
+    return plan;
+}
+
+struct Ran
+{
+    JobOutcome outcome = JobOutcome::Failed;
+    QString message;
+    QString output;
+};
+
+} // namespace
+
+class WorkerEquivalenceTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir dir_;
+    QString ffmpeg_;
+    WorkerPool pool_;
+    QString clip_, surround_, mono8k_, oggTags_, truncated_, silent_;
+
+    QString path(const QString &name) const { return dir_.filePath(name); }
+
+    Ran run(bool worker, const QString &input, const QString &extension, const EncodePlan &plan,
+        const TaskCut &cut = {})
+    {
+        static int count = 0;
+        const QString output = path(QStringLiteral("out%1.%2").arg(++count).arg(extension));
+        EncodeTask task;
+        task.input = input;
+        task.output = output;
+        task.temporaryOutput = TemporaryOutputName(output);
+        task.outputOptions = OptionString(plan);
+        task.cut = cut;
+        task.facts = ReadSourceFacts(input);
+        task.plan = plan;
+        std::unique_ptr<EncodeJob> job(worker
+                ? static_cast<EncodeJob *>(new WorkerEncodeJob(&pool_, ffmpeg_, task))
+                : new FfmpegEncodeJob(ffmpeg_, task));
+        QSignalSpy finished(job.get(), &EncodeJob::finished);
+        job->Start();
+        if (!finished.wait(60000))
+            return {};
+        Ran ran { job->Result().outcome, job->Result().message, task.temporaryOutput };
+        if (ran.outcome != JobOutcome::Succeeded)
+            QFile::remove(task.temporaryOutput);
+        return ran;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        av_log_set_level(AV_LOG_QUIET); // reading back damaged files is expected to complain
+        QVERIFY(dir_.isValid());
+        ffmpeg_ = FindFfmpegProgram();
+        QVERIFY(!ffmpeg_.isEmpty());
+        pool_.SetProgram(QStringLiteral(SONIVERT_BIN_DIR "/sonivert-worker"));
+        clip_ = path(QStringLiteral("clip.mp4"));
+        QVERIFY(MakeClip(clip_,
+            soundClip(2.0, true, 48000, QStringLiteral("stereo"),
+                { QStringLiteral("-metadata"), QStringLiteral("title=Song \"One\""),
+                    QStringLiteral("-metadata"), QStringLiteral("artist=Ärtist") })));
+        surround_ = path(QStringLiteral("surround.mka"));
+        QVERIFY(MakeClip(surround_, soundClip(2.0, false, 48000, QStringLiteral("5.1"))));
+        mono8k_ = path(QStringLiteral("mono8k.wav"));
+        QVERIFY(MakeClip(mono8k_, soundClip(1.5, false, 8000, QStringLiteral("mono"))));
+        oggTags_ = path(QStringLiteral("tags.ogg"));
+        QVERIFY(MakeClip(oggTags_,
+            soundClip(1.7, false, 22050, QStringLiteral("stereo"),
+                { QStringLiteral("-metadata:s:a"), QStringLiteral("title=Stream Title"),
+                    QStringLiteral("-metadata:s:a"), QStringLiteral("album=Stream Album") })));
+        truncated_ = path(QStringLiteral("truncated.mp4"));
+        QFile whole(clip_);
+        QVERIFY(whole.open(QIODevice::ReadOnly));
+        QFile cut(truncated_);
+        QVERIFY(cut.open(QIODevice::WriteOnly));
+        cut.write(whole.read(whole.size() / 3));
+        silent_ = path(QStringLiteral("silent.mp4"));
+        QVERIFY(
+            MakeClip(silent_, soundClip(1.0, true, 44100, QStringLiteral("stereo"), {}, false)));
+    }
+
+    void sameResultAsFfmpeg_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("extension");
+        QTest::addColumn<QString>("encoder");
+        QTest::addColumn<int>("channels");
+        QTest::addColumn<int>("rate");
+        QTest::addColumn<int>("kbps");
+        QTest::addColumn<qint64>("startUs");
+        QTest::addColumn<qint64>("lengthUs");
+
+        QTest::newRow("mp3") << "clip"
+                             << "mp3"
+                             << "libmp3lame" << 2 << 44100 << 192 << 0ll << -1ll;
+        QTest::newRow("mp3 voice") << "clip"
+                                   << "mp3"
+                                   << "libmp3lame" << 1 << 22050 << 64 << 0ll << -1ll;
+        QTest::newRow("m4a") << "clip"
+                             << "m4a"
+                             << "aac" << 2 << 44100 << 192 << 0ll << -1ll;
+        QTest::newRow("m4a libfaac") << "clip"
+                                     << "m4a"
+                                     << "libfaac" << 2 << 48000 << 256 << 0ll << -1ll;
+        QTest::newRow("ogg") << "clip"
+                             << "ogg"
+                             << "libvorbis" << 2 << 44100 << 192 << 0ll << -1ll;
+        QTest::newRow("opus") << "clip"
+                              << "opus"
+                              << "libopus" << 2 << 48000 << 128 << 0ll << -1ll;
+        QTest::newRow("flac") << "clip"
+                              << "flac"
+                              << "flac" << 2 << 44100 << 768 << 0ll << -1ll;
+        QTest::newRow("wav") << "clip"
+                             << "wav"
+                             << "pcm_s16le" << 2 << 44100 << 1408 << 0ll << -1ll;
+        QTest::newRow("aiff") << "clip"
+                              << "aiff"
+                              << "pcm_s16be" << 2 << 44100 << 1408 << 0ll << -1ll;
+        QTest::newRow("ac3") << "clip"
+                             << "ac3"
+                             << "ac3" << 2 << 48000 << 192 << 0ll << -1ll;
+        QTest::newRow("mp2") << "clip"
+                             << "mp2"
+                             << "mp2" << 2 << 44100 << 192 << 0ll << -1ll;
+        QTest::newRow("wma") << "clip"
+                             << "wma"
+                             << "wmav2" << 2 << 44100 << 128 << 0ll << -1ll;
+        QTest::newRow("muxer default") << "clip"
+                                       << "wma"
+                                       << "" << 2 << 44100 << 128 << 0ll << -1ll;
+        QTest::newRow("5.1 to flac 5.1") << "surround"
+                                         << "flac"
+                                         << "flac" << 6 << 48000 << 768 << 0ll << -1ll;
+        QTest::newRow("5.1 to mp3 stereo") << "surround"
+                                           << "mp3"
+                                           << "libmp3lame" << 2 << 44100 << 192 << 0ll << -1ll;
+        QTest::newRow("8 kHz mono up") << "mono8k"
+                                       << "m4a"
+                                       << "aac" << 2 << 44100 << 96 << 0ll << -1ll;
+        QTest::newRow("ogg stream tags") << "oggTags"
+                                         << "mp3"
+                                         << "libmp3lame" << 2 << 44100 << 128 << 0ll << -1ll;
+        QTest::newRow("trim mp3") << "clip"
+                                  << "mp3"
+                                  << "libmp3lame" << 2 << 44100 << 192 << 500000ll << 1250000ll;
+        QTest::newRow("trim wav odd") << "clip"
+                                      << "wav"
+                                      << "pcm_s16le" << 2 << 44100 << 1408 << 333333ll << 777777ll;
+        QTest::newRow("trim flac to end") << "clip"
+                                          << "flac"
+                                          << "flac" << 2 << 48000 << 768 << 1000000ll << -1ll;
+    }
+
+    void sameResultAsFfmpeg()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, extension);
+        QFETCH(QString, encoder);
+        QFETCH(int, channels);
+        QFETCH(int, rate);
+        QFETCH(int, kbps);
+        QFETCH(qint64, startUs);
+        QFETCH(qint64, lengthUs);
+        const QString input = source == QLatin1String("clip") ? clip_
+            : source == QLatin1String("surround")             ? surround_
+            : source == QLatin1String("mono8k")               ? mono8k_
+                                                              : oggTags_;
+        const EncodePlan plan = audioPlan(encoder, channels, rate, kbps);
+        QCOMPARE(WorkerRefusal(plan, QStringLiteral("x.") + extension), QString());
+        const TaskCut cut { startUs, lengthUs };
+        const Ran byFfmpeg = run(false, input, extension, plan, cut);
+        const Ran byWorker = run(true, input, extension, plan, cut);
+        QCOMPARE(byFfmpeg.message, QString());
+        QCOMPARE(int(byFfmpeg.outcome), int(JobOutcome::Succeeded));
+        QCOMPARE(byWorker.message, QString());
+        QCOMPARE(int(byWorker.outcome), int(JobOutcome::Succeeded));
+
+        const Decoded f = decode(byFfmpeg.output);
+        const Decoded w = decode(byWorker.output);
+        QVERIFY(f.ok && w.ok);
+        QCOMPARE(w.codec, f.codec);
+        QCOMPARE(w.rate, f.rate);
+        QCOMPARE(w.channels, f.channels);
+        QCOMPARE(w.tags, f.tags);
+        QCOMPARE(w.samples, f.samples);
+        QVERIFY(w.samples > 0);
+        QCOMPARE(w.pcmHash.toHex(), f.pcmHash.toHex());
+        if (source == QLatin1String("clip") && extension == QLatin1String("mp3"))
+            QVERIFY(w.tags.contains(QStringLiteral("format:title=Song \"One\"")));
+        if (source == QLatin1String("oggTags"))
+            QVERIFY(w.tags.contains(QStringLiteral("format:album=Stream Album")));
+    }
+
+    void brokenInputsFailWithTheSameMessage_data()
+    {
+        QTest::addColumn<QString>("input");
+        QTest::addColumn<QString>("extension");
+        QTest::addColumn<QString>("encoder");
+        QTest::addColumn<int>("rate");
+        QTest::newRow("missing") << QStringLiteral("missing.mp4") << "mp3"
+                                 << "libmp3lame" << 44100;
+        QTest::newRow("truncated") << QStringLiteral("truncated.mp4") << "mp3"
+                                   << "libmp3lame" << 44100;
+        QTest::newRow("no sound") << QStringLiteral("silent.mp4") << "mp3"
+                                  << "libmp3lame" << 44100;
+        QTest::newRow("rate refused") << QStringLiteral("clip.mp4") << "opus"
+                                      << "libopus" << 44100;
+    }
+
+    void brokenInputsFailWithTheSameMessage()
+    {
+        QFETCH(QString, input);
+        QFETCH(QString, extension);
+        QFETCH(QString, encoder);
+        QFETCH(int, rate);
+        const EncodePlan plan = audioPlan(encoder, 2, rate, 128);
+        const Ran byFfmpeg = run(false, path(input), extension, plan);
+        const Ran byWorker = run(true, path(input), extension, plan);
+        QCOMPARE(int(byFfmpeg.outcome), int(JobOutcome::Failed));
+        QCOMPARE(int(byWorker.outcome), int(JobOutcome::Failed));
+        QVERIFY(!byFfmpeg.message.isEmpty());
+        QCOMPARE(byWorker.message, byFfmpeg.message);
+        QVERIFY(!QFile::exists(byWorker.output));
+    }
+
+    void theWorkerRefusesWhatItDoesNotRun()
+    {
+        EncodePlan video = audioPlan(QStringLiteral("aac"), 2, 44100, 128);
+        video.video = true;
+        QVERIFY(!WorkerRefusal(video, QStringLiteral("x.mp4")).isEmpty());
+        EncodePlan noSound = audioPlan(QString(), 2, 44100, 128);
+        noSound.audio = false;
+        QVERIFY(!WorkerRefusal(noSound, QStringLiteral("x.mp3")).isEmpty());
+        QVERIFY(!WorkerRefusal(
+            audioPlan(QStringLiteral("libmp3lame"), 0, 44100, 128), QStringLiteral("x.mp3"))
+                     .isEmpty());
+        QVERIFY(!WorkerRefusal(
+            audioPlan(QStringLiteral("libmp3lame"), 2, 0, 128), QStringLiteral("x.mp3"))
+                     .isEmpty());
+        QVERIFY(!WorkerRefusal(
+            audioPlan(QStringLiteral("libopencore_amrnb"), 1, 8000, 12), QStringLiteral("x.amr"))
+                     .isEmpty());
+        QVERIFY(!WorkerRefusal(audioPlan(QStringLiteral("libmp3lame"), 2, 44100, 128),
+            QStringLiteral("x.unknownextension"))
+                     .isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(WorkerEquivalenceTest)
+#include "worker_equivalence_test.moc"
