@@ -11,6 +11,8 @@
 #include "core/convert/option_tokens.h"
 #include "core/convert/output_naming.h"
 #include "core/convert/run_progress.h"
+#include "core/convert/worker_encode_job.h"
+#include "core/convert/worker_pool.h"
 #include "core/media/probe.h"
 #include "core/media/time_text.h"
 
@@ -35,7 +37,7 @@ namespace {
 
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
-    "[-o DIR] [--threads N] [--dry-run] [--json] FILE...");
+    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--dry-run] [--json] FILE...");
 
 void printHelp(QTextStream &out)
 {
@@ -47,10 +49,14 @@ void printHelp(QTextStream &out)
            "START\n                    is the beginning, an empty END the end of the file\n"
            "  -o, --output DIR  the output folder (default: the one the main window remembers)\n"
            "  --threads N       files converted at once (default 0: one per processor core)\n"
+           "  --engine E        auto (default): sonivert-worker for the audio plans it runs, the\n"
+           "                    ffmpeg program for the rest; ffmpeg; or worker (a plan it cannot\n"
+           "                    run is a usage error)\n"
            "  --dry-run         print what would be run, convert nothing\n"
            "  --json            with --dry-run: [{\"file\", \"seek\", \"options\", \"output\", "
-           "\"argv\",\n                    \"settings\"}]; otherwise [{\"file\", \"output\", "
-           "\"state\", \"message\"}]\n\n"
+           "\"argv\",\n                    \"settings\", \"engine\"}]; otherwise [{\"file\", "
+           "\"output\", "
+           "\"state\", \"message\",\n                    \"engine\"}]\n\n"
            "An existing file is never overwritten: the output takes a name with \"_(new)\".\n"
            "Ctrl+C stops the run and removes what was not finished.\n"
            "Exit status: 0 all converted, 1 some failed or the run was stopped, 2 usage error,\n"
@@ -65,6 +71,7 @@ struct ConvertArgs
     qint64 trimEndUs = -1; // -1: the end of each file
     QString outputFolder;
     int threads = 0;
+    EngineChoice engine = EngineChoice::Auto;
     bool dryRun = false;
     bool json = false;
     QStringList files;
@@ -170,6 +177,13 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
                 return ParseResult::Usage;
             }
             parsed.threads = threads;
+        } else if (matches(arg, QStringLiteral("--engine"))) {
+            if (!takeValue(args, i, QStringLiteral("--engine"), value)
+                || !ParseEngineChoice(value.trimmed(), &parsed.engine)) {
+                error = QStringLiteral("--engine takes auto, ffmpeg or worker, not \"") + value
+                    + QLatin1Char('"');
+                return ParseResult::Usage;
+            }
         } else {
             error = QStringLiteral("unknown option '") + arg + QLatin1Char('\'');
             return ParseResult::Usage;
@@ -194,6 +208,7 @@ struct PlannedFile
     QJsonObject settings;
     FileState state = FileState::Planned;
     QString message;
+    QString engine; // the engine that ran it, or would run it in a dry run
 };
 
 struct Failure
@@ -250,6 +265,24 @@ void printReport(const QList<Failure> &failures, QTextStream &err)
     err.flush();
 }
 
+// A name of the kind the engine writes for a plan: M4B and M4R are encoded as M4A.
+QString engineOutputName(const TaskPlan &plan)
+{
+    const QString extension = plan.extension.toLower();
+    const bool m4a = extension == QLatin1String("m4b") || extension == QLatin1String("m4r");
+    return QStringLiteral("output.") + (m4a ? QStringLiteral("m4a") : extension);
+}
+
+// The engine a planned file goes to.
+QString plannedEngine(const PlannedFile &f, EngineChoice choice)
+{
+    EncodeTask task;
+    task.input = f.input;
+    task.output = engineOutputName(f.plan);
+    task.plan = f.plan.encoding;
+    return EngineFor(choice, task, WorkerPool::Instance()->Program());
+}
+
 void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
 {
     const QString program = FindFfmpegProgram();
@@ -264,7 +297,8 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
                 { QStringLiteral("options"), f.plan.outputOptions },
                 { QStringLiteral("output"), f.output },
                 { QStringLiteral("argv"), QJsonArray::fromStringList(argv) },
-                { QStringLiteral("settings"), f.settings } });
+                { QStringLiteral("settings"), f.settings },
+                { QStringLiteral("engine"), f.engine } });
         } else {
             out << f.input << "\n  -> " << f.output << "\n  " << CommandLineText(argv) << "\n";
         }
@@ -327,6 +361,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
             PlannedFile &f = files[fileOfRow.at(row)];
             switch (outcome) {
             case RowOutcome::Done:
+                f.engine = run.TaskEngine(row);
                 f.state = FileState::Done;
                 f.output = run.FinalOutput(row);
                 if (!args.json)
@@ -334,6 +369,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
                         row, QStringLiteral("done: ") + f.name + QStringLiteral(" -> ") + f.output);
                 break;
             case RowOutcome::Failed:
+                f.engine = run.TaskEngine(row);
                 f.state = FileState::Failed;
                 f.message = message;
                 failures.append({ f.name, message });
@@ -435,8 +471,27 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             f.output = names.output;
             f.encoderOutput = names.encoderOutput;
         }
+        f.engine = plannedEngine(f, args.engine);
         files.append(f);
     }
+
+    if (args.engine == EngineChoice::Worker) {
+        // A plan the worker cannot run is refused before anything runs.
+        if (WorkerPool::Instance()->Program().isEmpty()) {
+            io.err << "sonivert-cli convert: --engine worker: the converter program "
+                      "sonivert-worker was not found beside sonivert-cli\n";
+            return ExitCode::Usage;
+        }
+        for (const PlannedFile &f : std::as_const(files)) {
+            const QString refusal = WorkerRefusal(f.plan.encoding, engineOutputName(f.plan));
+            if (!refusal.isEmpty()) {
+                io.err << "sonivert-cli convert: --engine worker cannot convert " << f.name << ": "
+                       << refusal << " (use --engine auto or ffmpeg)\n";
+                return ExitCode::Usage;
+            }
+        }
+    }
+    run.SetEngineChoice(args.engine);
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);
@@ -448,7 +503,8 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
                 array.append(QJsonObject { { QStringLiteral("file"), f.input },
                     { QStringLiteral("output"), f.output },
                     { QStringLiteral("state"), stateName(f.state) },
-                    { QStringLiteral("message"), f.message } });
+                    { QStringLiteral("message"), f.message },
+                    { QStringLiteral("engine"), f.engine } });
             }
             io.out << QJsonDocument(array).toJson(QJsonDocument::Indented);
         } else {

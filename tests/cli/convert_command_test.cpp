@@ -162,8 +162,9 @@ private slots:
         QCOMPARE(files.size(), 2);
         const QJsonObject first = files.at(0).toObject();
         QCOMPARE(first.keys(),
-            (QStringList {
-                u"argv"_s, u"file"_s, u"options"_s, u"output"_s, u"seek"_s, u"settings"_s }));
+            (QStringList { u"argv"_s, u"engine"_s, u"file"_s, u"options"_s, u"output"_s, u"seek"_s,
+                u"settings"_s }));
+        QCOMPARE(first[u"engine"].toString(), u"worker"_s); // sonivert-worker is beside it
         QCOMPARE(first[u"file"].toString(), clip_);
         QCOMPARE(first[u"seek"].toString(), u" -ss 0.5"_s);
         // The first family and its default preset, as the main window starts.

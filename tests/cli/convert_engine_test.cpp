@@ -1,0 +1,95 @@
+// sonivert-cli convert --engine: which engine runs each file, and the worker's refusals.
+#include "support/cli_runner.h"
+#include "support/media_maker.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace sonivert::test;
+using namespace Qt::StringLiterals;
+
+class ConvertEngineTest : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir dir_;
+    QString clip_;
+
+    QString folder(const QString &name) const
+    {
+        const QString path = dir_.filePath(name);
+        QDir().mkpath(path);
+        return path;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(dir_.isValid());
+        clip_ = dir_.filePath(u"clip.mp4"_s);
+        ClipOptions options;
+        options.seconds = 1.5;
+        QVERIFY(MakeClip(clip_, options));
+    }
+
+    void eachEngineRunsAndSaysSo_data()
+    {
+        QTest::addColumn<QString>("engine");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("auto") << u"auto"_s << u"worker"_s;
+        QTest::newRow("ffmpeg") << u"ffmpeg"_s << u"ffmpeg"_s;
+        QTest::newRow("worker") << u"worker"_s << u"worker"_s;
+    }
+
+    void eachEngineRunsAndSaysSo()
+    {
+        QFETCH(QString, engine);
+        QFETCH(QString, expected);
+        const QString out = folder(u"out-"_s + engine);
+        const CliRun dry = RunCli({ u"convert"_s, u"--engine"_s, engine, u"--dry-run"_s,
+            u"--json"_s, u"-o"_s, out, clip_ });
+        QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
+        QCOMPARE(dry.json().array().at(0).toObject()[u"engine"].toString(), expected);
+
+        const CliRun run
+            = RunCli({ u"convert"_s, u"--engine="_s + engine, u"--json"_s, u"-o"_s, out, clip_ });
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+        const QJsonObject result = run.json().array().at(0).toObject();
+        QCOMPARE(result[u"state"].toString(), u"done"_s);
+        QCOMPARE(result[u"engine"].toString(), expected);
+        QCOMPARE(QDir(out).entryList(QDir::Files | QDir::Hidden), QStringList { u"clip.MP3"_s });
+    }
+
+    void anEncoderTheWorkerLacksGoesToFfmpegAndWorkerRefusesIt()
+    {
+        const QString out = folder(u"gsm"_s);
+        const QStringList gsm { u"--format"_s, u"WAV"_s, u"--set"_s, u"AudioCodec=MS GSM 6.10"_s,
+            u"--set"_s, u"SampleRate=8000 Hz"_s, u"--set"_s, u"Channels=Mono"_s };
+        const CliRun dry = RunCli(QStringList { u"convert"_s } + gsm
+            + QStringList { u"--dry-run"_s, u"--json"_s, u"-o"_s, out, clip_ });
+        QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
+        QCOMPARE(dry.json().array().at(0).toObject()[u"engine"].toString(), u"ffmpeg"_s);
+
+        const CliRun refused = RunCli(QStringList { u"convert"_s } + gsm
+            + QStringList { u"--engine"_s, u"worker"_s, u"-o"_s, out, clip_ });
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY2(
+            refused.err.contains(
+                u"--engine worker cannot convert clip.mp4: it does not run the libgsm_ms encoder"_s),
+            qPrintable(refused.err));
+        QCOMPARE(QDir(out).entryList(QDir::Files | QDir::Hidden), QStringList());
+    }
+
+    void anUnknownEngineIsAUsageError()
+    {
+        const CliRun run = RunCli({ u"convert"_s, u"--engine"_s, u"fast"_s, clip_ });
+        QCOMPARE(run.exitCode, 2);
+        QVERIFY(run.err.contains(u"--engine takes auto, ffmpeg or worker"_s));
+    }
+};
+
+QTEST_GUILESS_MAIN(ConvertEngineTest)
+#include "convert_engine_test.moc"
