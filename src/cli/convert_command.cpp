@@ -289,8 +289,7 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
     QJsonArray array;
     for (const PlannedFile &f : files) {
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
-            + BuildFfmpegArguments(f.input, f.plan.inputOptions, f.encoderOutput,
-                f.plan.outputOptions, f.plan.cut, f.plan.source.tags);
+            + BuildFfmpegArguments(f.input, f.encoderOutput, f.plan);
         if (json) {
             array.append(QJsonObject { { QStringLiteral("file"), f.input },
                 { QStringLiteral("seek"), f.plan.inputOptions },

@@ -33,16 +33,14 @@ QStringList withoutCutWords(const QStringList &words)
     return kept;
 }
 
-} // namespace
-
-QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
-    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags)
+QStringList ffmpegArguments(const QString &input, const QStringList &inputWords,
+    const QString &output, const QStringList &outputWords, const TaskCut &cut, const SongTags &tags)
 {
     QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
         QStringLiteral("-nostats"), QStringLiteral("-loglevel"), QStringLiteral("level+info"),
         QStringLiteral("-progress"), QStringLiteral("pipe:1"), QStringLiteral("-stats_period"),
         QString::number(Encoder::ProgressIntervalSeconds), QStringLiteral("-n") };
-    args << withoutCutWords(FfmpegOptionWords(inputOptions));
+    args << inputWords;
     args << QStringLiteral("-i") << input;
     // Only the song tags travel, written out one by one: what ffmpeg copies by default also
     // carries the source's bookkeeping (brands, handler names, its encoder). Bit-exact output
@@ -51,7 +49,7 @@ QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptio
          << QStringLiteral("+bitexact");
     for (const auto &[key, value] : tags)
         args << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
-    args << withoutCutWords(FfmpegOptionWords(outputOptions));
+    args << outputWords;
     // After the input, so nothing is lost to a seek in a file whose index or start time misleads.
     if (cut.startUs > 0)
         args << QStringLiteral("-ss") << SecondsText(cut.startUs);
@@ -61,13 +59,37 @@ QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptio
     return args;
 }
 
+} // namespace
+
+QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
+    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags)
+{
+    return ffmpegArguments(input, withoutCutWords(FfmpegOptionWords(inputOptions)), output,
+        withoutCutWords(FfmpegOptionWords(outputOptions)), cut, tags);
+}
+
+QStringList BuildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan)
+{
+    return ffmpegArguments(input, withoutCutWords(FfmpegOptionWords(plan.inputOptions)), output,
+        FfmpegOutputWords(plan.encoding), plan.cut, plan.source.tags);
+}
+
+QStringList BuildFfmpegArguments(const EncodeTask &task)
+{
+    if (!task.plan) {
+        return BuildFfmpegArguments(task.input, task.inputOptions, task.temporaryOutput,
+            task.outputOptions, task.cut, task.facts.tags);
+    }
+    return ffmpegArguments(task.input, withoutCutWords(FfmpegOptionWords(task.inputOptions)),
+        task.temporaryOutput, FfmpegOutputWords(*task.plan), task.cut, task.facts.tags);
+}
+
 FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent)
     : EncodeJob(parent)
     , program_(program)
     , task_(task)
 {
-    const QStringList arguments = BuildFfmpegArguments(task.input, task.inputOptions,
-        task.temporaryOutput, task.outputOptions, task.cut, task.facts.tags);
+    const QStringList arguments = BuildFfmpegArguments(task);
     result_.engine = FfmpegEngineName;
     result_.commandLine = QStringList(program) + arguments;
     process_ = new FfmpegJob(program, arguments, this);

@@ -10,12 +10,18 @@ namespace sonivert {
 
 class FfmpegJob;
 
-// The ffmpeg argv of one task (without the program): the input, then the output options (split
-// like a shell word list), the song tags and the cut, then the output. The option texts' own
-// "-ss" and "-t" are left out: an untrimmed task converts the whole sound, and a trimmed one is
-// cut after decoding, which counts from the file's start and needs no index to seek in.
+// The ffmpeg argv of one task (without the program): the input, the song tags, the output
+// options, the cut, then the output. The option texts' own "-ss" and "-t" are left out: an
+// untrimmed task converts the whole sound, and a trimmed one is cut after decoding, which counts
+// from the file's start and needs no index to seek in.
+//
+// From option texts only (split like a shell word list), for a task queued without a plan:
 QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
     const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
+// From a plan: the output options are rendered from its values, as its option string is.
+QStringList BuildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan);
+// A queued task, writing its temporary output: from its plan when it has one.
+QStringList BuildFfmpegArguments(const EncodeTask &task);
 
 // A task converted by one run of the ffmpeg program, then read back: an exit status of 0 proves
 // nothing about the file.

@@ -65,45 +65,60 @@ QString audioCodecOption(const QString &label, const QString &sampleSize)
     return options.value(label);
 }
 
-QString videoCodecOption(
+QStringList videoCodecWords(
     const QString &label, int width, int height, const QString &outputExtension)
 {
-    static const QHash<QString, QString> options = {
-        { QStringLiteral("MPEG-1"), QStringLiteral(" -vcodec mpeg1video") },
-        { QStringLiteral("MPEG-2"), QStringLiteral(" -vcodec mpeg2video") },
-        { QStringLiteral("MPEG4 (DivX/Xvid compatible)"), QStringLiteral(" -vcodec mpeg4") },
-        { QStringLiteral("H.263 FLV Video"), QStringLiteral(" -vcodec flv") },
-        { QStringLiteral("H.264"), QStringLiteral(" -vcodec libx264") },
-        { QStringLiteral("IBM Motion JPEG"), QStringLiteral(" -vcodec mjpeg") },
-        { QStringLiteral("Sorenson Video 1"), QStringLiteral(" -vcodec svq1") },
-        { QStringLiteral("Intel ITU H.263"), QStringLiteral(" -vcodec h263p") },
-        { QStringLiteral("H.263"), QStringLiteral(" -vcodec h263") },
-        { QStringLiteral("VP8"), QStringLiteral(" -vcodec libvpx") },
-        { QStringLiteral("Huffman Lossless"), QStringLiteral(" -vcodec huffyuv") },
-        { QStringLiteral("Microsoft MPEG4 V2"), QStringLiteral(" -vcodec msmpeg4v2") },
-        { QStringLiteral("Microsoft MPEG4 V3"), QStringLiteral(" -vcodec msmpeg4v3") },
-        { QStringLiteral("Xvid MPEG4"), QStringLiteral(" -vcodec mpeg4 -vtag xvid") },
-        { QStringLiteral("DivX MPEG4"), QStringLiteral(" -vcodec mpeg4 -vtag DivX") },
-        { QStringLiteral("RealVideo"), QStringLiteral(" -vcodec rv20") },
-        { QStringLiteral("Windows Media Video V7"), QStringLiteral(" -vcodec wmv1") },
-        { QStringLiteral("Windows Media Video V8"), QStringLiteral(" -vcodec wmv2") },
+    static const QHash<QString, QStringList> words = {
+        { QStringLiteral("MPEG-1"), { QStringLiteral("-vcodec"), QStringLiteral("mpeg1video") } },
+        { QStringLiteral("MPEG-2"), { QStringLiteral("-vcodec"), QStringLiteral("mpeg2video") } },
+        { QStringLiteral("MPEG4 (DivX/Xvid compatible)"),
+            { QStringLiteral("-vcodec"), QStringLiteral("mpeg4") } },
+        { QStringLiteral("H.263 FLV Video"), { QStringLiteral("-vcodec"), QStringLiteral("flv") } },
+        { QStringLiteral("H.264"), { QStringLiteral("-vcodec"), QStringLiteral("libx264") } },
+        { QStringLiteral("IBM Motion JPEG"),
+            { QStringLiteral("-vcodec"), QStringLiteral("mjpeg") } },
+        { QStringLiteral("Sorenson Video 1"),
+            { QStringLiteral("-vcodec"), QStringLiteral("svq1") } },
+        { QStringLiteral("Intel ITU H.263"),
+            { QStringLiteral("-vcodec"), QStringLiteral("h263p") } },
+        { QStringLiteral("H.263"), { QStringLiteral("-vcodec"), QStringLiteral("h263") } },
+        { QStringLiteral("VP8"), { QStringLiteral("-vcodec"), QStringLiteral("libvpx") } },
+        { QStringLiteral("Huffman Lossless"),
+            { QStringLiteral("-vcodec"), QStringLiteral("huffyuv") } },
+        { QStringLiteral("Microsoft MPEG4 V2"),
+            { QStringLiteral("-vcodec"), QStringLiteral("msmpeg4v2") } },
+        { QStringLiteral("Microsoft MPEG4 V3"),
+            { QStringLiteral("-vcodec"), QStringLiteral("msmpeg4v3") } },
+        { QStringLiteral("Xvid MPEG4"),
+            { QStringLiteral("-vcodec"), QStringLiteral("mpeg4"), QStringLiteral("-vtag"),
+                QStringLiteral("xvid") } },
+        { QStringLiteral("DivX MPEG4"),
+            { QStringLiteral("-vcodec"), QStringLiteral("mpeg4"), QStringLiteral("-vtag"),
+                QStringLiteral("DivX") } },
+        { QStringLiteral("RealVideo"), { QStringLiteral("-vcodec"), QStringLiteral("rv20") } },
+        { QStringLiteral("Windows Media Video V7"),
+            { QStringLiteral("-vcodec"), QStringLiteral("wmv1") } },
+        { QStringLiteral("Windows Media Video V8"),
+            { QStringLiteral("-vcodec"), QStringLiteral("wmv2") } },
     };
     if (label == QLatin1String("DV - Digital Video Format")) {
         const QString size = QStringLiteral("%1 x %2").arg(width).arg(height);
         if (size == QLatin1String("720 x 480"))
-            return QStringLiteral(" -target ntsc-dv -vcodec dvvideo");
+            return { QStringLiteral("-target"), QStringLiteral("ntsc-dv"),
+                QStringLiteral("-vcodec"), QStringLiteral("dvvideo") };
         if (size == QLatin1String("720 x 576"))
-            return QStringLiteral(" -target pal-dv -vcodec dvvideo");
-        return QString();
+            return { QStringLiteral("-target"), QStringLiteral("pal-dv"), QStringLiteral("-vcodec"),
+                QStringLiteral("dvvideo") };
+        return {};
     }
     if (label == QLatin1String("Uncompressed")) {
         if (outputExtension == QLatin1String("GIF"))
-            return QStringLiteral(" -pix_fmt rgb24");
+            return { QStringLiteral("-pix_fmt"), QStringLiteral("rgb24") };
         if (outputExtension == QLatin1String("AVI"))
-            return QStringLiteral(" -vcodec rawvideo");
-        return QString();
+            return { QStringLiteral("-vcodec"), QStringLiteral("rawvideo") };
+        return {};
     }
-    return options.value(label);
+    return words.value(label);
 }
 
 QString channelsOption(int position)
@@ -212,7 +227,7 @@ EncodePlan PlanEncoding(const MediaItem &item, const EncoderOptionSettings &sett
         plan.videoBitrateKbps = plan.videoBitrateEstimate >= 0
             ? ToIntegerOr(QString::number(plan.videoBitrateEstimate), 200)
             : ToIntegerOr(settings.videoBitrateValue, 200);
-        plan.videoCodecOptions = videoCodecOption(
+        plan.videoCodecWords = videoCodecWords(
             settings.videoCodec.trimmed(), width, height, CurrentOutputExtension(settings));
 
         QString size = QStringLiteral("%1:%2").arg(width).arg(height);
@@ -247,7 +262,8 @@ QString OptionString(const EncodePlan &plan)
         s += QStringLiteral(" -r ") + QString::number(plan.frameRate);
         s += QStringLiteral(" -aspect ") + plan.aspect;
         s += QStringLiteral(" -vb ") + QString::number(plan.videoBitrateKbps) + QLatin1Char('k');
-        s += plan.videoCodecOptions;
+        for (const QString &word : plan.videoCodecWords)
+            s += QLatin1Char(' ') + word;
     } else {
         s += QStringLiteral(" -vn");
     }
@@ -255,6 +271,46 @@ QString OptionString(const EncodePlan &plan)
     if (!plan.videoFilters.isEmpty())
         s += QStringLiteral(" -vf \"") + plan.videoFilters + QLatin1Char('"');
     return s;
+}
+
+QString FfmpegAudioEncoder(const EncodePlan &plan)
+{
+    // This ffmpeg has no libfaac; its own AAC encoder is the faithful stand-in.
+    if (plan.audioEncoder == QLatin1String("libfaac"))
+        return QStringLiteral("aac");
+    return plan.audioEncoder;
+}
+
+QStringList FfmpegOutputWords(const EncodePlan &plan)
+{
+    QStringList words;
+    // An empty value adds no word, as the option string's reader sees it.
+    const auto add = [&words](const QString &option, const QString &value) {
+        words << option;
+        if (!value.isEmpty())
+            words << value;
+    };
+    if (plan.audio) {
+        if (plan.channels > 0)
+            add(QStringLiteral("-ac"), QString::number(plan.channels));
+        add(QStringLiteral("-ar"), plan.sampleRate);
+        add(QStringLiteral("-ab"), QString::number(plan.audioBitrateKbps) + QLatin1Char('k'));
+        if (!plan.audioEncoder.isEmpty())
+            add(QStringLiteral("-acodec"), FfmpegAudioEncoder(plan));
+    } else {
+        words << QStringLiteral("-an");
+    }
+    if (plan.video) {
+        add(QStringLiteral("-r"), QString::number(plan.frameRate));
+        add(QStringLiteral("-aspect"), plan.aspect);
+        add(QStringLiteral("-vb"), QString::number(plan.videoBitrateKbps) + QLatin1Char('k'));
+        words << plan.videoCodecWords;
+    } else {
+        words << QStringLiteral("-vn");
+    }
+    if (!plan.videoFilters.isEmpty())
+        add(QStringLiteral("-vf"), plan.videoFilters);
+    return words;
 }
 
 QString BuildEncoderOptions(const MediaItem &item, EncoderOptionSettings &settings)

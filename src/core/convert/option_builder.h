@@ -35,8 +35,14 @@ struct EncoderOptionSettings
 EncoderOptionSettings ReadEncoderOptionSettings(const OutputSettings &settings);
 
 EncodePlan PlanEncoding(const MediaItem &item, const EncoderOptionSettings &settings);
-// The option string of a plan, "-VideoOutputHook  -ac 2 -ar 44100 ...".
+// The option string of a plan, "-VideoOutputHook  -ac 2 -ar 44100 ...", as people read it.
 QString OptionString(const EncodePlan &plan);
+// The same decisions as ffmpeg output options: the words ffmpeg gets from the option string,
+// without the engine's own "-VideoOutputHook" and without the duration (the command line cuts
+// by the task's cut), and with this ffmpeg's AAC encoder for libfaac, which it lacks.
+QStringList FfmpegOutputWords(const EncodePlan &plan);
+// The "-acodec" value ffmpeg gets for a plan; "" when the muxer's default is left to choose.
+QString FfmpegAudioEncoder(const EncodePlan &plan);
 
 // The option string of one file. A bit-rate value of "0" or the choice "Smart Fit" makes the
 // builder estimate the video bit rate; the estimate replaces the value, so with "0" the first

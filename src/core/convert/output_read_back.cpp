@@ -10,7 +10,9 @@ namespace sonivert {
 
 ExpectedSound ExpectedSoundOf(const EncodeTask &task)
 {
-    const bool audio = !SplitOptionWords(task.outputOptions).contains(QStringLiteral("-an"));
+    const bool audio = task.plan
+        ? task.plan->audio
+        : !SplitOptionWords(task.outputOptions).contains(QStringLiteral("-an"));
     return ExpectedSound { audio,
         task.facts.audioDurationUs > 0 ? task.facts.audioDurationUs : task.facts.durationUs,
         task.cut };

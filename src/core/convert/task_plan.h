@@ -3,13 +3,15 @@
 #include "core/media/source_facts.h"
 
 #include <QString>
+#include <QStringList>
 #include <QtGlobal>
 #include <functional>
 
 namespace sonivert {
 
-// What the option builder decides for one file. The option string is written from it, and an
-// engine that converts in process reads it instead of parsing the string.
+// What the option builder decides for one file. Both the option string a person reads and the
+// ffmpeg command line are written from it, and an engine that converts in process reads it
+// instead of parsing either.
 struct EncodePlan
 {
     bool audio = true; // false: " -an "
@@ -21,8 +23,8 @@ struct EncodePlan
     int frameRate = 0;
     QString aspect;
     int videoBitrateKbps = 200;
-    QString videoCodecOptions; // " -vcodec mpeg4 -vtag xvid" and the like, or ""
-    QString durationOption; // " -t 60.5", or ""
+    QStringList videoCodecWords; // { "-vcodec", "mpeg4", "-vtag", "xvid" } and the like
+    QString durationOption; // " -t 60.5", or ""; the command line takes the task's cut instead
     QString videoFilters; // "scale=640:480,yadif", or ""
     // The bit rate estimated for a value of "0" or the choice "Smart Fit"; -1 when none was.
     int videoBitrateEstimate = -1;

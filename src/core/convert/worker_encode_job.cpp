@@ -2,6 +2,7 @@
 
 #include "core/convert/engine_message.h"
 #include "core/convert/ffmpeg_encode_job.h"
+#include "core/convert/option_builder.h"
 #include "core/convert/output_read_back.h"
 #include "core/convert/worker_pool.h"
 #include "core/convert/worker_protocol.h"
@@ -39,13 +40,12 @@ bool isWorkerEncoder(const QString &name)
     return names.contains(name) || name.startsWith(QLatin1String("pcm_"));
 }
 
-// The encoder ffmpeg runs for a plan: the -acodec value (libfaac as aac, as the ffmpeg path
-// spells it), or the muxer's default.
+// The encoder ffmpeg runs for a plan: the -acodec value the command line gets, or the muxer's
+// default.
 QString encoderOf(const EncodePlan &plan, const QString &output, QString *why)
 {
     if (!plan.audioEncoder.isEmpty()) {
-        const QString name = plan.audioEncoder == QLatin1String("libfaac") ? QStringLiteral("aac")
-                                                                           : plan.audioEncoder;
+        const QString name = FfmpegAudioEncoder(plan);
         if (!avcodec_find_encoder_by_name(name.toUtf8().constData())) {
             *why = QStringLiteral("the encoder %1 is not available").arg(name);
             return QString();
@@ -136,9 +136,7 @@ WorkerEncodeJob::WorkerEncodeJob(
 {
     result_.engine = WorkerEngineName;
     const QString program = ffmpegProgram.isEmpty() ? QStringLiteral("ffmpeg") : ffmpegProgram;
-    result_.commandLine = QStringList(program)
-        + BuildFfmpegArguments(task.input, task.inputOptions, task.temporaryOutput,
-            task.outputOptions, task.cut, task.facts.tags);
+    result_.commandLine = QStringList(program) + BuildFfmpegArguments(task);
     watchdog_.setSingleShot(true);
     connect(&watchdog_, &QTimer::timeout, this, &WorkerEncodeJob::onTimeout);
 }

@@ -1,8 +1,12 @@
 #include "core/convert/encoder.h"
 #include "core/convert/engine_message.h"
 #include "core/convert/ffmpeg_encode_job.h"
+#include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
+#include "core/formats/output_settings.h"
+#include "core/media/media_item.h"
 
+#include <QTemporaryDir>
 #include <QTest>
 
 using namespace sonivert;
@@ -10,11 +14,69 @@ using namespace Qt::StringLiterals;
 
 Q_DECLARE_METATYPE(sonivert::TaskCut)
 
+// A 640 x 480 source of 90 s with tags; trimmed to 10-70.5 s or whole.
+MediaItem sourceItem(bool trimmed)
+{
+    MediaItem item;
+    item.Set(Field::VideoWidth, 640);
+    item.Set(Field::VideoHeight, 480);
+    item.Set(Field::VideoFrameRateNumerator, 25);
+    item.Set(Field::VideoSampleAspectRatio, u"1.33"_s);
+    item.Set(Field::Deinterlacing, u"black"_s);
+    item.Set(Field::FileDurationLow, u"90000000"_s);
+    item.Set(Field::FileDurationHigh, u"0"_s);
+    item.Set(Field::TrimStartLow, trimmed ? u"10000000"_s : u"0"_s);
+    item.Set(Field::TrimStartHigh, u"0"_s);
+    item.Set(Field::TrimEndLow, trimmed ? u"70500000"_s : u"90000000"_s);
+    item.Set(Field::TrimEndHigh, u"0"_s);
+    item.trimmed = trimmed;
+    item.source.durationUs = 90'000'000;
+    item.source.tags = { { u"title"_s, u"A \"B\" C"_s }, { u"artist"_s, u"Band"_s } };
+    return item;
+}
+
 class EngineRulesTest : public QObject
 {
     Q_OBJECT
 
+    QTemporaryDir m_folder;
+    Catalogue m_catalogue;
+
 private slots:
+    void initTestCase() { QVERIFY(LoadBuiltInCatalogue(m_catalogue, m_folder.path())); }
+
+    // The command line is rendered from the plan, as the option texts people read are; for
+    // every preset of the catalogue, whole and trimmed, ffmpeg gets the words the texts say.
+    void planArgumentsAreTheTextsWords_data()
+    {
+        QTest::addColumn<int>("presetRow");
+        QTest::addColumn<bool>("trimmed");
+        const int ids = m_catalogue.presets.columnIndex(u"ID"_s);
+        QVERIFY(ids >= 0 && m_catalogue.presets.rowCount() > 20);
+        for (int row = 1; row <= m_catalogue.presets.rowCount(); ++row) {
+            const QString id = m_catalogue.presets.rows.at(row - 1).value(ids);
+            QTest::addRow("%s whole", qPrintable(id)) << row << false;
+            QTest::addRow("%s trimmed", qPrintable(id)) << row << true;
+        }
+    }
+
+    void planArgumentsAreTheTextsWords()
+    {
+        QFETCH(int, presetRow);
+        QFETCH(bool, trimmed);
+        OutputSettings settings(m_catalogue);
+        settings.ChangePreset(presetRow);
+        const TaskPlan plan = PlanTask(sourceItem(trimmed), settings);
+        const QStringList fromTexts = BuildFfmpegArguments(u"/in/a.mp4"_s, plan.inputOptions,
+            u"/out/.a.x"_s, plan.outputOptions, plan.cut, plan.source.tags);
+        QCOMPARE(BuildFfmpegArguments(u"/in/a.mp4"_s, u"/out/.a.x"_s, plan), fromTexts);
+
+        EncodeTask task { u"/in/a.mp4"_s, u"/out/a.x"_s, u"/out/.a.x"_s, plan.inputOptions,
+            plan.outputOptions, plan.cut, plan.source, plan.encoding };
+        QCOMPARE(BuildFfmpegArguments(task), fromTexts);
+        QCOMPARE(fromTexts.count(u"-ss"_s), trimmed ? 1 : 0);
+    }
+
     void splitWords_data()
     {
         QTest::addColumn<QString>("options");

@@ -306,7 +306,14 @@ private slots:
         EncoderOptionSettings settings = mp3Settings();
         MediaItem item = sourceItem();
         apply(changes, settings, item);
+        const EncodePlan plan = PlanEncoding(item, settings);
         QCOMPARE(BuildEncoderOptions(item, settings), expected);
+        // The command line comes from the same plan, word for word what ffmpeg made of the text
+        // but for the duration, which the command line takes from the task's cut.
+        QStringList words = FfmpegOptionWords(expected);
+        if (const qsizetype t = words.indexOf(u"-t"_s); t >= 0)
+            words.remove(t, 2);
+        QCOMPARE(FfmpegOutputWords(plan), words);
     }
 
     void batchBitrate()
