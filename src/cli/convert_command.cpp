@@ -1,6 +1,7 @@
 #include "cli/command.h"
 #include "cli/convert_progress.h"
 #include "cli/convert_signals.h"
+#include "cli/engine_option.h"
 #include "cli/settings_options.h"
 #include "core/app/folders.h"
 #include "core/constants/named_constants.h"
@@ -12,7 +13,6 @@
 #include "core/convert/output_naming.h"
 #include "core/convert/run_progress.h"
 #include "core/convert/worker_encode_job.h"
-#include "core/convert/worker_pool.h"
 #include "core/media/probe.h"
 #include "core/media/time_text.h"
 
@@ -178,12 +178,10 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
             }
             parsed.threads = threads;
         } else if (matches(arg, QStringLiteral("--engine"))) {
-            if (!takeValue(args, i, QStringLiteral("--engine"), value)
-                || !ParseEngineChoice(value.trimmed(), &parsed.engine)) {
-                error = QStringLiteral("--engine takes auto, ffmpeg or worker, not \"") + value
-                    + QLatin1Char('"');
+            if (!takeValue(args, i, QStringLiteral("--engine"), value))
+                value.clear();
+            if (!ParseEngineOption(value, parsed.engine, error))
                 return ParseResult::Usage;
-            }
         } else {
             error = QStringLiteral("unknown option '") + arg + QLatin1Char('\'');
             return ParseResult::Usage;
@@ -265,24 +263,6 @@ void printReport(const QList<Failure> &failures, QTextStream &err)
     err.flush();
 }
 
-// A name of the kind the engine writes for a plan: M4B and M4R are encoded as M4A.
-QString engineOutputName(const TaskPlan &plan)
-{
-    const QString extension = plan.extension.toLower();
-    const bool m4a = extension == QLatin1String("m4b") || extension == QLatin1String("m4r");
-    return QStringLiteral("output.") + (m4a ? QStringLiteral("m4a") : extension);
-}
-
-// The engine a planned file goes to.
-QString plannedEngine(const PlannedFile &f, EngineChoice choice)
-{
-    EncodeTask task;
-    task.input = f.input;
-    task.output = engineOutputName(f.plan);
-    task.plan = f.plan.encoding;
-    return EngineFor(choice, task, WorkerPool::Instance()->Program());
-}
-
 void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
 {
     const QString program = FindFfmpegProgram();
@@ -299,7 +279,8 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
                 { QStringLiteral("settings"), f.settings },
                 { QStringLiteral("engine"), f.engine } });
         } else {
-            out << f.input << "\n  -> " << f.output << "\n  " << CommandLineText(argv) << "\n";
+            out << f.input << "\n  -> " << f.output << "\n  engine: " << f.engine << "\n  "
+                << CommandLineText(argv) << "\n";
         }
     }
     if (json)
@@ -470,25 +451,17 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             f.output = names.output;
             f.encoderOutput = names.encoderOutput;
         }
-        f.engine = plannedEngine(f, args.engine);
+        f.engine = PlannedEngine(args.engine, f.plan);
         files.append(f);
     }
 
     if (args.engine == EngineChoice::Worker) {
         // A plan the worker cannot run is refused before anything runs.
-        if (WorkerPool::Instance()->Program().isEmpty()) {
-            io.err << "sonivert-cli convert: --engine worker: the converter program "
-                      "sonivert-worker was not found beside sonivert-cli\n";
+        QList<PlannedRow> rows;
+        for (const PlannedFile &f : std::as_const(files))
+            rows.append({ f.name, f.plan });
+        if (!CheckWorkerEngine(QStringLiteral("convert"), rows, io.err))
             return ExitCode::Usage;
-        }
-        for (const PlannedFile &f : std::as_const(files)) {
-            const QString refusal = WorkerRefusal(f.plan.encoding, engineOutputName(f.plan));
-            if (!refusal.isEmpty()) {
-                io.err << "sonivert-cli convert: --engine worker cannot convert " << f.name << ": "
-                       << refusal << " (use --engine auto or ffmpeg)\n";
-                return ExitCode::Usage;
-            }
-        }
     }
     run.SetEngineChoice(args.engine);
 

@@ -1,4 +1,5 @@
 #include "cli/command.h"
+#include "cli/engine_option.h"
 #include "cli/settings_options.h"
 #include "core/convert/conversion_run.h"
 #include "core/convert/option_builder.h"
@@ -23,7 +24,8 @@ namespace sonivert::cli {
 namespace {
 
 const QString synopsis = QStringLiteral("diagnose [--format KEYWORD] [--preset NAME|ID] "
-                                        "[--sweep audio|presets|video] [--failed-only] [--json] "
+                                        "[--sweep audio|presets|video] "
+                                        "[--engine auto|ffmpeg|worker] [--failed-only] [--json] "
                                         "FILE");
 
 void printHelp(QTextStream &out)
@@ -35,8 +37,11 @@ void printHelp(QTextStream &out)
            "  presets  every preset of the catalogue\n"
            "  video    every video codec of the format\n"
            "The outputs go to a temporary folder and are deleted.\n"
+           "--engine chooses the engine as for convert: auto (default), ffmpeg, or worker (a\n"
+           "combination it cannot run is a usage error).\n"
            "--failed-only prints only the combinations that failed, with ffmpeg's message.\n"
-           "--json prints an array of {\"combination\", \"state\", \"message\"} instead.\n"
+           "--json prints an array of {\"combination\", \"state\", \"message\", \"engine\"} "
+           "instead.\n"
            "Exit status: 0 when every combination converted, 1 when some failed.\n";
 }
 
@@ -45,12 +50,17 @@ void printHelp(QTextStream &out)
 class CliStepRunner : public DiagnosisStepRunner
 {
 public:
-    CliStepRunner(FileListModel &list, OutputSettings &settings, const QString &folder)
+    CliStepRunner(
+        FileListModel &list, OutputSettings &settings, const QString &folder, EngineChoice engine)
         : m_list(list)
         , m_settings(settings)
         , m_folder(folder)
+        , m_engine(engine)
     {
     }
+
+    // The engine of the last step.
+    QString LastEngine() const { return m_lastEngine; }
 
     StepOutcome RunStep() override
     {
@@ -59,6 +69,7 @@ public:
         const TaskPlan plan = PlanTask(item, m_settings);
 
         ConversionRun run;
+        run.SetEngineChoice(m_engine);
         run.Begin(m_folder);
         RowOutcome outcome = RowOutcome::Cancelled;
         QString message;
@@ -80,6 +91,9 @@ public:
             if (outcome == RowOutcome::Done)
                 QFile::remove(run.FinalOutput(0));
         }
+        m_lastEngine = run.TaskEngine(0);
+        if (m_lastEngine.isEmpty())
+            m_lastEngine = PlannedEngine(m_engine, plan);
 
         switch (outcome) {
         case RowOutcome::Done:
@@ -101,12 +115,44 @@ private:
     FileListModel &m_list;
     OutputSettings &m_settings;
     QString m_folder;
+    EngineChoice m_engine;
+    QString m_lastEngine;
+};
+
+// Walks the sweep without converting, to find the first combination the worker cannot run.
+class WorkerRefusalScan : public DiagnosisStepRunner
+{
+public:
+    WorkerRefusalScan(const MediaItem &item, OutputSettings &settings)
+        : m_item(item)
+        , m_settings(settings)
+    {
+    }
+
+    StepOutcome RunStep() override
+    {
+        // Planned without writing a bit-rate estimate back: the real sweep comes after.
+        TaskPlan plan;
+        plan.encoding = PlanEncoding(m_item, ReadEncoderOptionSettings(m_settings));
+        plan.extension = CurrentOutputExtension(m_settings);
+        m_refused = WorkerRefusal(plan).isEmpty() ? std::nullopt : std::optional(plan);
+        return {};
+    }
+    bool StopRequested() const override { return m_refused.has_value(); }
+    // The plan refused, if one was.
+    const std::optional<TaskPlan> &Refused() const { return m_refused; }
+
+private:
+    const MediaItem &m_item;
+    OutputSettings &m_settings;
+    std::optional<TaskPlan> m_refused;
 };
 
 struct DiagnoseArguments
 {
     SettingsOptions settings;
     SweepKind kind = SweepKind::AudioSettings;
+    EngineChoice engine = EngineChoice::Auto;
     bool failedOnly = false;
     bool json = false;
     bool help = false;
@@ -150,6 +196,14 @@ bool parseArguments(QStringList args, DiagnoseArguments &parsed, QString &error)
                 return false;
             }
             parsed.kind = *kind;
+        } else if (arg == QLatin1String("--engine") || arg.startsWith(QLatin1String("--engine="))) {
+            QString value;
+            if (arg.contains(QLatin1Char('=')))
+                value = arg.section(QLatin1Char('='), 1);
+            else if (i + 1 < args.size())
+                value = args.at(++i);
+            if (!ParseEngineOption(value, parsed.engine, error))
+                return false;
         } else {
             error = QStringLiteral("unknown option '%1'").arg(arg);
             return false;
@@ -204,7 +258,24 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
         return ExitCode::OutputFolderUnusable;
     }
 
-    CliStepRunner runner(list, settings, folder.path());
+    if (parsed.engine == EngineChoice::Worker) {
+        WorkerRefusalScan scan(list.Item(0), settings);
+        QString refusedCombination;
+        RunSweep(settings, parsed.kind, scan, [&](const SweepResult &result) {
+            if (scan.Refused() && refusedCombination.isEmpty())
+                refusedCombination = result.combination.trimmed();
+        });
+        QList<PlannedRow> rows;
+        if (scan.Refused()) {
+            rows.append(
+                { list.Item(0).Text(Field::Name) + QStringLiteral(" as ") + refusedCombination,
+                    *scan.Refused() });
+        }
+        if (!CheckWorkerEngine(QStringLiteral("diagnose"), rows, io.err))
+            return ExitCode::Usage;
+    }
+
+    CliStepRunner runner(list, settings, folder.path(), parsed.engine);
     QJsonArray written;
     const SweepSummary summary = RunSweep(
         settings, parsed.kind, runner, [&](const SweepResult &result) {
@@ -213,7 +284,8 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
             if (parsed.json) {
                 written.append(QJsonObject { { QStringLiteral("combination"), result.combination },
                     { QStringLiteral("state"), result.state },
-                    { QStringLiteral("message"), result.message } });
+                    { QStringLiteral("message"), result.message },
+                    { QStringLiteral("engine"), runner.LastEngine() } });
             } else {
                 io.out << ResultLine(result) << "\n";
                 io.out.flush();

@@ -53,6 +53,9 @@ private slots:
             u"--json"_s, u"-o"_s, out, clip_ });
         QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
         QCOMPARE(dry.json().array().at(0).toObject()[u"engine"].toString(), expected);
+        const CliRun plain
+            = RunCli({ u"convert"_s, u"--engine"_s, engine, u"--dry-run"_s, u"-o"_s, out, clip_ });
+        QCOMPARE(plain.lines().value(2), u"  engine: "_s + expected);
 
         const CliRun run
             = RunCli({ u"convert"_s, u"--engine="_s + engine, u"--json"_s, u"-o"_s, out, clip_ });

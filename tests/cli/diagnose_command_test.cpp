@@ -88,6 +88,36 @@ private slots:
                     .contains(QLatin1String("no sound track")));
     }
 
+    // The sweep runs on the engine asked for; the worker refuses, before anything runs, a sweep
+    // that holds a combination it cannot convert.
+    void engineChoice()
+    {
+        const CliRun swept = run({ QStringLiteral("--engine"), QStringLiteral("worker"),
+            QStringLiteral("--format"), QStringLiteral("flac"), QStringLiteral("--json"), clip });
+        QCOMPARE(swept.exitCode, 0);
+        const QJsonArray entries = swept.json().array();
+        QCOMPARE(entries.size(), 27);
+        for (const QJsonValue &entry : entries)
+            QCOMPARE(entry.toObject().value(QStringLiteral("engine")).toString(), u"worker");
+
+        const CliRun ffmpeg = run({ QStringLiteral("--engine=ffmpeg"), QStringLiteral("--sweep"),
+            QStringLiteral("video"), QStringLiteral("--format"), QStringLiteral("FLAC"),
+            QStringLiteral("--json"), clip });
+        QCOMPARE(ffmpeg.exitCode, 0);
+        QCOMPARE(ffmpeg.json().array().at(0).toObject().value(QStringLiteral("engine")).toString(),
+            u"ffmpeg");
+
+        // WAV's sweep holds GSM, which only the ffmpeg program encodes.
+        const CliRun refused = run({ QStringLiteral("--engine=worker"), QStringLiteral("--format"),
+            QStringLiteral("WAV"), clip });
+        QCOMPARE(refused.exitCode, 2);
+        QVERIFY(refused.out.isEmpty());
+        QCOMPARE(refused.err,
+            QStringLiteral("sonivert-cli diagnose: --engine worker cannot convert clip.mp4 as MS "
+                           "GSM 6.10:Mono:16 bit:8000 Hz:13 kbps: it does not run the libgsm_ms "
+                           "encoder (use --engine auto or ffmpeg)\n"));
+    }
+
     void wrongUseIsAUsageError_data()
     {
         QTest::addColumn<QStringList>("args");
@@ -103,6 +133,9 @@ private slots:
         QTest::newRow("--set") << QStringList { QStringLiteral("--set"),
             QStringLiteral("Channels=Mono"), QStringLiteral("x") }
                                << 2;
+        QTest::newRow("unknown engine") << QStringList { QStringLiteral("--engine"),
+            QStringLiteral("fast"), QStringLiteral("x") }
+                                        << 2;
         QTest::newRow("unknown option")
             << QStringList { QStringLiteral("--fast"), QStringLiteral("x") } << 2;
         QTest::newRow("missing file")

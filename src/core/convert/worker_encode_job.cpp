@@ -128,6 +128,30 @@ QString EngineFor(EngineChoice choice, const EncodeTask &task, const QString &wo
     return WorkerRefusal(*task.plan, task.output).isEmpty() ? WorkerEngineName : FfmpegEngineName;
 }
 
+namespace {
+
+QString engineOutputName(const TaskPlan &plan)
+{
+    const QString extension = plan.extension.toLower();
+    const bool m4a = extension == QLatin1String("m4b") || extension == QLatin1String("m4r");
+    return QStringLiteral("output.") + (m4a ? QStringLiteral("m4a") : extension);
+}
+
+} // namespace
+
+QString WorkerRefusal(const TaskPlan &plan)
+{
+    return WorkerRefusal(plan.encoding, engineOutputName(plan));
+}
+
+QString PlannedEngine(EngineChoice choice, const TaskPlan &plan)
+{
+    EncodeTask task;
+    task.output = engineOutputName(plan);
+    task.plan = plan.encoding;
+    return EngineFor(choice, task, WorkerPool::Instance()->Program());
+}
+
 WorkerEncodeJob::WorkerEncodeJob(
     WorkerPool *pool, const QString &ffmpegProgram, const EncodeTask &task, QObject *parent)
     : EncodeJob(parent)

@@ -31,6 +31,10 @@ QString WorkerRefusal(const EncodePlan &plan, const QString &output);
 // The engine a task goes to: the worker only for a plan it runs (and, for Auto, when its program
 // is there).
 QString EngineFor(EngineChoice choice, const EncodeTask &task, const QString &workerProgram);
+// The same for a row as planned, before it has a task: its output is named by the plan's
+// extension (an M4B or M4R is written as the M4A it is encoded as), the worker is the pool's.
+QString WorkerRefusal(const TaskPlan &plan);
+QString PlannedEngine(EngineChoice choice, const TaskPlan &plan);
 
 // The message of a task whose worker died while it held the task.
 inline const QString WorkerCrashMessage
