@@ -131,6 +131,7 @@ int main()
             if (message->type != MessageType::Task)
                 continue;
             currentTask = message->Number("id", 0);
+            send(Message { MessageType::Accepted, {} }.Add("id", currentTask));
             TaskReporter reporter(currentTask);
             const bool ok = sonivert::worker::ConvertAudio(specOf(*message), reporter);
             send(Message { MessageType::End, {} }.Add("id", currentTask).Add("ok", ok ? 1 : 0));

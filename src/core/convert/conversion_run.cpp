@@ -81,7 +81,8 @@ QString ConversionRun::AddRow(int row, const QString &input, const TaskPlan &pla
         encoder_->RemoveInputFile(task);
         return refuse();
     }
-    encoder_->SetTaskPlan(task, plan.encoding);
+    if (plan.encoding)
+        encoder_->SetTaskPlan(task, *plan.encoding);
     Row r;
     r.row = row;
     r.task = task;

@@ -70,8 +70,12 @@ QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptio
 
 QStringList BuildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan)
 {
+    if (!plan.encoding) {
+        return BuildFfmpegArguments(
+            input, plan.inputOptions, output, plan.outputOptions, plan.cut, plan.source.tags);
+    }
     return ffmpegArguments(input, withoutCutWords(FfmpegOptionWords(plan.inputOptions)), output,
-        FfmpegOutputWords(plan.encoding), plan.cut, plan.source.tags);
+        FfmpegOutputWords(*plan.encoding), plan.cut, plan.source.tags);
 }
 
 QStringList BuildFfmpegArguments(const EncodeTask &task)

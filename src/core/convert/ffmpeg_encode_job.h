@@ -18,7 +18,8 @@ class FfmpegJob;
 // From option texts only (split like a shell word list), for a task queued without a plan:
 QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
     const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
-// From a plan: the output options are rendered from its values, as its option string is.
+// From a plan: the output options are rendered from its values, as its option string is (from its
+// texts when it has no values).
 QStringList BuildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan);
 // A queued task, writing its temporary output: from its plan when it has one.
 QStringList BuildFfmpegArguments(const EncodeTask &task);

@@ -448,9 +448,9 @@ TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings)
         = BuildSeekOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh));
     plan.encoding = PlanEncoding(item, ReadEncoderOptionSettings(settings));
     // The estimate goes back into the settings, where the next file finds it.
-    if (plan.encoding.videoBitrateEstimate >= 0)
-        settings.SetVideoBitrateValue(plan.encoding.videoBitrateEstimate);
-    plan.outputOptions = OptionString(plan.encoding);
+    if (plan.encoding->videoBitrateEstimate >= 0)
+        settings.SetVideoBitrateValue(plan.encoding->videoBitrateEstimate);
+    plan.outputOptions = OptionString(*plan.encoding);
     plan.extension = CurrentOutputExtension(settings);
     plan.cut = TaskCutOf(item);
     plan.source = item.source;

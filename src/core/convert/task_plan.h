@@ -6,6 +6,7 @@
 #include <QStringList>
 #include <QtGlobal>
 #include <functional>
+#include <optional>
 
 namespace sonivert {
 
@@ -50,7 +51,9 @@ struct TaskPlan
     QString extension; // the output extension, upper-case ("MP3")
     TaskCut cut;
     SourceFacts source; // what the probe read of the input
-    EncodePlan encoding; // what the option string says, as values
+    // What the option string says, as values, when it was written from settings; a row planned
+    // with hand-written option texts has none and runs on the ffmpeg program from its texts.
+    std::optional<EncodePlan> encoding;
 };
 using TaskPlanner = std::function<TaskPlan(int row)>;
 

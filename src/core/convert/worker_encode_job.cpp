@@ -141,7 +141,9 @@ QString engineOutputName(const TaskPlan &plan)
 
 QString WorkerRefusal(const TaskPlan &plan)
 {
-    return WorkerRefusal(plan.encoding, engineOutputName(plan));
+    if (!plan.encoding)
+        return QStringLiteral("its options were written by hand, not planned from settings");
+    return WorkerRefusal(*plan.encoding, engineOutputName(plan));
 }
 
 QString PlannedEngine(EngineChoice choice, const TaskPlan &plan)
@@ -192,12 +194,19 @@ void WorkerEncodeJob::Start()
         failSoon(QStringLiteral("The converter program sonivert-worker was not found."));
         return;
     }
+    sendTask(false);
+}
+
+void WorkerEncodeJob::sendTask(bool freshWorker)
+{
     QString error;
-    worker_ = pool_->Acquire(&error);
+    worker_ = pool_->Acquire(
+        &error, freshWorker ? WorkerPool::Reuse::StartFresh : WorkerPool::Reuse::IdleFirst);
     if (!worker_) {
-        failSoon(error);
+        QTimer::singleShot(0, this, [this, error] { fail(error); });
         return;
     }
+    accepted_ = false;
     static qint64 lastId = 0;
     taskId_ = ++lastId;
     connect(worker_, &WorkerProcess::messageReceived, this, &WorkerEncodeJob::onMessage);
@@ -285,6 +294,9 @@ void WorkerEncodeJob::onMessage(const worker::Message &message)
     if (!paused_ && pool_)
         watchdog_.start(pool_->NoProgressTimeoutMs());
     switch (message.type) {
+    case worker::MessageType::Accepted:
+        accepted_ = true;
+        break;
     case worker::MessageType::Progress:
         emit progress(message.Number("out_us", 0));
         break;
@@ -359,6 +371,14 @@ void WorkerEncodeJob::onWorkerEnded()
             + (how.isEmpty() ? QStringLiteral("ended") : how);
     // The worker has ended: nothing writes the temporary file any more.
     dropWorker(KillWaitMs);
+    // A worker that died before it read the task (while it waited idle, say) says nothing about
+    // this file: a fresh one gets the task, once.
+    if (!accepted_ && !retried_ && pool_) {
+        retried_ = true;
+        result_.logTail << QStringLiteral("The task went to a fresh sonivert-worker.");
+        sendTask(true);
+        return;
+    }
     fail(WorkerCrashMessage);
 }
 

@@ -61,6 +61,8 @@ public:
     void StopAndWait() override;
 
 private:
+    // Gives the task to a worker of the pool: an idle one, or one started for it.
+    void sendTask(bool freshWorker);
     void onMessage(const worker::Message &message);
     void onWorkerEnded();
     void onTimeout();
@@ -77,6 +79,8 @@ private:
     QTimer watchdog_;
     QPointer<QFutureWatcher<OutputVerdict>> check_;
     QStringList errorLines_;
+    bool accepted_ = false; // the worker has read the task
+    bool retried_ = false;
     bool partialFile_ = false;
     bool paused_ = false;
     bool stopping_ = false;

@@ -161,9 +161,9 @@ WorkerPool::~WorkerPool()
     Shutdown();
 }
 
-WorkerProcess *WorkerPool::Acquire(QString *error)
+WorkerProcess *WorkerPool::Acquire(QString *error, Reuse reuse)
 {
-    while (!idle_.isEmpty()) {
+    while (reuse == Reuse::IdleFirst && !idle_.isEmpty()) {
         QPointer<WorkerProcess> worker = idle_.takeLast();
         if (worker && worker->IsRunning()) {
             busy_ << worker;

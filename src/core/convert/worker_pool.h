@@ -79,8 +79,10 @@ public:
     // Idle workers kept beyond this many are told to quit.
     void SetMaxIdle(int count) { maxIdle_ = count; }
 
-    // An idle worker, or a freshly started one; nullptr with the reason in error.
-    WorkerProcess *Acquire(QString *error);
+    enum class Reuse { IdleFirst, StartFresh };
+    // An idle worker (unless reuse says otherwise), or a freshly started one; nullptr with the
+    // reason in error.
+    WorkerProcess *Acquire(QString *error, Reuse reuse = Reuse::IdleFirst);
     // A worker back from a task that ended normally.
     void Release(WorkerProcess *worker);
     // A worker that cannot be trusted any more: killed (waiting up to waitMs) and dropped.

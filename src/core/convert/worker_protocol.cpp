@@ -23,7 +23,7 @@ uint32_t getLength(std::string_view bytes, size_t at)
 bool knownType(uint8_t type)
 {
     return type >= static_cast<uint8_t>(MessageType::Ready)
-        && type <= static_cast<uint8_t>(MessageType::Quit);
+        && type <= static_cast<uint8_t>(MessageType::Accepted);
 }
 
 } // namespace

@@ -6,8 +6,8 @@
 // a 4-byte little-endian length and that many bytes. A field may repeat ("tag").
 //
 // Sonivert -> worker: Task (one conversion), Quit.
-// Worker -> Sonivert: Ready (once, on start), Progress, Log (one engine log line), End (the task
-// is over: "ok" 1 or 0).
+// Worker -> Sonivert: Ready (once, on start), Accepted (a task was read and its work begins),
+// Progress, Log (one engine log line), End (the task is over: "ok" 1 or 0).
 
 #include <cstdint>
 #include <optional>
@@ -28,6 +28,7 @@ enum class MessageType : uint8_t {
     Log = 4,
     End = 5,
     Quit = 6,
+    Accepted = 7,
 };
 
 struct Message

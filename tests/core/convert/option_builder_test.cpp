@@ -540,12 +540,12 @@ private slots:
             u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec libmp3lame -vn -t 60.5"_s);
         QCOMPARE(plan.extension, u"MP3"_s);
         // The same decisions as values, for an engine that converts in process.
-        QVERIFY(plan.encoding.audio && !plan.encoding.video);
-        QCOMPARE(plan.encoding.channels, 2);
-        QCOMPARE(plan.encoding.sampleRate, u"44100"_s);
-        QCOMPARE(plan.encoding.audioBitrateKbps, 192);
-        QCOMPARE(plan.encoding.audioEncoder, u"libmp3lame"_s);
-        QCOMPARE(OptionString(plan.encoding), plan.outputOptions);
+        QVERIFY(plan.encoding && plan.encoding->audio && !plan.encoding->video);
+        QCOMPARE(plan.encoding->channels, 2);
+        QCOMPARE(plan.encoding->sampleRate, u"44100"_s);
+        QCOMPARE(plan.encoding->audioBitrateKbps, 192);
+        QCOMPARE(plan.encoding->audioEncoder, u"libmp3lame"_s);
+        QCOMPARE(OptionString(*plan.encoding), plan.outputOptions);
 
         settings.ApplyPresetId(u"MP4-SOURCE"_s);
         if (settings.number(NumberId::VideoBitrate).value != 0)
@@ -556,7 +556,7 @@ private slots:
             video.outputOptions.contains(u" -vcodec libx264"_s), qPrintable(video.outputOptions));
         const int estimate = settings.number(NumberId::VideoBitrate).value;
         QVERIFY(estimate > 0);
-        QCOMPARE(video.encoding.videoBitrateEstimate, estimate);
+        QCOMPARE(video.encoding->videoBitrateEstimate, estimate);
         QVERIFY2(video.outputOptions.contains(u" -vb %1k "_s.arg(estimate)),
             qPrintable(video.outputOptions));
     }

@@ -2,6 +2,7 @@
 #include "core/convert/ffmpeg_program.h"
 #include "core/convert/option_builder.h"
 #include "core/convert/output_check.h"
+#include "core/convert/worker_pool.h"
 #include "core/media/probe.h"
 #include "support/awkward_media.h"
 #include "support/media_maker.h"
@@ -28,25 +29,65 @@ namespace {
 struct Family
 {
     QString extension;
-    QString options;
+    EncodePlan plan;
+    QString options() const { return OptionString(plan); }
 };
+
+Family audioFamily(
+    const QString &extension, int channels, const QString &rate, int kbps, const QString &encoder)
+{
+    EncodePlan plan;
+    plan.channels = channels;
+    plan.sampleRate = rate;
+    plan.audioBitrateKbps = kbps;
+    plan.audioEncoder = encoder;
+    return { extension, plan };
+}
 
 // Each output family as the settings give it.
 const QList<Family> &families()
 {
     static const QList<Family> list {
-        { u"MP3"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec libmp3lame -vn"_s },
-        { u"M4A"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 128k -acodec aac -vn"_s },
-        { u"OGG"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 128k -acodec libvorbis -vn"_s },
-        { u"FLAC"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 64k -acodec flac -vn"_s },
-        { u"WAV"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 64k -acodec pcm_s16le -vn"_s },
-        { u"AIFF"_s, u"-VideoOutputHook  -ac 1 -ar 22050 -ab 64k -acodec pcm_s16be -vn"_s },
-        { u"AC3"_s, u"-VideoOutputHook  -ac 2 -ar 48000 -ab 192k -acodec ac3 -vn"_s },
-        { u"MP2"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec mp2 -vn"_s },
-        { u"WMA"_s, u"-VideoOutputHook  -ac 2 -ar 44100 -ab 128k -acodec wmav2 -vn"_s },
-        { u"OPUS"_s, u"-VideoOutputHook  -ac 2 -ar 48000 -ab 96k -acodec libopus -vn"_s },
+        audioFamily(u"MP3"_s, 2, u"44100"_s, 192, u"libmp3lame"_s),
+        audioFamily(u"M4A"_s, 2, u"44100"_s, 128, u"aac"_s),
+        audioFamily(u"OGG"_s, 2, u"44100"_s, 128, u"libvorbis"_s),
+        audioFamily(u"FLAC"_s, 2, u"44100"_s, 64, u"flac"_s),
+        audioFamily(u"WAV"_s, 2, u"44100"_s, 64, u"pcm_s16le"_s),
+        audioFamily(u"AIFF"_s, 1, u"22050"_s, 64, u"pcm_s16be"_s),
+        audioFamily(u"AC3"_s, 2, u"48000"_s, 192, u"ac3"_s),
+        audioFamily(u"MP2"_s, 2, u"44100"_s, 192, u"mp2"_s),
+        audioFamily(u"WMA"_s, 2, u"44100"_s, 128, u"wmav2"_s),
+        audioFamily(u"OPUS"_s, 2, u"48000"_s, 96, u"libopus"_s),
     };
     return list;
+}
+
+// Each test runs on both engines: every family is an audio one the worker converts too.
+void engineColumn()
+{
+    QTest::addColumn<QString>("engine");
+    QTest::newRow("ffmpeg") << FfmpegEngineName;
+    QTest::newRow("worker") << WorkerEngineName;
+}
+
+// The engine's queue, with the choice the row names.
+std::unique_ptr<Encoder> encoderFor(const QString &engine)
+{
+    auto encoder = std::make_unique<Encoder>();
+    encoder->SetEngineChoice(
+        engine == WorkerEngineName ? EngineChoice::Worker : EngineChoice::Ffmpeg);
+    return encoder;
+}
+
+// Queues a task with its option texts and the plan they were written from.
+int queue(Encoder &encoder, const QString &input, const QString &output, const Family &f,
+    const QString &seek = {}, const QString &duration = {}, const TaskCut &cut = {})
+{
+    const int task = encoder.AddInputFile(input, seek, ReadSourceFacts(input));
+    if (task < 0 || encoder.AddOutputFile(task, output, f.options() + duration, cut) < 0)
+        return -1;
+    encoder.SetTaskPlan(task, f.plan);
+    return task;
 }
 
 const Family &family(const QString &extension)
@@ -121,10 +162,10 @@ private:
     struct Planned
     {
         QString input;
+        Family family;
         QString seek;
-        QString options;
+        QString duration;
         TaskCut cut;
-        SourceFacts facts;
     };
 
     static Planned plan(
@@ -144,26 +185,26 @@ private:
             item.Set(Field::TrimEndHigh, half(end, true));
             item.trimmed = true;
         }
-        return { input,
+        return { input, f,
             BuildSeekOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh)),
-            f.options
-                + BuildDurationOption(item.Text(Field::TrimStartLow),
-                    item.Text(Field::TrimStartHigh), item.Text(Field::TrimEndLow),
-                    item.Text(Field::TrimEndHigh)),
-            TaskCutOf(item), item.source };
+            BuildDurationOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh),
+                item.Text(Field::TrimEndLow), item.Text(Field::TrimEndHigh)),
+            TaskCutOf(item) };
     }
 
     // Runs the jobs through one queue, two at a time, and lists every job whose output is not
     // whole: a failed task, a decoded length off by more than tolerance.
-    QStringList runJobs(QList<Job> &jobs, const QList<Planned> &plans, double tolerance)
+    QStringList runJobs(
+        QList<Job> &jobs, const QList<Planned> &plans, double tolerance, const QString &engine)
     {
-        Encoder encoder;
+        const std::unique_ptr<Encoder> queued = encoderFor(engine);
+        Encoder &encoder = *queued;
         Ends ends(encoder);
         for (int i = 0; i < jobs.size(); ++i) {
             const Planned &p = plans.at(i);
-            jobs[i].task = encoder.AddInputFile(p.input, p.seek, p.facts);
-            if (jobs[i].task < 0
-                || encoder.AddOutputFile(jobs[i].task, jobs[i].output, p.options, p.cut) < 0)
+            jobs[i].task
+                = queue(encoder, p.input, jobs[i].output, p.family, p.seek, p.duration, p.cut);
+            if (jobs[i].task < 0)
                 return { jobs[i].label + u": refused: "_s + encoder.LastErrorText() };
         }
         encoder.StartTasks(2);
@@ -174,7 +215,9 @@ private:
         for (const Job &job : jobs) {
             const auto [success, message] = ends.byTask.value(job.task);
             const double seconds = DecodedSeconds(job.output);
-            if (!success)
+            if (encoder.TaskInfo(job.task).engine != engine)
+                problems << job.label + u": ran on "_s + encoder.TaskInfo(job.task).engine;
+            else if (!success)
                 problems << job.label + u": failed: "_s + message;
             else if (std::abs(seconds - job.expectedSeconds)
                 > (job.tolerance > 0 ? job.tolerance : tolerance))
@@ -195,6 +238,9 @@ private slots:
         QString error;
         clips_ = MakeAwkwardClips(path(u"in"_s), &error);
         QVERIFY2(!clips_.isEmpty(), qPrintable(error));
+        // Run directly rather than by CTest, the worker is still the one just built.
+        if (WorkerPool::Instance()->Program().isEmpty())
+            WorkerPool::Instance()->SetProgram(QStringLiteral(SONIVERT_BIN_DIR "/sonivert-worker"));
     }
 
     void init()
@@ -205,8 +251,10 @@ private slots:
 
     // Whatever the container says of its start, its length or its index, an untrimmed file
     // gives all of its sound, to every output family.
+    void everyFamilyKeepsTheWholeSound_data() { engineColumn(); }
     void everyFamilyKeepsTheWholeSound()
     {
+        QFETCH(QString, engine);
         QList<Job> jobs;
         QList<Planned> plans;
         int n = 0;
@@ -218,14 +266,16 @@ private slots:
             }
         }
         // One codec frame at each end (AC-3: 32 ms) and then some for the resampler.
-        const QStringList problems = runJobs(jobs, plans, 0.08);
+        const QStringList problems = runJobs(jobs, plans, 0.08, engine);
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u'\n')));
     }
 
     // A trimmed file gives exactly its range on the file's time line, wherever the container
     // starts the sound and whether or not it can seek.
+    void trimmedRowsHoldTheirRange_data() { engineColumn(); }
     void trimmedRowsHoldTheirRange()
     {
+        QFETCH(QString, engine);
         QList<Job> jobs;
         QList<Planned> plans;
         int n = 0;
@@ -248,23 +298,22 @@ private slots:
                 soundEnd - 2.0, -1, 0.1 };
             plans << plan(clip.path, family(u"FLAC"_s), 2'000'000);
         }
-        const QStringList problems = runJobs(jobs, plans, 0.05);
+        const QStringList problems = runJobs(jobs, plans, 0.05, engine);
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u'\n')));
     }
 
     // ffmpeg exits 0 over a file whose end does not decode: the task fails, nothing stays.
+    void shortOutputFailsAndLeavesNothing_data() { engineColumn(); }
     void shortOutputFailsAndLeavesNothing()
     {
+        QFETCH(QString, engine);
         const QString damaged = path(u"in/damaged.m4a"_s);
         QVERIFY(MakeDamagedSound(damaged));
-        Encoder encoder;
-        Ends ends(encoder);
-        const int task = encoder.AddInputFile(damaged, QString(), ReadSourceFacts(damaged));
+        const std::unique_ptr<Encoder> encoder = encoderFor(engine);
+        Ends ends(*encoder);
+        const int task = queue(*encoder, damaged, path(u"out/damaged.MP3"_s), family(u"MP3"_s));
         QVERIFY(task >= 0);
-        QCOMPARE(
-            encoder.AddOutputFile(task, path(u"out/damaged.MP3"_s), family(u"MP3"_s).options, {}),
-            0);
-        encoder.StartTasks(1);
+        encoder->StartTasks(1);
         QVERIFY(QTest::qWaitFor([&] { return ends.done; }, 60000));
         QCOMPARE(ends.byTask.value(task).first, false);
         QCOMPARE(
@@ -334,8 +383,10 @@ private slots:
     }
 
     // The song's tags travel; the source container's bookkeeping does not.
+    void onlyReadableTagsTravel_data() { engineColumn(); }
     void onlyReadableTagsTravel()
     {
+        QFETCH(QString, engine);
         const QString source = path(u"in/tagged.mp4"_s);
         ClipOptions tagged;
         tagged.seconds = 0.5;
@@ -349,16 +400,13 @@ private slots:
         QVERIFY(MakeClip(source, tagged));
         QCOMPARE(tagsOf(source).value(u"major_brand"_s), u"isom"_s);
 
-        Encoder encoder;
-        Ends ends(encoder);
+        const std::unique_ptr<Encoder> encoder = encoderFor(engine);
+        Ends ends(*encoder);
         const QStringList extensions { u"MP3"_s, u"OGG"_s, u"FLAC"_s, u"M4A"_s };
-        for (const QString &extension : extensions) {
-            const int task = encoder.AddInputFile(source, QString(), ReadSourceFacts(source));
-            QCOMPARE(encoder.AddOutputFile(
-                         task, path(u"out/tags."_s + extension), family(extension).options, {}),
-                0);
-        }
-        encoder.StartTasks(2);
+        for (const QString &extension : extensions)
+            QVERIFY(
+                queue(*encoder, source, path(u"out/tags."_s + extension), family(extension)) >= 0);
+        encoder->StartTasks(2);
         QVERIFY(QTest::qWaitFor([&] { return ends.done; }, 60000));
         for (const QString &extension : extensions) {
             const QHash<QString, QString> tags = tagsOf(path(u"out/tags."_s + extension));

@@ -13,6 +13,7 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
 #include <csignal>
 
 using namespace sonivert;
@@ -67,6 +68,22 @@ struct Watch
     }
 };
 
+// Waits, without letting the event loop notice, until the process has died.
+bool diedUnnoticed(pid_t pid)
+{
+    for (int i = 0; i < 1000; ++i) {
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly))
+            return true;
+        const QByteArray line = stat.readAll();
+        const qsizetype state = line.lastIndexOf(')') + 2;
+        if (state < line.size() && line.at(state) == 'Z')
+            return true;
+        QThread::msleep(5);
+    }
+    return false;
+}
+
 } // namespace
 
 class WorkerPoolTest : public QObject
@@ -92,7 +109,7 @@ class WorkerPoolTest : public QObject
         for (int i = 0; i < inputs.size(); ++i) {
             TaskPlan p;
             p.encoding = mp3Plan();
-            p.outputOptions = OptionString(p.encoding);
+            p.outputOptions = OptionString(*p.encoding);
             p.extension = QStringLiteral("MP3");
             p.source = ReadSourceFacts(inputs.at(i));
             QVERIFY2(
@@ -182,6 +199,33 @@ private slots:
         QCOMPARE(pool_->StartedCount(), 2); // a fresh worker took the rest
         QCOMPARE(outputs(),
             (QStringList { QStringLiteral("short.MP3"), QStringLiteral("short_(new).MP3") }));
+    }
+
+    // A worker that died while it waited idle never saw the task: a fresh one takes it, once.
+    void aWorkerThatDiedIdleDoesNotFailTheNextTask()
+    {
+        QString error;
+        WorkerProcess *idle = pool_->Acquire(&error);
+        QVERIFY2(idle, qPrintable(error));
+        pool_->Release(idle);
+        const pid_t pid = pid_t(idle->ProcessId());
+        ::kill(pid, SIGKILL);
+        QVERIFY(diedUnnoticed(pid));
+
+        EncodeTask task;
+        task.input = shortClip_;
+        task.output = QDir(outFolder()).filePath(QStringLiteral("short.MP3"));
+        task.temporaryOutput = QDir(outFolder()).filePath(QStringLiteral(".short.MP3"));
+        task.facts = ReadSourceFacts(shortClip_);
+        task.plan = mp3Plan();
+        WorkerEncodeJob job(pool_.get(), ffmpeg_, task);
+        QSignalSpy finished(&job, &EncodeJob::finished);
+        job.Start();
+        QVERIFY(finished.wait(30000));
+        QCOMPARE(job.Result().outcome, JobOutcome::Succeeded);
+        QCOMPARE(pool_->StartedCount(), 2);
+        QVERIFY(job.Result().logTail.contains(
+            QStringLiteral("The task went to a fresh sonivert-worker.")));
     }
 
     void aHungWorkerIsEndedAfterTheTimeOut()
