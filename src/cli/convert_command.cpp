@@ -134,7 +134,7 @@ enum class ParseResult { Ok, Help, Usage };
 
 ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error)
 {
-    if (!TakeSettingsOptions(args, parsed.settings, error))
+    if (!takeSettingsOptions(args, parsed.settings, error))
         return ParseResult::Usage;
     bool optionsEnded = false;
     for (int i = 0; i < args.size(); ++i) {
@@ -180,7 +180,7 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
         } else if (matches(arg, QStringLiteral("--engine"))) {
             if (!takeValue(args, i, QStringLiteral("--engine"), value))
                 value.clear();
-            if (!ParseEngineOption(value, parsed.engine, error))
+            if (!parseEngineOption(value, parsed.engine, error))
                 return ParseResult::Usage;
         } else {
             error = QStringLiteral("unknown option '") + arg + QLatin1Char('\'');
@@ -219,36 +219,36 @@ struct Failure
 bool applyTrim(MediaItem &item, const ConvertArgs &args, QString &message)
 {
     const qint64 duration
-        = JoinHalfTexts(item.Text(Field::FileDurationLow), item.Text(Field::FileDurationHigh));
+        = joinHalfTexts(item.text(Field::FileDurationLow), item.text(Field::FileDurationHigh));
     const bool known = duration > 0 && duration != UnknownTime;
     qint64 end = args.trimEndUs;
     if (known && (end < 0 || end > duration))
         end = duration;
     if (end >= 0 && end <= args.trimStartUs) {
         message = QStringLiteral("the trim range starts after the end of the file (%1 s)")
-                      .arg(SecondsText(duration));
+                      .arg(secondsText(duration));
         return false;
     }
     const auto lowText = [](qint64 us) {
-        return HalfText(int32_t(uint32_t(quint64(us))));
+        return halfText(int32_t(uint32_t(quint64(us))));
     };
     const auto highText = [](qint64 us) {
-        return HalfText(int32_t(us >> 32));
+        return halfText(int32_t(us >> 32));
     };
-    item.Set(Field::TrimStartLow, lowText(args.trimStartUs));
-    item.Set(Field::TrimStartHigh, highText(args.trimStartUs));
+    item.set(Field::TrimStartLow, lowText(args.trimStartUs));
+    item.set(Field::TrimStartHigh, highText(args.trimStartUs));
     item.trimmed = args.trimStartUs > 0 || !known || end < duration;
     if (end < 0) {
         // A file of unknown length is cut from the start to the end of its sound.
-        item.Set(Field::TrimEndLow, QStringLiteral("-1"));
-        item.Set(Field::TrimEndHigh, QStringLiteral("-1"));
-        item.Set(Field::SrcDuration, QString());
+        item.set(Field::TrimEndLow, QStringLiteral("-1"));
+        item.set(Field::TrimEndHigh, QStringLiteral("-1"));
+        item.set(Field::SrcDuration, QString());
         return true;
     }
-    item.Set(Field::TrimEndLow, lowText(end));
-    item.Set(Field::TrimEndHigh, highText(end));
+    item.set(Field::TrimEndLow, lowText(end));
+    item.set(Field::TrimEndHigh, highText(end));
     const double seconds = double(end - args.trimStartUs) / 1e6;
-    item.Set(Field::SrcDuration, QString::number(std::nearbyint(seconds * 100.0) / 100.0, 'f', 2));
+    item.set(Field::SrcDuration, QString::number(std::nearbyint(seconds * 100.0) / 100.0, 'f', 2));
     return true;
 }
 
@@ -265,11 +265,11 @@ void printReport(const QList<Failure> &failures, QTextStream &err)
 
 void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
 {
-    const QString program = FindFfmpegProgram();
+    const QString program = findFfmpegProgram();
     QJsonArray array;
     for (const PlannedFile &f : files) {
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
-            + BuildFfmpegArguments(f.input, f.encoderOutput, f.plan);
+            + buildFfmpegArguments(f.input, f.encoderOutput, f.plan);
         if (json) {
             array.append(QJsonObject { { QStringLiteral("file"), f.input },
                 { QStringLiteral("seek"), f.plan.inputOptions },
@@ -280,7 +280,7 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
                 { QStringLiteral("engine"), f.engine } });
         } else {
             out << f.input << "\n  -> " << f.output << "\n  engine: " << f.engine << "\n  "
-                << CommandLineText(argv) << "\n";
+                << commandLineText(argv) << "\n";
         }
     }
     if (json)
@@ -312,7 +312,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
     QStringList rowNames;
     for (int i = 0; i < files.size(); ++i) {
         PlannedFile &f = files[i];
-        f.output = run.AddRow(int(fileOfRow.size()), f.input, f.plan);
+        f.output = run.addRow(int(fileOfRow.size()), f.input, f.plan);
         if (!f.output.isEmpty()) {
             fileOfRow.append(i);
             rowNames.append(f.name);
@@ -321,17 +321,17 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
         f.state = FileState::Failed;
         f.message = run.LastErrorText();
         // The name it would have had, for the report.
-        f.output = run.ClaimOutputNames(f.input, f.plan.extension).output;
+        f.output = run.claimOutputNames(f.input, f.plan.extension).output;
         failures.append({ f.name, f.message });
     }
     if (fileOfRow.isEmpty())
         return;
 
-    const bool live = !args.json && IsTerminal(STDOUT_FILENO);
+    const bool live = !args.json && isTerminal(STDOUT_FILENO);
     ConvertProgress progress(io.out, live, rowNames);
     QEventLoop loop;
     StopSignals stopSignals;
-    QObject::connect(&stopSignals, &StopSignals::stopRequested, &run, [&](int) { run.Stop(); });
+    QObject::connect(&stopSignals, &StopSignals::stopRequested, &run, [&](int) { run.stop(); });
     QObject::connect(&run, &ConversionRun::rowProgress, &run, [&](int row, int percent) {
         if (!args.json)
             progress.Progress(row, std::max(percent, 0));
@@ -341,20 +341,20 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
             PlannedFile &f = files[fileOfRow.at(row)];
             switch (outcome) {
             case RowOutcome::Done:
-                f.engine = run.TaskEngine(row);
+                f.engine = run.taskEngine(row);
                 f.state = FileState::Done;
-                f.output = run.FinalOutput(row);
+                f.output = run.finalOutput(row);
                 if (!args.json)
-                    progress.Ended(
+                    progress.ended(
                         row, QStringLiteral("done: ") + f.name + QStringLiteral(" -> ") + f.output);
                 break;
             case RowOutcome::Failed:
-                f.engine = run.TaskEngine(row);
+                f.engine = run.taskEngine(row);
                 f.state = FileState::Failed;
                 f.message = message;
                 failures.append({ f.name, message });
                 if (!args.json)
-                    progress.Ended(row, QStringLiteral("failed: ") + f.name);
+                    progress.ended(row, QStringLiteral("failed: ") + f.name);
                 break;
             case RowOutcome::Cancelled:
                 f.state = FileState::Cancelled;
@@ -366,14 +366,14 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
         });
     QObject::connect(&run, &ConversionRun::runEnded, &loop, &QEventLoop::quit);
 
-    run.Start(args.threads);
+    run.start(args.threads);
     if (run.State() != RunState::Idle)
         loop.exec();
     if (!args.json)
-        progress.Finish();
-    const QString explanation = run.StopReason() == RunStopReason::UserStop
+        progress.finish();
+    const QString explanation = run.stopReason() == RunStopReason::UserStop
         ? QStringLiteral("Stopped: the files not finished were removed.")
-        : StopExplanation(run.StopReason(), run.Folder());
+        : stopExplanation(run.stopReason(), run.folder());
     if (!explanation.isEmpty())
         io.err << explanation << "\n";
 }
@@ -397,12 +397,12 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     av_log_set_level(AV_LOG_QUIET);
 
     Catalogue catalogue;
-    if (!LoadCliCatalogue(catalogue, error)) {
+    if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli convert: " << error << "\n";
         return ExitCode::Failed;
     }
     OutputSettings settings(catalogue);
-    if (!ApplySettingsOptions(settings, args.settings, error)) {
+    if (!applySettingsOptions(settings, args.settings, error)) {
         io.err << "sonivert-cli convert: " << error << "\n";
         return ExitCode::Usage;
     }
@@ -419,18 +419,18 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
                << why << "\n";
         return ExitCode::OutputFolderUnusable;
     }
-    folder = WithTrailingSeparator(QFileInfo(folder.trimmed()).absoluteFilePath());
+    folder = withTrailingSeparator(QFileInfo(folder.trimmed()).absoluteFilePath());
 
     QList<PlannedFile> files;
     QList<Failure> failures;
     ConversionRun run;
-    run.Begin(folder);
+    run.begin(folder);
     for (const QString &given : std::as_const(args.files)) {
         const QString path = QFileInfo(given).absoluteFilePath();
-        ProbeResult probe = ProbeMediaFile(path);
+        ProbeResult probe = probeMediaFile(path);
         if (!probe.ok) {
             failures.append(
-                { probe.name.isEmpty() ? FileNameOf(path) : probe.name, probe.message });
+                { probe.name.isEmpty() ? fileNameOf(path) : probe.name, probe.message });
             continue;
         }
         QString message;
@@ -439,19 +439,19 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             continue;
         }
         PlannedFile f;
-        f.name = probe.item.Text(Field::Name);
-        f.input = probe.item.Text(Field::FilePath) + f.name;
+        f.name = probe.item.text(Field::Name);
+        f.input = probe.item.text(Field::FilePath) + f.name;
         if (args.dryRun && args.json)
-            f.settings = OutputSettingsJson(settings);
-        f.plan = PlanTask(probe.item, settings);
+            f.settings = outputSettingsJson(settings);
+        f.plan = planTask(probe.item, settings);
         // A dry run claims the names the run would claim; a real run claims them as it queues.
         if (args.dryRun) {
             const ConversionRun::OutputNames names
-                = run.ClaimOutputNames(f.input, f.plan.extension);
+                = run.claimOutputNames(f.input, f.plan.extension);
             f.output = names.output;
             f.encoderOutput = names.encoderOutput;
         }
-        f.engine = PlannedEngine(args.engine, f.plan);
+        f.engine = plannedEngine(args.engine, f.plan);
         files.append(f);
     }
 
@@ -460,10 +460,10 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
         QList<PlannedRow> rows;
         for (const PlannedFile &f : std::as_const(files))
             rows.append({ f.name, f.plan });
-        if (!CheckWorkerEngine(QStringLiteral("convert"), rows, io.err))
+        if (!checkWorkerEngine(QStringLiteral("convert"), rows, io.err))
             return ExitCode::Usage;
     }
-    run.SetEngineChoice(args.engine);
+    run.setEngineChoice(args.engine);
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);

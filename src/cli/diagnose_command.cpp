@@ -60,20 +60,20 @@ public:
     }
 
     // The engine of the last step.
-    QString LastEngine() const { return m_lastEngine; }
+    QString lastEngine() const { return m_lastEngine; }
 
-    StepOutcome RunStep() override
+    StepOutcome runStep() override
     {
         m_list.SetRowState(0, true, RowState::Ready);
-        const MediaItem &item = m_list.Item(0);
-        const TaskPlan plan = PlanTask(item, m_settings);
+        const MediaItem &item = m_list.item(0);
+        const TaskPlan plan = planTask(item, m_settings);
 
         ConversionRun run;
-        run.SetEngineChoice(m_engine);
-        run.Begin(m_folder);
+        run.setEngineChoice(m_engine);
+        run.begin(m_folder);
         RowOutcome outcome = RowOutcome::Cancelled;
         QString message;
-        if (run.AddRow(0, item.Text(Field::FilePath) + item.Text(Field::Name), plan).isEmpty()) {
+        if (run.addRow(0, item.text(Field::FilePath) + item.text(Field::Name), plan).isEmpty()) {
             outcome = RowOutcome::Failed;
             message = run.LastErrorText();
         } else {
@@ -84,16 +84,16 @@ public:
                     message = text;
                 });
             QObject::connect(&run, &ConversionRun::runEnded, &loop, &QEventLoop::quit);
-            run.Start(1);
+            run.start(1);
             if (run.State() != RunState::Idle)
                 loop.exec();
             // Only the outcome matters; the folder is removed at the end in any case.
             if (outcome == RowOutcome::Done)
-                QFile::remove(run.FinalOutput(0));
+                QFile::remove(run.finalOutput(0));
         }
-        m_lastEngine = run.TaskEngine(0);
+        m_lastEngine = run.taskEngine(0);
         if (m_lastEngine.isEmpty())
-            m_lastEngine = PlannedEngine(m_engine, plan);
+            m_lastEngine = plannedEngine(m_engine, plan);
 
         switch (outcome) {
         case RowOutcome::Done:
@@ -107,8 +107,8 @@ public:
             m_list.SetRowState(0, true, RowState::Cancelled);
             break;
         }
-        return { true, m_list.GetFieldText(0, Field::State),
-            m_list.GetFieldText(0, Field::ErrMsg) };
+        return { true, m_list.getFieldText(0, Field::State),
+            m_list.getFieldText(0, Field::ErrMsg) };
     }
 
 private:
@@ -129,18 +129,18 @@ public:
     {
     }
 
-    StepOutcome RunStep() override
+    StepOutcome runStep() override
     {
         // Planned without writing a bit-rate estimate back: the real sweep comes after.
         TaskPlan plan;
-        plan.encoding = PlanEncoding(m_item, ReadEncoderOptionSettings(m_settings));
-        plan.extension = CurrentOutputExtension(m_settings);
-        m_refused = WorkerRefusal(plan).isEmpty() ? std::nullopt : std::optional(plan);
+        plan.encoding = planEncoding(m_item, readEncoderOptionSettings(m_settings));
+        plan.extension = currentOutputExtension(m_settings);
+        m_refused = workerRefusal(plan).isEmpty() ? std::nullopt : std::optional(plan);
         return {};
     }
-    bool StopRequested() const override { return m_refused.has_value(); }
+    bool stopRequested() const override { return m_refused.has_value(); }
     // The plan refused, if one was.
-    const std::optional<TaskPlan> &Refused() const { return m_refused; }
+    const std::optional<TaskPlan> &refused() const { return m_refused; }
 
 private:
     const MediaItem &m_item;
@@ -161,7 +161,7 @@ struct DiagnoseArguments
 
 bool parseArguments(QStringList args, DiagnoseArguments &parsed, QString &error)
 {
-    if (!TakeSettingsOptions(args, parsed.settings, error))
+    if (!takeSettingsOptions(args, parsed.settings, error))
         return false;
     if (!parsed.settings.assignments.isEmpty()) {
         error = QStringLiteral("--set does not apply: a sweep chooses the entries itself");
@@ -190,7 +190,7 @@ bool parseArguments(QStringList args, DiagnoseArguments &parsed, QString &error)
                 value = arg.section(QLatin1Char('='), 1);
             else if (i + 1 < args.size())
                 value = args.at(++i);
-            const std::optional<SweepKind> kind = SweepKindFromName(value);
+            const std::optional<SweepKind> kind = sweepKindFromName(value);
             if (!kind) {
                 error = QStringLiteral("--sweep takes audio, presets or video");
                 return false;
@@ -202,7 +202,7 @@ bool parseArguments(QStringList args, DiagnoseArguments &parsed, QString &error)
                 value = arg.section(QLatin1Char('='), 1);
             else if (i + 1 < args.size())
                 value = args.at(++i);
-            if (!ParseEngineOption(value, parsed.engine, error))
+            if (!parseEngineOption(value, parsed.engine, error))
                 return false;
         } else {
             error = QStringLiteral("unknown option '%1'").arg(arg);
@@ -231,12 +231,12 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
     }
 
     Catalogue catalogue;
-    if (!LoadCliCatalogue(catalogue, error)) {
+    if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli diagnose: " << error << "\n";
         return ExitCode::Failed;
     }
     OutputSettings settings(catalogue);
-    if (!ApplySettingsOptions(settings, parsed.settings, error)) {
+    if (!applySettingsOptions(settings, parsed.settings, error)) {
         io.err << "sonivert-cli diagnose: " << error << "\n";
         return ExitCode::Usage;
     }
@@ -245,9 +245,9 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
     FileListModel list;
     FailureReport report;
     ProbeFile(parsed.file, list, report);
-    if (list.Count() == 0) {
-        const QString reason = report.IsEmpty() ? QStringLiteral("cannot be read")
-                                                : report.Entries().constLast().message;
+    if (list.count() == 0) {
+        const QString reason = report.isEmpty() ? QStringLiteral("cannot be read")
+                                                : report.entries().constLast().message;
         io.err << "sonivert-cli diagnose: " << parsed.file << ": " << reason << "\n";
         return ExitCode::Failed;
     }
@@ -259,35 +259,35 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
     }
 
     if (parsed.engine == EngineChoice::Worker) {
-        WorkerRefusalScan scan(list.Item(0), settings);
+        WorkerRefusalScan scan(list.item(0), settings);
         QString refusedCombination;
-        RunSweep(settings, parsed.kind, scan, [&](const SweepResult &result) {
-            if (scan.Refused() && refusedCombination.isEmpty())
+        runSweep(settings, parsed.kind, scan, [&](const SweepResult &result) {
+            if (scan.refused() && refusedCombination.isEmpty())
                 refusedCombination = result.combination.trimmed();
         });
         QList<PlannedRow> rows;
-        if (scan.Refused()) {
+        if (scan.refused()) {
             rows.append(
-                { list.Item(0).Text(Field::Name) + QStringLiteral(" as ") + refusedCombination,
-                    *scan.Refused() });
+                { list.item(0).text(Field::Name) + QStringLiteral(" as ") + refusedCombination,
+                    *scan.refused() });
         }
-        if (!CheckWorkerEngine(QStringLiteral("diagnose"), rows, io.err))
+        if (!checkWorkerEngine(QStringLiteral("diagnose"), rows, io.err))
             return ExitCode::Usage;
     }
 
     CliStepRunner runner(list, settings, folder.path(), parsed.engine);
     QJsonArray written;
-    const SweepSummary summary = RunSweep(
+    const SweepSummary summary = runSweep(
         settings, parsed.kind, runner, [&](const SweepResult &result) {
-            if (!ShouldWrite(result, parsed.failedOnly))
+            if (!shouldWrite(result, parsed.failedOnly))
                 return;
             if (parsed.json) {
                 written.append(QJsonObject { { QStringLiteral("combination"), result.combination },
                     { QStringLiteral("state"), result.state },
                     { QStringLiteral("message"), result.message },
-                    { QStringLiteral("engine"), runner.LastEngine() } });
+                    { QStringLiteral("engine"), runner.lastEngine() } });
             } else {
-                io.out << ResultLine(result) << "\n";
+                io.out << resultLine(result) << "\n";
                 io.out.flush();
             }
         });

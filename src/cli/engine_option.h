@@ -13,7 +13,7 @@ namespace sonivert::cli {
 inline const QString EngineOptionSynopsis = QStringLiteral("[--engine auto|ffmpeg|worker]");
 
 // The value of --engine; false with the usage error.
-bool ParseEngineOption(const QString &value, EngineChoice &choice, QString &error);
+bool parseEngineOption(const QString &value, EngineChoice &choice, QString &error);
 
 struct PlannedRow
 {
@@ -24,6 +24,6 @@ struct PlannedRow
 // With --engine worker everything must run on the worker, so a missing sonivert-worker or a row
 // it cannot run is a usage error, found before anything runs. False after writing the reason as
 // "sonivert-cli COMMAND: ...".
-bool CheckWorkerEngine(const QString &command, const QList<PlannedRow> &rows, QTextStream &err);
+bool checkWorkerEngine(const QString &command, const QList<PlannedRow> &rows, QTextStream &err);
 
 } // namespace sonivert::cli

@@ -16,13 +16,13 @@ class FfmpegJob;
 // from the file's start and needs no index to seek in.
 //
 // From option texts only (split like a shell word list), for a task queued without a plan:
-QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
+QStringList buildFfmpegArguments(const QString &input, const QString &inputOptions,
     const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
 // From a plan: the output options are rendered from its values, as its option string is (from its
 // texts when it has no values).
-QStringList BuildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan);
+QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan);
 // A queued task, writing its temporary output: from its plan when it has one.
-QStringList BuildFfmpegArguments(const EncodeTask &task);
+QStringList buildFfmpegArguments(const EncodeTask &task);
 
 // A task converted by one run of the ffmpeg program, then read back: an exit status of 0 proves
 // nothing about the file.
@@ -34,25 +34,25 @@ public:
     FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent = nullptr);
     ~FfmpegEncodeJob() override;
 
-    void Start() override;
-    void Pause() override;
-    void Resume() override;
-    void Stop() override;
-    void StopAndWait() override;
+    void start() override;
+    void pause() override;
+    void resume() override;
+    void stop() override;
+    void stopAndWait() override;
 
 private:
     void onProcessFinished();
     void onOutputChecked(const OutputVerdict &verdict);
     QString failureMessage() const;
 
-    QString program_;
-    EncodeTask task_;
-    FfmpegJob *process_ = nullptr;
-    QPointer<QFutureWatcher<OutputVerdict>> check_;
-    bool stopping_ = false;
+    QString m_program;
+    EncodeTask m_task;
+    FfmpegJob *m_process = nullptr;
+    QPointer<QFutureWatcher<OutputVerdict>> m_check;
+    bool m_stopping = false;
 };
 
 // The factory of the ffmpeg engine: every job runs program.
-EncodeJobFactory FfmpegJobFactory(const QString &program);
+EncodeJobFactory ffmpegJobFactory(const QString &program);
 
 } // namespace sonivert

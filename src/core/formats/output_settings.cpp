@@ -80,17 +80,17 @@ const NumberSetting &OutputSettings::number(NumberId id) const
     return m_numbers[std::size_t(id)];
 }
 
-void OutputSettings::SelectFormat(const QString &keyword)
+void OutputSettings::selectFormat(const QString &keyword)
 {
     Batch batch(*this);
     m_keyword = keyword.trimmed();
     m_offered = ListFormatPresets(m_catalogue.presets, OfferedMaker, m_keyword);
     m_mainIndex = -1;
     emit presetListChanged();
-    SelectMainPreset(DefaultPresetIndex(int(m_offered.size())));
+    selectMainPreset(defaultPresetIndex(int(m_offered.size())));
 }
 
-void OutputSettings::SelectMainPreset(int index)
+void OutputSettings::selectMainPreset(int index)
 {
     if (index < 0 || index >= m_offered.size())
         return;
@@ -98,15 +98,15 @@ void OutputSettings::SelectMainPreset(int index)
     m_mainIndex = index;
     m_selectedId = m_offered.at(index).id;
     emit mainPresetChanged(index);
-    ApplyPresetId(m_selectedId);
+    applyPresetId(m_selectedId);
 }
 
-void OutputSettings::SetSelectedPresetId(const QString &id)
+void OutputSettings::setSelectedPresetId(const QString &id)
 {
     m_selectedId = id;
 }
 
-void OutputSettings::ApplyPresetId(const QString &id)
+void OutputSettings::applyPresetId(const QString &id)
 {
     ChangePreset(FindCatalogueRow(m_catalogue.presets, QStringLiteral("ID"), id));
 }
@@ -153,7 +153,7 @@ void OutputSettings::ChangePreset(int row)
     QString quality = cell("QualityLevel");
     const bool qualityLocked = quality.startsWith(QLatin1Char('#'));
     quality.remove(QLatin1Char('#'));
-    if (const auto level = QualityLevelFromName(quality)) {
+    if (const auto level = qualityLevelFromName(quality)) {
         m_quality = *level;
         m_qualityEnabled = !qualityLocked;
     } else {
@@ -194,7 +194,7 @@ void OutputSettings::ChangePreset(int row)
     refreshEnabledStates();
 }
 
-void OutputSettings::ChooseEntry(ChoiceListId id, int index)
+void OutputSettings::chooseEntry(ChoiceListId id, int index)
 {
     ChoiceList &target = list(id);
     if (index < 0 || index >= target.entries.size())
@@ -206,16 +206,16 @@ void OutputSettings::ChooseEntry(ChoiceListId id, int index)
         StoreAudioSettings();
 }
 
-bool OutputSettings::ChooseEntryText(ChoiceListId id, const QString &text)
+bool OutputSettings::chooseEntryText(ChoiceListId id, const QString &text)
 {
     const int index = choice(id).indexOf(text);
     if (index < 0)
         return false;
-    ChooseEntry(id, index);
+    chooseEntry(id, index);
     return true;
 }
 
-void OutputSettings::SetNumber(NumberId id, int value)
+void OutputSettings::setNumber(NumberId id, int value)
 {
     Batch batch(*this);
     const NumberSetting &target = number(id);
@@ -225,7 +225,7 @@ void OutputSettings::SetNumber(NumberId id, int value)
     refreshEnabledStates();
 }
 
-void OutputSettings::ChooseQualityLevel(QualityLevel level)
+void OutputSettings::chooseQualityLevel(QualityLevel level)
 {
     Batch batch(*this);
     m_quality = level;
@@ -252,11 +252,11 @@ void OutputSettings::StoreAudioSettings()
         // The preset table keeps audio bit rates as bare numbers; applying appends the unit.
         if (id == ChoiceListId::AudioBitrate && value.endsWith(Kbps))
             value.chop(Kbps.size());
-        SetCatalogueCell(m_catalogue.presets, row, ChoiceListName(id), value, false, false);
+        SetCatalogueCell(m_catalogue.presets, row, choiceListName(id), value, false, false);
     }
 }
 
-void OutputSettings::SetVideoBitrateValue(int kbps)
+void OutputSettings::setVideoBitrateValue(int kbps)
 {
     Batch batch(*this);
     setValue(NumberId::VideoBitrate, kbps);
@@ -504,7 +504,7 @@ void OutputSettings::videoBitrateChanged()
     if (text == SmartFit) {
         setValue(NumberId::VideoBitrate,
             EstimateVideoBitrate(num(NumberId::Width).value, num(NumberId::Height).value,
-                choiceText(ChoiceListId::FPS), QualityFactor(m_quality), BitrateUnit::Kbps));
+                choiceText(ChoiceListId::FPS), qualityFactor(m_quality), BitrateUnit::Kbps));
     } else if (text.endsWith(Kbps)) {
         setValue(NumberId::VideoBitrate, numberFromText(text.chopped(Kbps.size())));
     }
@@ -546,9 +546,9 @@ void OutputSettings::refreshEnabledStates()
         = customBitrate && !m_numberLocked[std::size_t(NumberId::VideoBitrate)];
 }
 
-OutputSettings &AppOutputSettings()
+OutputSettings &appOutputSettings()
 {
-    static OutputSettings settings(AppCatalogue());
+    static OutputSettings settings(appCatalogue());
     return settings;
 }
 

@@ -47,7 +47,7 @@ public:
     bool isBusy() const;
 
     // The local files and folders of a text/uri-list, in drop order; anything else is left out.
-    static QStringList LocalPaths(const QMimeData *mimeData);
+    static QStringList localPaths(const QMimeData *mimeData);
 
 private:
     bool wants(QDropEvent *event) const;

@@ -62,7 +62,7 @@ public:
     ~MainWindow() override;
 
     // The load sequence; arguments are the command-line files (only the first is ever opened).
-    void Load(const QStringList &arguments);
+    void load(const QStringList &arguments);
 
     void SetControlsState(ControlsMode mode, bool flag);
     int GetConvertButtonState() const { return m_convert->buttonState(); }
@@ -140,7 +140,7 @@ private:
     void setUpConversion();
 
     bool closeQuery();
-    void Unload();
+    void unload();
     void onStartUpTimer();
 
     Identity m_identity;

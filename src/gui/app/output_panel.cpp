@@ -74,7 +74,7 @@ OutputPanel::OutputPanel(const Buttons &buttons, const QString &settingsKey, QWi
     connect(buttons.openFolder, &QPushButton::clicked, this, &OutputPanel::openFolderCommand);
     connect(buttons.browseFolder, &QPushButton::clicked, this, &OutputPanel::browseFolderCommand);
     connect(m_folder, &QLineEdit::editingFinished, this, &OutputPanel::folderEdited);
-    m_formatBinder = new FormatPresetBinder(m_format, m_preset, AppOutputSettings(), this);
+    m_formatBinder = new FormatPresetBinder(m_format, m_preset, appOutputSettings(), this);
 }
 
 OutputPanel::~OutputPanel()
@@ -100,7 +100,7 @@ bool OutputPanel::useFolder()
     QString folder = m_folder->text();
     QString why;
     const bool usable = CheckOutputFolder(folder, &why);
-    m_folder->setText(usable ? WithTrailingSeparator(folder) : folder);
+    m_folder->setText(usable ? withTrailingSeparator(folder) : folder);
     if (usable)
         return true;
     m_folderProblem->setText(why);
@@ -113,7 +113,7 @@ bool OutputPanel::useFolder()
 void OutputPanel::selectFirstFormat()
 {
     m_formatBinder->FillFormatKeywordList();
-    m_formatBinder->SelectFormatAt(0);
+    m_formatBinder->selectFormatAt(0);
 }
 
 void OutputPanel::setFormatListEnabled(bool enabled)
@@ -152,13 +152,13 @@ void OutputPanel::browseFolderCommand()
         = QFileDialog::getExistingDirectory(window(), QStringLiteral("Output Folder"), start);
     if (chosen.isEmpty())
         chosen = start;
-    m_folder->setText(WithTrailingSeparator(QDir::fromNativeSeparators(chosen)));
+    m_folder->setText(withTrailingSeparator(QDir::fromNativeSeparators(chosen)));
     RegWriteText(m_settingsKey, QStringLiteral("OutputPath"), m_folder->text());
 }
 
 void OutputPanel::folderEdited()
 {
-    m_folder->setText(WithTrailingSeparator(m_folder->text()));
+    m_folder->setText(withTrailingSeparator(m_folder->text()));
 }
 
 } // namespace sonivert

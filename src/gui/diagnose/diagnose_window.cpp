@@ -51,7 +51,7 @@ public:
     {
     }
 
-    void BeforeStep() override
+    void beforeStep() override
     {
         // The last run ended inside an engine event; a click that came in meanwhile (Stop, the
         // close box) is handled now, while the main window takes clicks, rather than lost behind
@@ -68,9 +68,9 @@ public:
         }
     }
 
-    StepOutcome RunStep() override
+    StepOutcome runStep() override
     {
-        if (!m_main || !m_window || m_main->fileList()->Count() == 0)
+        if (!m_main || !m_window || m_main->fileList()->count() == 0)
             return { false, QString(), QString() };
         ConversionRun *run = m_main->conversionRun();
         QEventLoop loop;
@@ -100,29 +100,29 @@ public:
 
         FileListModel *list = m_main->fileList();
         StepOutcome outcome;
-        outcome.state = list->GetFieldText(0, Field::State).trimmed();
-        outcome.message = list->GetFieldText(0, Field::ErrMsg).trimmed();
+        outcome.state = list->getFieldText(0, Field::State).trimmed();
+        outcome.message = list->getFieldText(0, Field::ErrMsg).trimmed();
         // Only the outcome matters; the files would pile up in the output folder.
-        for (int row = 0; row < list->Count(); ++row) {
-            if (list->GetRowState(row) == RowState::Done)
-                QFile::remove(list->GetFieldText(row, Field::ConvertedFileName));
+        for (int row = 0; row < list->count(); ++row) {
+            if (list->getRowState(row) == RowState::Done)
+                QFile::remove(list->getFieldText(row, Field::ConvertedFileName));
         }
         return outcome;
     }
 
-    bool StopRequested() const override
+    bool stopRequested() const override
     {
         return !m_window || m_window->m_stopRequested || !m_main
-            || m_main->fileList()->Count() == 0;
+            || m_main->fileList()->count() == 0;
     }
 
-    bool SampleSizeShown(const OutputSettings &settings) const override
+    bool sampleSizeShown(const OutputSettings &settings) const override
     {
-        const QWidget *dialog = FormatSettingWindow(m_main);
+        const QWidget *dialog = formatSettingWindow(m_main);
         const auto *sizes = dialog->findChild<QComboBox *>(QStringLiteral("Combo_OutputFile_8"));
         if (sizes && !sizes->isVisibleTo(dialog))
             return false;
-        return DiagnosisStepRunner::SampleSizeShown(settings);
+        return DiagnosisStepRunner::sampleSizeShown(settings);
     }
 
 private:
@@ -149,7 +149,7 @@ DiagnoseWindow::DiagnoseWindow(MainWindow *mainWindow)
     setWindowTitle(QStringLiteral("Diagnose"));
     buildLayout();
 
-    connect(m_main, &MainWindow::engineLog, this, &DiagnoseWindow::AppendEngineLog);
+    connect(m_main, &MainWindow::engineLog, this, &DiagnoseWindow::appendEngineLog);
     // Stop on the main window ends the sweep too, once the stopped step has been read.
     connect(m_main->listButton(BtnStop), &QPushButton::clicked, this, [this] {
         if (m_sweeping)
@@ -165,7 +165,7 @@ DiagnoseWindow::DiagnoseWindow(MainWindow *mainWindow)
 DiagnoseWindow::~DiagnoseWindow()
 {
     if (m_sweeping)
-        Flags().diagnosisRunning = false;
+        flags().diagnosisRunning = false;
 }
 
 void DiagnoseWindow::buildLayout()
@@ -240,7 +240,7 @@ void DiagnoseWindow::buildLayout()
 
 void DiagnoseWindow::updateCommands()
 {
-    const bool rows = m_main && m_main->fileList()->Count() > 0;
+    const bool rows = m_main && m_main->fileList()->count() > 0;
     for (int i : { TestAudioSettings, TestPresets, TestVideoCodecs }) {
         m_test[std::size_t(i)]->setEnabled(rows && !m_sweeping);
         m_test[std::size_t(i)]->setToolTip(rows ? QString() : EmptyListText);
@@ -257,7 +257,7 @@ void DiagnoseWindow::testCommand(int index)
         return;
     if (index == TestClear) {
         m_results->clear();
-        Flags().diagnosisRunning = false;
+        flags().diagnosisRunning = false;
         return;
     }
     SweepKind kind = SweepKind::AudioSettings;
@@ -267,7 +267,7 @@ void DiagnoseWindow::testCommand(int index)
         kind = SweepKind::VideoCodecs;
     else if (index != TestAudioSettings)
         return;
-    if (m_main->fileList()->Count() == 0) {
+    if (m_main->fileList()->count() == 0) {
         m_status->setText(EmptyListText);
         return;
     }
@@ -279,7 +279,7 @@ void DiagnoseWindow::testCommand(int index)
 
     m_sweeping = true;
     m_stopRequested = false;
-    Flags().diagnosisRunning = true;
+    flags().diagnosisRunning = true;
     updateCommands();
     m_status->setText(
         QStringLiteral("Testing... Stop ends the test after the current conversion."));
@@ -287,11 +287,11 @@ void DiagnoseWindow::testCommand(int index)
     const QPointer<DiagnoseWindow> self(this);
     StepRunner runner(m_main, this);
     const SweepSummary summary
-        = RunSweep(AppOutputSettings(), kind, runner, [this, &self](const SweepResult &result) {
+        = runSweep(appOutputSettings(), kind, runner, [this, &self](const SweepResult &result) {
               if (self)
                   writeResult(result);
           });
-    Flags().diagnosisRunning = false;
+    flags().diagnosisRunning = false;
     if (!self)
         return; // the main window went away with this window in the middle of the sweep
 
@@ -305,8 +305,8 @@ void DiagnoseWindow::testCommand(int index)
 
 void DiagnoseWindow::writeResult(const SweepResult &result)
 {
-    if (ShouldWrite(result, m_failedOnly->isChecked()))
-        appendLine(m_results, ResultLine(result));
+    if (shouldWrite(result, m_failedOnly->isChecked()))
+        appendLine(m_results, resultLine(result));
 }
 
 void DiagnoseWindow::showSummary(const SweepSummary &summary)
@@ -336,7 +336,7 @@ void DiagnoseWindow::requestStop()
     updateCommands();
 }
 
-void DiagnoseWindow::AppendEngineLog(const QString &line)
+void DiagnoseWindow::appendEngineLog(const QString &line)
 {
     if (!m_engineLogOn->isChecked())
         return;
@@ -350,9 +350,9 @@ void DiagnoseWindow::appendOptionString()
         return;
     const FileListModel *list = m_main->fileList();
     const int row = m_main->CurrentItemIndex();
-    if (row < 0 || row >= list->Count())
+    if (row < 0 || row >= list->count())
         return;
-    appendLine(m_options, BuildEncoderOptions(list->Item(row), AppOutputSettings()));
+    appendLine(m_options, BuildEncoderOptions(list->item(row), appOutputSettings()));
 }
 
 void DiagnoseWindow::keyPressEvent(QKeyEvent *event)
@@ -378,7 +378,7 @@ void DiagnoseWindow::closeEvent(QCloseEvent *event)
     deleteLater();
 }
 
-DiagnoseWindow *OpenDiagnoseWindow(MainWindow *mainWindow)
+DiagnoseWindow *openDiagnoseWindow(MainWindow *mainWindow)
 {
     static QPointer<DiagnoseWindow> window;
     if (window && window->parentWidget() != mainWindow)

@@ -10,16 +10,16 @@ using namespace sonivert;
 
 namespace {
 
-QByteArray Hex(const QByteArray &digest)
+QByteArray hex(const QByteArray &digest)
 {
     return digest.toHex();
 }
 
-QByteArray Sha(int method, const QByteArray &data)
+QByteArray sha(int method, const QByteArray &data)
 {
     Enc2 sha;
-    sha.SetHashMethod(method);
-    return Hex(sha.HashString(data));
+    sha.setHashMethod(method);
+    return hex(sha.HashString(data));
 }
 
 } // namespace
@@ -29,8 +29,8 @@ class Sha2Test : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { SetStopProcessing(false); }
-    void cleanup() { SetStopProcessing(false); }
+    void init() { setStopProcessing(false); }
+    void cleanup() { setStopProcessing(false); }
 
     void publishedVectors_data()
     {
@@ -65,8 +65,8 @@ private slots:
         QFETCH(QByteArray, message);
         QFETCH(QByteArray, sha224);
         QFETCH(QByteArray, sha256);
-        QCOMPARE(Sha(0, message), sha224);
-        QCOMPARE(Sha(1, message), sha256);
+        QCOMPARE(sha(0, message), sha224);
+        QCOMPARE(sha(1, message), sha256);
     }
 
     // Every padding case: lengths on both sides of the 55/56 and 63/64 byte block boundaries.
@@ -74,9 +74,9 @@ private slots:
     {
         QByteArray message;
         for (int length = 0; length <= 200; ++length) {
-            QCOMPARE(Sha(0, message),
+            QCOMPARE(sha(0, message),
                 QCryptographicHash::hash(message, QCryptographicHash::Sha224).toHex());
-            QCOMPARE(Sha(1, message),
+            QCOMPARE(sha(1, message),
                 QCryptographicHash::hash(message, QCryptographicHash::Sha256).toHex());
             message.append(static_cast<char>((length * 37 + 11) & 0xff));
         }
@@ -88,30 +88,30 @@ private slots:
         QCOMPARE(sha.HashMethod(), 1);
         QCOMPARE(sha.HashRounds(), 1);
 
-        sha.SetHashMethod(6);
+        sha.setHashMethod(6);
         QCOMPARE(sha.HashMethod(), 1);
-        sha.SetHashMethod(-1);
+        sha.setHashMethod(-1);
         QCOMPARE(sha.HashMethod(), 1);
-        sha.SetHashMethod(0);
+        sha.setHashMethod(0);
         QCOMPARE(sha.HashString("abc").size(), 28);
 
         // Accepted as settings, but there is no such hash here.
-        sha.SetHashMethod(5);
+        sha.setHashMethod(5);
         QCOMPARE(sha.HashMethod(), 5);
         QVERIFY(sha.HashString("abc").isEmpty());
 
-        sha.SetHashRounds(0);
+        sha.setHashRounds(0);
         QCOMPARE(sha.HashRounds(), 1);
-        sha.SetHashRounds(11);
+        sha.setHashRounds(11);
         QCOMPARE(sha.HashRounds(), 1);
-        sha.SetHashRounds(10);
+        sha.setHashRounds(10);
         QCOMPARE(sha.HashRounds(), 10);
     }
 
     void furtherRoundsHashThePreviousDigest()
     {
         Enc2 sha;
-        sha.SetHashRounds(3);
+        sha.setHashRounds(3);
         QByteArray expected = "abc";
         for (int i = 0; i < 3; ++i)
             expected = QCryptographicHash::hash(expected, QCryptographicHash::Sha256);
@@ -132,22 +132,22 @@ private slots:
     void hashFrontEndRounds()
     {
         Enc4 front;
-        front.SetHashRounds(10);
+        front.setHashRounds(10);
         QCOMPARE(front.HashRounds(), 10);
-        front.SetHashRounds(11);
+        front.setHashRounds(11);
         QCOMPARE(front.HashRounds(), 1);
 
-        front.SetHashMethod(23);
-        front.SetHashRounds(5);
+        front.setHashMethod(23);
+        front.setHashRounds(5);
         QCOMPARE(front.HashRounds(), 5);
 
         // Methods outside 0-12 and 20-23 take 3 to 15 rounds.
-        front.SetHashMethod(15);
-        front.SetHashRounds(15);
+        front.setHashMethod(15);
+        front.setHashRounds(15);
         QCOMPARE(front.HashRounds(), 15);
-        front.SetHashRounds(2);
+        front.setHashRounds(2);
         QCOMPARE(front.HashRounds(), 3);
-        front.SetHashRounds(16);
+        front.setHashRounds(16);
         QCOMPARE(front.HashRounds(), 3);
 
         QByteArray result = "untouched";
@@ -157,7 +157,7 @@ private slots:
 
     void stopFlagMakesHashingFail()
     {
-        SetStopProcessing(true);
+        setStopProcessing(true);
         Enc2 sha;
         QVERIFY(sha.HashString("abc").isEmpty());
         Enc4 front;
@@ -165,7 +165,7 @@ private slots:
         QByteArray material;
         QVERIFY(!front.HashString("abc", material));
 
-        front.SetStopProcessing(false);
+        front.setStopProcessing(false);
         QVERIFY(!StopProcessing());
         QVERIFY(front.HashString("abc", material));
     }

@@ -18,17 +18,17 @@ Q_DECLARE_METATYPE(sonivert::TaskCut)
 MediaItem sourceItem(bool trimmed)
 {
     MediaItem item;
-    item.Set(Field::VideoWidth, 640);
-    item.Set(Field::VideoHeight, 480);
-    item.Set(Field::VideoFrameRateNumerator, 25);
-    item.Set(Field::VideoSampleAspectRatio, u"1.33"_s);
-    item.Set(Field::Deinterlacing, u"black"_s);
-    item.Set(Field::FileDurationLow, u"90000000"_s);
-    item.Set(Field::FileDurationHigh, u"0"_s);
-    item.Set(Field::TrimStartLow, trimmed ? u"10000000"_s : u"0"_s);
-    item.Set(Field::TrimStartHigh, u"0"_s);
-    item.Set(Field::TrimEndLow, trimmed ? u"70500000"_s : u"90000000"_s);
-    item.Set(Field::TrimEndHigh, u"0"_s);
+    item.set(Field::VideoWidth, 640);
+    item.set(Field::VideoHeight, 480);
+    item.set(Field::VideoFrameRateNumerator, 25);
+    item.set(Field::VideoSampleAspectRatio, u"1.33"_s);
+    item.set(Field::Deinterlacing, u"black"_s);
+    item.set(Field::FileDurationLow, u"90000000"_s);
+    item.set(Field::FileDurationHigh, u"0"_s);
+    item.set(Field::TrimStartLow, trimmed ? u"10000000"_s : u"0"_s);
+    item.set(Field::TrimStartHigh, u"0"_s);
+    item.set(Field::TrimEndLow, trimmed ? u"70500000"_s : u"90000000"_s);
+    item.set(Field::TrimEndHigh, u"0"_s);
     item.trimmed = trimmed;
     item.source.durationUs = 90'000'000;
     item.source.tags = { { u"title"_s, u"A \"B\" C"_s }, { u"artist"_s, u"Band"_s } };
@@ -43,7 +43,7 @@ class EngineRulesTest : public QObject
     Catalogue m_catalogue;
 
 private slots:
-    void initTestCase() { QVERIFY(LoadBuiltInCatalogue(m_catalogue, m_folder.path())); }
+    void initTestCase() { QVERIFY(loadBuiltInCatalogue(m_catalogue, m_folder.path())); }
 
     // The command line is rendered from the plan, as the option texts people read are; for
     // every preset of the catalogue, whole and trimmed, ffmpeg gets the words the texts say.
@@ -66,14 +66,14 @@ private slots:
         QFETCH(bool, trimmed);
         OutputSettings settings(m_catalogue);
         settings.ChangePreset(presetRow);
-        const TaskPlan plan = PlanTask(sourceItem(trimmed), settings);
-        const QStringList fromTexts = BuildFfmpegArguments(u"/in/a.mp4"_s, plan.inputOptions,
+        const TaskPlan plan = planTask(sourceItem(trimmed), settings);
+        const QStringList fromTexts = buildFfmpegArguments(u"/in/a.mp4"_s, plan.inputOptions,
             u"/out/.a.x"_s, plan.outputOptions, plan.cut, plan.source.tags);
-        QCOMPARE(BuildFfmpegArguments(u"/in/a.mp4"_s, u"/out/.a.x"_s, plan), fromTexts);
+        QCOMPARE(buildFfmpegArguments(u"/in/a.mp4"_s, u"/out/.a.x"_s, plan), fromTexts);
 
         EncodeTask task { u"/in/a.mp4"_s, u"/out/a.x"_s, u"/out/.a.x"_s, plan.inputOptions,
             plan.outputOptions, plan.cut, plan.source, plan.encoding };
-        QCOMPARE(BuildFfmpegArguments(task), fromTexts);
+        QCOMPARE(buildFfmpegArguments(task), fromTexts);
         QCOMPARE(fromTexts.count(u"-ss"_s), trimmed ? 1 : 0);
     }
 
@@ -103,20 +103,20 @@ private slots:
     {
         QFETCH(QString, options);
         QFETCH(QStringList, words);
-        QCOMPARE(SplitOptionWords(options), words);
+        QCOMPARE(splitOptionWords(options), words);
     }
 
     void ffmpegWords()
     {
         QCOMPARE(
-            FfmpegOptionWords(
+            ffmpegOptionWords(
                 u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec libmp3lame -vn -t 60.5"_s),
             QStringList({ u"-ac"_s, u"2"_s, u"-ar"_s, u"44100"_s, u"-ab"_s, u"192k"_s, u"-acodec"_s,
                 u"libmp3lame"_s, u"-vn"_s, u"-t"_s, u"60.5"_s }));
-        QCOMPARE(FfmpegOptionWords(QStringLiteral("-VideoOutputHook  -acodec libfaac -ab 128k")),
+        QCOMPARE(ffmpegOptionWords(QStringLiteral("-VideoOutputHook  -acodec libfaac -ab 128k")),
             QStringList({ u"-acodec"_s, u"aac"_s, u"-ab"_s, u"128k"_s }));
         // Only as the codec's value: a file or title named libfaac stays.
-        QCOMPARE(FfmpegOptionWords(QStringLiteral("-metadata libfaac")),
+        QCOMPARE(ffmpegOptionWords(QStringLiteral("-metadata libfaac")),
             QStringList({ u"-metadata"_s, u"libfaac"_s }));
     }
 
@@ -124,7 +124,7 @@ private slots:
     {
         const SongTags tags { { u"title"_s, u"Ünïcode, \"quoted\""_s },
             { u"artist"_s, u"Band"_s } };
-        const QStringList args = BuildFfmpegArguments(QStringLiteral("/in/-a b.avi"),
+        const QStringList args = buildFfmpegArguments(QStringLiteral("/in/-a b.avi"),
             QStringLiteral(" -ss 10 -re"), QStringLiteral("/out/.t.MP3"),
             QStringLiteral("-VideoOutputHook  -vn -acodec libmp3lame -t 60.5"), TaskCut {}, tags);
         const qsizetype input = args.indexOf(QStringLiteral("-i"));
@@ -137,7 +137,7 @@ private slots:
                     u"artist=Band"_s, u"-vn"_s, u"-acodec"_s, u"libmp3lame"_s, u"/out/.t.MP3"_s }));
         for (const char *needed : { "-nostdin", "-hide_banner", "-nostats", "-n" })
             QVERIFY2(args.indexOf(QLatin1String(needed)) < input, needed);
-        QCOMPARE(OptionValue(args, QStringLiteral("-progress")), QStringLiteral("pipe:1"));
+        QCOMPARE(optionValue(args, QStringLiteral("-progress")), QStringLiteral("pipe:1"));
         QVERIFY(!args.contains(QStringLiteral("-VideoOutputHook")));
     }
 
@@ -157,7 +157,7 @@ private slots:
     {
         QFETCH(TaskCut, cut);
         QFETCH(QStringList, tail);
-        const QStringList args = BuildFfmpegArguments(u"/in/a.flv"_s, u" -ss 99"_s,
+        const QStringList args = buildFfmpegArguments(u"/in/a.flv"_s, u" -ss 99"_s,
             u"/out/.a.MP3"_s, u"-VideoOutputHook  -vn -t 99"_s, cut, {});
         // The cut follows the input and the person's options, so it is made after decoding.
         const qsizetype input = args.indexOf(u"-i"_s);
@@ -167,9 +167,9 @@ private slots:
         QCOMPARE(args.count(u"-ss"_s), cut.startUs > 0 ? 1 : 0);
     }
 
-    void commandLineText()
+    void commandLineTextCases()
     {
-        QCOMPARE(CommandLineText({ u"ffmpeg"_s, u"-i"_s, u"/in/a b.mp4"_s, u"it's"_s, u""_s,
+        QCOMPARE(commandLineText({ u"ffmpeg"_s, u"-i"_s, u"/in/a b.mp4"_s, u"it's"_s, u""_s,
                      u"-metadata"_s, u"title=x,y"_s, u"/out/ü.MP3"_s }),
             u"ffmpeg -i '/in/a b.mp4' 'it'\\''s' '' -metadata title=x,y '/out/ü.MP3'"_s);
     }
@@ -198,7 +198,7 @@ private slots:
         QFETCH(qint64, duration);
         QFETCH(TaskCut, cut);
         QFETCH(qint64, expected);
-        QCOMPARE(ExpectedOutputLength(duration, cut), expected);
+        QCOMPARE(expectedOutputLength(duration, cut), expected);
     }
 
     void logLines_data()
@@ -225,7 +225,7 @@ private slots:
         QFETCH(QString, line);
         QFETCH(int, level);
         QFETCH(QString, text);
-        const FfmpegLogLine parsed = ParseFfmpegLogLine(line);
+        const FfmpegLogLine parsed = parseFfmpegLogLine(line);
         QCOMPARE(parsed.level, level);
         QCOMPARE(parsed.text, text);
     }
@@ -279,7 +279,7 @@ private slots:
         QFETCH(QString, expected);
         const FailureFacts facts { QStringLiteral("/in/a b.mp4"), QStringLiteral("/out/a.MP3"),
             hasAudio };
-        QCOMPARE(EngineMessage(errors, facts), expected);
+        QCOMPARE(engineMessage(errors, facts), expected);
     }
 };
 
