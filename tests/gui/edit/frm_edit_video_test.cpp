@@ -250,17 +250,12 @@ private slots:
         QVERIFY(waitClosed(editor));
         QVERIFY(messages.texts.isEmpty());
 
+        // What the row holds after a save is TrimRange's (trim_range_test); here: OK saves the
+        // range into this row and no other.
         QCOMPARE(list_.GetFieldText(row, Field::TrimStartLow), HalfText(start.low));
-        QCOMPARE(list_.GetFieldText(row, Field::TrimStartHigh), HalfText(start.high));
         QCOMPARE(list_.GetFieldText(row, Field::TrimEndLow), HalfText(end.low));
-        QCOMPARE(list_.GetFieldText(row, Field::TrimEndHigh), HalfText(end.high));
-        QCOMPARE(list_.GetFieldText(row, Field::SrcDuration), QStringLiteral("3.03"));
-        QCOMPARE(list_.GetFieldText(row, Field::Duration), QStringLiteral("00:00:10"));
-        QCOMPARE(list_.Item(row).durationCaption, QStringLiteral("  00:00:03"));
-        QCOMPARE(list_.Item(row).durationToolTip, QStringLiteral("Trimmed from (00:00:10)"));
         QCOMPARE(list_.Item(row).durationIcon, int(ListIcon::Trimmed));
         QCOMPARE(list_.FooterDurationText(), QStringLiteral("00:00:13"));
-        // The other row is untouched.
         QCOMPARE(list_.Item(0).durationIcon, int(ListIcon::None));
 
         // Opening the row again shows the saved range.
@@ -268,8 +263,6 @@ private slots:
         QVERIFY(editor);
         QCOMPARE(editor->Range().Start(), start);
         QCOMPARE(editor->Range().End(), end);
-        QVERIFY(qAbs(editor->Range().StartPixel() - 289) <= 1);
-        QVERIFY(qAbs(editor->Range().EndPixel() - 465) <= 1);
         editor->close();
         QVERIFY(waitClosed(editor));
     }
