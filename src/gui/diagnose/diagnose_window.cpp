@@ -1,6 +1,7 @@
 #include "gui/diagnose/diagnose_window.h"
 
 #include "core/app/app_flags.h"
+#include "core/app/run_options.h"
 #include "core/convert/conversion_run.h"
 #include "core/convert/option_builder.h"
 #include "core/formats/output_settings.h"
@@ -18,7 +19,6 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
@@ -130,9 +130,8 @@ private:
     // main window says why beside the folder box.
     QString unusableFolderMessage() const
     {
-        const auto *box = m_main->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"));
         const auto *why = m_main->findChild<QLabel *>(QStringLiteral("lbl_OutputFolderProblem"));
-        return (box ? box->text() : QString()) + QStringLiteral(": ")
+        return m_main->runOptions()->outputFolder() + QStringLiteral(": ")
             + (why && !why->text().isEmpty() ? why->text()
                                              : QStringLiteral("The output folder cannot be used."));
     }
