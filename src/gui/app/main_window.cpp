@@ -123,6 +123,8 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
         fileView()->setEnabled(true);
         break;
     }
+    if (Flags().diagnosisRunning)
+        m_cmd[BtnConvert]->setEnabled(false);
 }
 
 void MainWindow::setUpConversion()

@@ -63,6 +63,7 @@ public:
     // The load sequence; arguments are the command-line files (only the first is ever opened).
     void Load(const QStringList &arguments);
 
+    // While a diagnosis sweep runs, Convert stays disabled whatever the mode.
     void SetControlsState(ControlsMode mode, bool flag);
     int GetConvertButtonState() const { return m_convert->buttonState(); }
     void SetConvertButtonState(int state) { m_convert->showButtonState(state); }
@@ -112,7 +113,7 @@ public:
     // The conversion: Convert (also Pause and Resume) and Stop, as the buttons do them.
     void convertCommand() { m_convert->convertCommand(); }
     void stopCommand() { m_convert->stopCommand(); }
-    void StartTesting() { convertCommand(); }
+    void StartTesting() { m_convert->startTestRun(); }
     void setTaskPlanner(TaskPlanner planner) { m_convert->setTaskPlanner(std::move(planner)); }
     // The run the window drives; its engine can be replaced (tests drive it with fake jobs).
     ConversionRun *conversionRun() const { return m_convert->run(); }

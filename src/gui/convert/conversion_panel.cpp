@@ -202,9 +202,11 @@ bool ConversionPanel::prepareRun()
         if (output.isEmpty()) {
             wait.finish();
             m_window.setEnabled(true);
+            // A diagnosis step writes the refusal in its line and the sweep goes on.
             QString reason = m_run->LastErrorText();
-            ShowMessage(reason.replace(QStringLiteral(": "), QStringLiteral("\n\n")), MsgWarning,
-                QStringLiteral("Attention!"), &m_window);
+            if (!Flags().diagnosisRunning)
+                ShowMessage(reason.replace(QStringLiteral(": "), QStringLiteral("\n\n")),
+                    MsgWarning, QStringLiteral("Attention!"), &m_window);
             m_abortPreparation = true;
             break;
         }
@@ -217,6 +219,12 @@ bool ConversionPanel::prepareRun()
     wait.finish();
     m_window.setEnabled(true);
     return !m_abortPreparation;
+}
+
+void ConversionPanel::startTestRun()
+{
+    if (m_run->State() == RunState::Idle)
+        startRun();
 }
 
 void ConversionPanel::stopCommand()

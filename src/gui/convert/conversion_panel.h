@@ -43,6 +43,8 @@ public:
     void showButtonState(int state);
 
     void convertCommand();
+    // A diagnosis step's run: begins while Convert itself is disabled for the sweep.
+    void startTestRun();
     void stopCommand();
     void stopElapsedTimer() { m_elapsedTimer.stop(); }
 
