@@ -1,5 +1,6 @@
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
+#include "core/app/run_options.h"
 #include "core/media/file_list_model.h"
 #include "gui/app/main_window.h"
 #include "support/fake_engine.h"
@@ -87,6 +88,7 @@ private slots:
         // Two at a time, whatever the machine's core count.
         window_->findChild<QCheckBox *>(u"chkThreadMode"_s)->setChecked(true);
         window_->findChild<QLineEdit *>(u"txtThreadCount"_s)->setText(u"2"_s);
+        QCOMPARE(window_->runOptions()->threadCount(), 2);
         window_->convertCommand();
         QTRY_COMPARE(engine_.RunningCount(), 2);
         window_->convertCommand();
