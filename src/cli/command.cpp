@@ -12,7 +12,7 @@ std::vector<Command> &registry()
 }
 } // namespace
 
-void RegisterCommand(Command command)
+void registerCommand(Command command)
 {
     auto &commands = registry();
     const auto at = std::lower_bound(commands.begin(), commands.end(), command.name,
@@ -20,7 +20,7 @@ void RegisterCommand(Command command)
     commands.insert(at, std::move(command));
 }
 
-const std::vector<Command> &RegisteredCommands()
+const std::vector<Command> &registeredCommands()
 {
     return registry();
 }

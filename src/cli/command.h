@@ -29,13 +29,13 @@ struct Command
     std::function<ExitCode(const QStringList &args, Io &io)> run;
 };
 
-void RegisterCommand(Command command);
-const std::vector<Command> &RegisteredCommands();
+void registerCommand(Command command);
+const std::vector<Command> &registeredCommands();
 
 // A command file registers itself with a file-scope CommandRegistration object.
 struct CommandRegistration
 {
-    explicit CommandRegistration(Command command) { RegisterCommand(std::move(command)); }
+    explicit CommandRegistration(Command command) { registerCommand(std::move(command)); }
 };
 
 } // namespace sonivert::cli

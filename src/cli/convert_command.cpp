@@ -134,7 +134,7 @@ enum class ParseResult { Ok, Help, Usage };
 
 ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error)
 {
-    if (!TakeSettingsOptions(args, parsed.settings, error))
+    if (!takeSettingsOptions(args, parsed.settings, error))
         return ParseResult::Usage;
     bool optionsEnded = false;
     for (int i = 0; i < args.size(); ++i) {
@@ -179,7 +179,7 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
             parsed.threads = threads;
         } else if (matches(arg, QStringLiteral("--engine"))) {
             if (!takeValue(args, i, QStringLiteral("--engine"), value)
-                || !ParseEngineChoice(value.trimmed(), &parsed.engine)) {
+                || !parseEngineChoice(value.trimmed(), &parsed.engine)) {
                 error = QStringLiteral("--engine takes auto, ffmpeg or worker, not \"") + value
                     + QLatin1Char('"');
                 return ParseResult::Usage;
@@ -221,36 +221,36 @@ struct Failure
 bool applyTrim(MediaItem &item, const ConvertArgs &args, QString &message)
 {
     const qint64 duration
-        = JoinHalfTexts(item.Text(Field::FileDurationLow), item.Text(Field::FileDurationHigh));
+        = joinHalfTexts(item.text(Field::FileDurationLow), item.text(Field::FileDurationHigh));
     const bool known = duration > 0 && duration != UnknownTime;
     qint64 end = args.trimEndUs;
     if (known && (end < 0 || end > duration))
         end = duration;
     if (end >= 0 && end <= args.trimStartUs) {
         message = QStringLiteral("the trim range starts after the end of the file (%1 s)")
-                      .arg(SecondsText(duration));
+                      .arg(secondsText(duration));
         return false;
     }
     const auto lowText = [](qint64 us) {
-        return HalfText(int32_t(uint32_t(quint64(us))));
+        return halfText(int32_t(uint32_t(quint64(us))));
     };
     const auto highText = [](qint64 us) {
-        return HalfText(int32_t(us >> 32));
+        return halfText(int32_t(us >> 32));
     };
-    item.Set(Field::TrimStartLow, lowText(args.trimStartUs));
-    item.Set(Field::TrimStartHigh, highText(args.trimStartUs));
+    item.set(Field::TrimStartLow, lowText(args.trimStartUs));
+    item.set(Field::TrimStartHigh, highText(args.trimStartUs));
     item.trimmed = args.trimStartUs > 0 || !known || end < duration;
     if (end < 0) {
         // A file of unknown length is cut from the start to the end of its sound.
-        item.Set(Field::TrimEndLow, QStringLiteral("-1"));
-        item.Set(Field::TrimEndHigh, QStringLiteral("-1"));
-        item.Set(Field::SrcDuration, QString());
+        item.set(Field::TrimEndLow, QStringLiteral("-1"));
+        item.set(Field::TrimEndHigh, QStringLiteral("-1"));
+        item.set(Field::SrcDuration, QString());
         return true;
     }
-    item.Set(Field::TrimEndLow, lowText(end));
-    item.Set(Field::TrimEndHigh, highText(end));
+    item.set(Field::TrimEndLow, lowText(end));
+    item.set(Field::TrimEndHigh, highText(end));
     const double seconds = double(end - args.trimStartUs) / 1e6;
-    item.Set(Field::SrcDuration, QString::number(std::nearbyint(seconds * 100.0) / 100.0, 'f', 2));
+    item.set(Field::SrcDuration, QString::number(std::nearbyint(seconds * 100.0) / 100.0, 'f', 2));
     return true;
 }
 
@@ -280,16 +280,16 @@ QString plannedEngine(const PlannedFile &f, EngineChoice choice)
     task.input = f.input;
     task.output = engineOutputName(f.plan);
     task.plan = f.plan.encoding;
-    return EngineFor(choice, task, WorkerPool::Instance()->Program());
+    return engineFor(choice, task, WorkerPool::instance()->program());
 }
 
 void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
 {
-    const QString program = FindFfmpegProgram();
+    const QString program = findFfmpegProgram();
     QJsonArray array;
     for (const PlannedFile &f : files) {
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
-            + BuildFfmpegArguments(f.input, f.plan.inputOptions, f.encoderOutput,
+            + buildFfmpegArguments(f.input, f.plan.inputOptions, f.encoderOutput,
                 f.plan.outputOptions, f.plan.cut, f.plan.source.tags);
         if (json) {
             array.append(QJsonObject { { QStringLiteral("file"), f.input },
@@ -300,7 +300,7 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
                 { QStringLiteral("settings"), f.settings },
                 { QStringLiteral("engine"), f.engine } });
         } else {
-            out << f.input << "\n  -> " << f.output << "\n  " << CommandLineText(argv) << "\n";
+            out << f.input << "\n  -> " << f.output << "\n  " << commandLineText(argv) << "\n";
         }
     }
     if (json)
@@ -332,7 +332,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
     QStringList rowNames;
     for (int i = 0; i < files.size(); ++i) {
         PlannedFile &f = files[i];
-        f.output = run.AddRow(int(fileOfRow.size()), f.input, f.plan);
+        f.output = run.addRow(int(fileOfRow.size()), f.input, f.plan);
         if (!f.output.isEmpty()) {
             fileOfRow.append(i);
             rowNames.append(f.name);
@@ -341,17 +341,17 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
         f.state = FileState::Failed;
         f.message = run.LastErrorText();
         // The name it would have had, for the report.
-        f.output = run.ClaimOutputNames(f.input, f.plan.extension).output;
+        f.output = run.claimOutputNames(f.input, f.plan.extension).output;
         failures.append({ f.name, f.message });
     }
     if (fileOfRow.isEmpty())
         return;
 
-    const bool live = !args.json && IsTerminal(STDOUT_FILENO);
+    const bool live = !args.json && isTerminal(STDOUT_FILENO);
     ConvertProgress progress(io.out, live, rowNames);
     QEventLoop loop;
     StopSignals stopSignals;
-    QObject::connect(&stopSignals, &StopSignals::stopRequested, &run, [&](int) { run.Stop(); });
+    QObject::connect(&stopSignals, &StopSignals::stopRequested, &run, [&](int) { run.stop(); });
     QObject::connect(&run, &ConversionRun::rowProgress, &run, [&](int row, int percent) {
         if (!args.json)
             progress.Progress(row, std::max(percent, 0));
@@ -361,20 +361,20 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
             PlannedFile &f = files[fileOfRow.at(row)];
             switch (outcome) {
             case RowOutcome::Done:
-                f.engine = run.TaskEngine(row);
+                f.engine = run.taskEngine(row);
                 f.state = FileState::Done;
-                f.output = run.FinalOutput(row);
+                f.output = run.finalOutput(row);
                 if (!args.json)
-                    progress.Ended(
+                    progress.ended(
                         row, QStringLiteral("done: ") + f.name + QStringLiteral(" -> ") + f.output);
                 break;
             case RowOutcome::Failed:
-                f.engine = run.TaskEngine(row);
+                f.engine = run.taskEngine(row);
                 f.state = FileState::Failed;
                 f.message = message;
                 failures.append({ f.name, message });
                 if (!args.json)
-                    progress.Ended(row, QStringLiteral("failed: ") + f.name);
+                    progress.ended(row, QStringLiteral("failed: ") + f.name);
                 break;
             case RowOutcome::Cancelled:
                 f.state = FileState::Cancelled;
@@ -386,14 +386,14 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
         });
     QObject::connect(&run, &ConversionRun::runEnded, &loop, &QEventLoop::quit);
 
-    run.Start(args.threads);
+    run.start(args.threads);
     if (run.State() != RunState::Idle)
         loop.exec();
     if (!args.json)
-        progress.Finish();
-    const QString explanation = run.StopReason() == RunStopReason::UserStop
+        progress.finish();
+    const QString explanation = run.stopReason() == RunStopReason::UserStop
         ? QStringLiteral("Stopped: the files not finished were removed.")
-        : StopExplanation(run.StopReason(), run.Folder());
+        : stopExplanation(run.stopReason(), run.folder());
     if (!explanation.isEmpty())
         io.err << explanation << "\n";
 }
@@ -417,12 +417,12 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     av_log_set_level(AV_LOG_QUIET);
 
     Catalogue catalogue;
-    if (!LoadCliCatalogue(catalogue, error)) {
+    if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli convert: " << error << "\n";
         return ExitCode::Failed;
     }
     OutputSettings settings(catalogue);
-    if (!ApplySettingsOptions(settings, args.settings, error)) {
+    if (!applySettingsOptions(settings, args.settings, error)) {
         io.err << "sonivert-cli convert: " << error << "\n";
         return ExitCode::Usage;
     }
@@ -439,18 +439,18 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
                << why << "\n";
         return ExitCode::OutputFolderUnusable;
     }
-    folder = WithTrailingSeparator(QFileInfo(folder.trimmed()).absoluteFilePath());
+    folder = withTrailingSeparator(QFileInfo(folder.trimmed()).absoluteFilePath());
 
     QList<PlannedFile> files;
     QList<Failure> failures;
     ConversionRun run;
-    run.Begin(folder);
+    run.begin(folder);
     for (const QString &given : std::as_const(args.files)) {
         const QString path = QFileInfo(given).absoluteFilePath();
-        ProbeResult probe = ProbeMediaFile(path);
+        ProbeResult probe = probeMediaFile(path);
         if (!probe.ok) {
             failures.append(
-                { probe.name.isEmpty() ? FileNameOf(path) : probe.name, probe.message });
+                { probe.name.isEmpty() ? fileNameOf(path) : probe.name, probe.message });
             continue;
         }
         QString message;
@@ -459,15 +459,15 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             continue;
         }
         PlannedFile f;
-        f.name = probe.item.Text(Field::Name);
-        f.input = probe.item.Text(Field::FilePath) + f.name;
+        f.name = probe.item.text(Field::Name);
+        f.input = probe.item.text(Field::FilePath) + f.name;
         if (args.dryRun && args.json)
-            f.settings = OutputSettingsJson(settings);
-        f.plan = PlanTask(probe.item, settings);
+            f.settings = outputSettingsJson(settings);
+        f.plan = planTask(probe.item, settings);
         // A dry run claims the names the run would claim; a real run claims them as it queues.
         if (args.dryRun) {
             const ConversionRun::OutputNames names
-                = run.ClaimOutputNames(f.input, f.plan.extension);
+                = run.claimOutputNames(f.input, f.plan.extension);
             f.output = names.output;
             f.encoderOutput = names.encoderOutput;
         }
@@ -477,13 +477,13 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
 
     if (args.engine == EngineChoice::Worker) {
         // A plan the worker cannot run is refused before anything runs.
-        if (WorkerPool::Instance()->Program().isEmpty()) {
+        if (WorkerPool::instance()->program().isEmpty()) {
             io.err << "sonivert-cli convert: --engine worker: the converter program "
                       "sonivert-worker was not found beside sonivert-cli\n";
             return ExitCode::Usage;
         }
         for (const PlannedFile &f : std::as_const(files)) {
-            const QString refusal = WorkerRefusal(f.plan.encoding, engineOutputName(f.plan));
+            const QString refusal = workerRefusal(f.plan.encoding, engineOutputName(f.plan));
             if (!refusal.isEmpty()) {
                 io.err << "sonivert-cli convert: --engine worker cannot convert " << f.name << ": "
                        << refusal << " (use --engine auto or ffmpeg)\n";
@@ -491,7 +491,7 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             }
         }
     }
-    run.SetEngineChoice(args.engine);
+    run.setEngineChoice(args.engine);
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);

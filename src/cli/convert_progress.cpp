@@ -23,108 +23,108 @@ int terminalColumns()
 
 } // namespace
 
-bool IsTerminal(int fd)
+bool isTerminal(int fd)
 {
     return ::isatty(fd) == 1;
 }
 
 ConvertProgress::ConvertProgress(QTextStream &out, bool live, const QStringList &taskNames)
-    : out_(out)
-    , live_(live)
+    : m_out(out)
+    , m_live(live)
 {
     for (const QString &name : taskNames)
-        tasks_.append(Task { name });
-    if (live_)
-        columns_ = terminalColumns();
-    elapsed_.start();
+        m_tasks.append(Task { name });
+    if (m_live)
+        m_columns = terminalColumns();
+    m_elapsed.start();
 }
 
-int ConvertProgress::TotalPercent() const
+int ConvertProgress::totalPercent() const
 {
-    if (tasks_.isEmpty())
+    if (m_tasks.isEmpty())
         return 0;
     int sum = 0;
-    for (const Task &task : tasks_)
+    for (const Task &task : m_tasks)
         sum += task.ended ? 100 : std::max(task.percent, 0);
-    return sum / int(tasks_.size());
+    return sum / int(m_tasks.size());
 }
 
 void ConvertProgress::Progress(int task, int percent)
 {
-    if (task < 0 || task >= tasks_.size() || tasks_[task].ended)
+    if (task < 0 || task >= m_tasks.size() || m_tasks[task].ended)
         return;
-    Task &t = tasks_[task];
+    Task &t = m_tasks[task];
     // The row shows 99 at most until its task has really ended.
     t.percent = std::clamp(percent, 0, 99);
-    if (live_) {
+    if (m_live) {
         redraw(false);
         return;
     }
     if (t.printed < 0 || t.percent >= t.printed + PlainStep) {
         t.printed = t.percent - t.percent % PlainStep;
-        out_ << t.name << ": " << t.printed << "% (total " << TotalPercent() << "%)\n";
-        out_.flush();
+        m_out << t.name << ": " << t.printed << "% (total " << totalPercent() << "%)\n";
+        m_out.flush();
     }
 }
 
-void ConvertProgress::Ended(int task, const QString &line)
+void ConvertProgress::ended(int task, const QString &line)
 {
-    if (task >= 0 && task < tasks_.size())
-        tasks_[task].ended = true;
+    if (task >= 0 && task < m_tasks.size())
+        m_tasks[task].ended = true;
     clearLive();
-    out_ << line << "\n";
-    if (live_)
+    m_out << line << "\n";
+    if (m_live)
         redraw(true);
-    out_.flush();
+    m_out.flush();
 }
 
-void ConvertProgress::Finish()
+void ConvertProgress::finish()
 {
     clearLive();
-    out_.flush();
+    m_out.flush();
 }
 
 void ConvertProgress::clearLive()
 {
-    if (!live_ || liveLines_ == 0)
+    if (!m_live || m_liveLines == 0)
         return;
     // Up to the first live line, then erase to the end of the screen.
-    out_ << "\x1b[" << liveLines_ << "A\r\x1b[J";
-    liveLines_ = 0;
+    m_out << "\x1b[" << m_liveLines << "A\r\x1b[J";
+    m_liveLines = 0;
 }
 
 void ConvertProgress::redraw(bool force)
 {
-    if (!force && sinceDraw_.isValid() && sinceDraw_.elapsed() < RedrawIntervalMs)
+    if (!force && m_sinceDraw.isValid() && m_sinceDraw.elapsed() < RedrawIntervalMs)
         return;
-    sinceDraw_.start();
+    m_sinceDraw.start();
     clearLive();
-    const int barWidth = std::clamp(columns_ / 4, 10, 30);
+    const int barWidth = std::clamp(m_columns / 4, 10, 30);
     int done = 0;
-    for (const Task &task : std::as_const(tasks_)) {
+    for (const Task &task : std::as_const(m_tasks)) {
         if (task.ended) {
             ++done;
             continue;
         }
         if (task.percent < 0)
             continue;
-        out_ << fit(QStringLiteral("  %1 %2%  %3")
-                        .arg(bar(task.percent, barWidth))
-                        .arg(task.percent, 3)
-                        .arg(task.name))
-             << "\n";
-        ++liveLines_;
+        m_out << fit(QStringLiteral("  %1 %2%  %3")
+                         .arg(bar(task.percent, barWidth))
+                         .arg(task.percent, 3)
+                         .arg(task.name))
+              << "\n";
+        ++m_liveLines;
     }
-    const int seconds = int(elapsed_.elapsed() / 1000);
-    out_ << fit(QStringLiteral("  %1 %2%  total, %3 of %4 files, %5")
-                    .arg(bar(TotalPercent(), barWidth))
-                    .arg(TotalPercent(), 3)
-                    .arg(done)
-                    .arg(tasks_.size())
-                    .arg(FormatSeconds(seconds, false)))
-         << "\n";
-    ++liveLines_;
-    out_.flush();
+    const int seconds = int(m_elapsed.elapsed() / 1000);
+    m_out << fit(QStringLiteral("  %1 %2%  total, %3 of %4 files, %5")
+                     .arg(bar(totalPercent(), barWidth))
+                     .arg(totalPercent(), 3)
+                     .arg(done)
+                     .arg(m_tasks.size())
+                     .arg(FormatSeconds(seconds, false)))
+          << "\n";
+    ++m_liveLines;
+    m_out.flush();
 }
 
 QString ConvertProgress::bar(int percent, int width) const
@@ -137,7 +137,7 @@ QString ConvertProgress::bar(int percent, int width) const
 // A line longer than the terminal would wrap and break the count of lines to redraw.
 QString ConvertProgress::fit(const QString &text) const
 {
-    return text.size() < columns_ ? text : text.left(columns_ - 1);
+    return text.size() < m_columns ? text : text.left(m_columns - 1);
 }
 
 } // namespace sonivert::cli

@@ -16,11 +16,11 @@ public:
 
     void Progress(int task, int percent);
     // A line that stays, printed above the live bars.
-    void Ended(int task, const QString &line);
+    void ended(int task, const QString &line);
     // Clears the live bars before the summary.
-    void Finish();
+    void finish();
 
-    int TotalPercent() const;
+    int totalPercent() const;
 
 private:
     struct Task
@@ -36,16 +36,16 @@ private:
     QString bar(int percent, int width) const;
     QString fit(const QString &text) const;
 
-    QTextStream &out_;
-    bool live_;
-    QList<Task> tasks_;
-    int liveLines_ = 0;
-    int columns_ = 80;
-    QElapsedTimer sinceDraw_;
-    QElapsedTimer elapsed_;
+    QTextStream &m_out;
+    bool m_live;
+    QList<Task> m_tasks;
+    int m_liveLines = 0;
+    int m_columns = 80;
+    QElapsedTimer m_sinceDraw;
+    QElapsedTimer m_elapsed;
 };
 
 // True when the stream's file descriptor is a terminal.
-bool IsTerminal(int fd);
+bool isTerminal(int fd);
 
 } // namespace sonivert::cli

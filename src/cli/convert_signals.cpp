@@ -32,8 +32,8 @@ StopSignals::StopSignals(QObject *parent)
         pipeEnds[0] = pipeEnds[1] = -1;
         return;
     }
-    notifier_ = new QSocketNotifier(pipeEnds[1], QSocketNotifier::Read, this);
-    connect(notifier_, &QSocketNotifier::activated, this, &StopSignals::readSignal);
+    m_notifier = new QSocketNotifier(pipeEnds[1], QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &StopSignals::readSignal);
 
     struct sigaction action
     {
@@ -41,17 +41,17 @@ StopSignals::StopSignals(QObject *parent)
     action.sa_handler = &StopSignals::handle;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    ::sigaction(SIGINT, &action, &previousInt_);
-    ::sigaction(SIGTERM, &action, &previousTerm_);
+    ::sigaction(SIGINT, &action, &m_previousInt);
+    ::sigaction(SIGTERM, &action, &m_previousTerm);
 }
 
 StopSignals::~StopSignals()
 {
-    if (!notifier_)
+    if (!m_notifier)
         return;
-    ::sigaction(SIGINT, &previousInt_, nullptr);
-    ::sigaction(SIGTERM, &previousTerm_, nullptr);
-    delete notifier_;
+    ::sigaction(SIGINT, &m_previousInt, nullptr);
+    ::sigaction(SIGTERM, &m_previousTerm, nullptr);
+    delete m_notifier;
     ::close(pipeEnds[0]);
     ::close(pipeEnds[1]);
     pipeEnds[0] = pipeEnds[1] = -1;

@@ -18,7 +18,7 @@ public:
     explicit StopSignals(QObject *parent = nullptr);
     ~StopSignals() override;
 
-    bool Active() const { return notifier_ != nullptr; }
+    bool active() const { return m_notifier != nullptr; }
 
 signals:
     void stopRequested(int signalNumber);
@@ -27,11 +27,11 @@ private:
     static void handle(int signalNumber);
     void readSignal();
 
-    QSocketNotifier *notifier_ = nullptr;
-    struct sigaction previousInt_
+    QSocketNotifier *m_notifier = nullptr;
+    struct sigaction m_previousInt
     {
     };
-    struct sigaction previousTerm_
+    struct sigaction m_previousTerm
     {
     };
 };

@@ -52,17 +52,17 @@ public:
     {
     }
 
-    StepOutcome RunStep() override
+    StepOutcome runStep() override
     {
         m_list.SetRowState(0, true, RowState::Ready);
-        const MediaItem &item = m_list.Item(0);
-        const TaskPlan plan = PlanTask(item, m_settings);
+        const MediaItem &item = m_list.item(0);
+        const TaskPlan plan = planTask(item, m_settings);
 
         ConversionRun run;
-        run.Begin(m_folder);
+        run.begin(m_folder);
         RowOutcome outcome = RowOutcome::Cancelled;
         QString message;
-        if (run.AddRow(0, item.Text(Field::FilePath) + item.Text(Field::Name), plan).isEmpty()) {
+        if (run.addRow(0, item.text(Field::FilePath) + item.text(Field::Name), plan).isEmpty()) {
             outcome = RowOutcome::Failed;
             message = run.LastErrorText();
         } else {
@@ -73,12 +73,12 @@ public:
                     message = text;
                 });
             QObject::connect(&run, &ConversionRun::runEnded, &loop, &QEventLoop::quit);
-            run.Start(1);
+            run.start(1);
             if (run.State() != RunState::Idle)
                 loop.exec();
             // Only the outcome matters; the folder is removed at the end in any case.
             if (outcome == RowOutcome::Done)
-                QFile::remove(run.FinalOutput(0));
+                QFile::remove(run.finalOutput(0));
         }
 
         switch (outcome) {
@@ -93,8 +93,8 @@ public:
             m_list.SetRowState(0, true, RowState::Cancelled);
             break;
         }
-        return { true, m_list.GetFieldText(0, Field::State),
-            m_list.GetFieldText(0, Field::ErrMsg) };
+        return { true, m_list.getFieldText(0, Field::State),
+            m_list.getFieldText(0, Field::ErrMsg) };
     }
 
 private:
@@ -115,7 +115,7 @@ struct DiagnoseArguments
 
 bool parseArguments(QStringList args, DiagnoseArguments &parsed, QString &error)
 {
-    if (!TakeSettingsOptions(args, parsed.settings, error))
+    if (!takeSettingsOptions(args, parsed.settings, error))
         return false;
     if (!parsed.settings.assignments.isEmpty()) {
         error = QStringLiteral("--set does not apply: a sweep chooses the entries itself");
@@ -144,7 +144,7 @@ bool parseArguments(QStringList args, DiagnoseArguments &parsed, QString &error)
                 value = arg.section(QLatin1Char('='), 1);
             else if (i + 1 < args.size())
                 value = args.at(++i);
-            const std::optional<SweepKind> kind = SweepKindFromName(value);
+            const std::optional<SweepKind> kind = sweepKindFromName(value);
             if (!kind) {
                 error = QStringLiteral("--sweep takes audio, presets or video");
                 return false;
@@ -177,12 +177,12 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
     }
 
     Catalogue catalogue;
-    if (!LoadCliCatalogue(catalogue, error)) {
+    if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli diagnose: " << error << "\n";
         return ExitCode::Failed;
     }
     OutputSettings settings(catalogue);
-    if (!ApplySettingsOptions(settings, parsed.settings, error)) {
+    if (!applySettingsOptions(settings, parsed.settings, error)) {
         io.err << "sonivert-cli diagnose: " << error << "\n";
         return ExitCode::Usage;
     }
@@ -191,9 +191,9 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
     FileListModel list;
     FailureReport report;
     ProbeFile(parsed.file, list, report);
-    if (list.Count() == 0) {
-        const QString reason = report.IsEmpty() ? QStringLiteral("cannot be read")
-                                                : report.Entries().constLast().message;
+    if (list.count() == 0) {
+        const QString reason = report.isEmpty() ? QStringLiteral("cannot be read")
+                                                : report.entries().constLast().message;
         io.err << "sonivert-cli diagnose: " << parsed.file << ": " << reason << "\n";
         return ExitCode::Failed;
     }
@@ -206,16 +206,16 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
 
     CliStepRunner runner(list, settings, folder.path());
     QJsonArray written;
-    const SweepSummary summary = RunSweep(
+    const SweepSummary summary = runSweep(
         settings, parsed.kind, runner, [&](const SweepResult &result) {
-            if (!ShouldWrite(result, parsed.failedOnly))
+            if (!shouldWrite(result, parsed.failedOnly))
                 return;
             if (parsed.json) {
                 written.append(QJsonObject { { QStringLiteral("combination"), result.combination },
                     { QStringLiteral("state"), result.state },
                     { QStringLiteral("message"), result.message } });
             } else {
-                io.out << ResultLine(result) << "\n";
+                io.out << resultLine(result) << "\n";
                 io.out.flush();
             }
         });

@@ -31,11 +31,11 @@ ExitCode runFormats(const QStringList &args, Io &io)
     }
     Catalogue catalogue;
     QString error;
-    if (!LoadCliCatalogue(catalogue, error)) {
+    if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli formats: " << error << "\n";
         return ExitCode::Failed;
     }
-    const QStringList keywords = OfferedKeywords(catalogue);
+    const QStringList keywords = offeredKeywords(catalogue);
     if (json) {
         QJsonArray array;
         for (const QString &keyword : keywords)

@@ -13,7 +13,7 @@ void printHelp(QTextStream &out)
            "       sonivert-cli --version | --help\n\n"
            "Turns video files into audio files from the command line.\n\n"
            "Commands:\n";
-    for (const Command &c : RegisteredCommands())
+    for (const Command &c : registeredCommands())
         out << "  " << c.synopsis << "\n      " << c.summary << "\n";
     out << "\nExit status: 0 success, 1 some files failed, 2 usage error, "
            "3 output folder not usable.\n";
@@ -47,7 +47,7 @@ int main(int argc, char *argv[])
         printHelp(out);
         return int(ExitCode::Ok);
     }
-    for (const Command &c : RegisteredCommands()) {
+    for (const Command &c : registeredCommands()) {
         if (c.name == first)
             return int(c.run(args, io));
     }

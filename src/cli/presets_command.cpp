@@ -60,13 +60,13 @@ ExitCode runPresets(const QStringList &args, Io &io)
     }
     Catalogue catalogue;
     QString error;
-    if (!LoadCliCatalogue(catalogue, error)) {
+    if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli presets: " << error << "\n";
         return ExitCode::Failed;
     }
-    QStringList keywords = OfferedKeywords(catalogue);
+    QStringList keywords = offeredKeywords(catalogue);
     if (!given.isNull()) {
-        const QString keyword = ResolveFormatKeyword(catalogue, given);
+        const QString keyword = resolveFormatKeyword(catalogue, given);
         if (keyword.isEmpty()) {
             io.err << "sonivert-cli presets: unknown format \"" << given
                    << "\"; the formats are: " << keywords.join(QStringLiteral(", ")) << "\n";

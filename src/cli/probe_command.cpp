@@ -30,15 +30,15 @@ QJsonArray fieldsJson(const MediaItem &item)
 {
     QJsonArray fields;
     for (int i = 0; i < MediaFieldCount; ++i) {
-        switch (FieldTypeOf(i)) {
+        switch (fieldTypeOf(i)) {
         case FieldType::Integer:
-            fields.append(item.Integer(i));
+            fields.append(item.integer(i));
             break;
         case FieldType::Boolean:
-            fields.append(item.Boolean(i));
+            fields.append(item.boolean(i));
             break;
         case FieldType::Text:
-            fields.append(item.Text(i));
+            fields.append(item.text(i));
             break;
         }
     }
@@ -48,18 +48,18 @@ QJsonArray fieldsJson(const MediaItem &item)
 QString streamText(const MediaItem &item)
 {
     QString video = QStringLiteral("no video");
-    if (item.Boolean(Field::VideoStream)) {
+    if (item.boolean(Field::VideoStream)) {
         video = QStringLiteral("video %1 %2x%3")
-                    .arg(item.Text(Field::VideoCodecName))
-                    .arg(item.Integer(Field::VideoWidth))
-                    .arg(item.Integer(Field::VideoHeight));
+                    .arg(item.text(Field::VideoCodecName))
+                    .arg(item.integer(Field::VideoWidth))
+                    .arg(item.integer(Field::VideoHeight));
     }
     QString audio = QStringLiteral("no audio");
-    if (item.Boolean(Field::AudioStream)) {
+    if (item.boolean(Field::AudioStream)) {
         audio = QStringLiteral("audio %1 %2 Hz %3 ch")
-                    .arg(item.Text(Field::AudioCodecName))
-                    .arg(item.Integer(Field::AudioSampleRate))
-                    .arg(item.Integer(Field::AudioChannels));
+                    .arg(item.text(Field::AudioCodecName))
+                    .arg(item.integer(Field::AudioSampleRate))
+                    .arg(item.integer(Field::AudioChannels));
     }
     return video + QStringLiteral(", ") + audio;
 }
@@ -96,13 +96,13 @@ ExitCode runProbe(const QStringList &args, Io &io)
         Settled &s = settled[size_t(index)];
         s.done = true;
         s.row = row;
-        if (row < 0 && !report.IsEmpty())
-            s.failure = report.Entries().constLast();
+        if (row < 0 && !report.isEmpty())
+            s.failure = report.entries().constLast();
     });
     QEventLoop loop;
     QObject::connect(&job, &ImportJob::finished, &loop, &QEventLoop::quit);
     job.ImportFiles(paths);
-    if (job.IsRunning())
+    if (job.isRunning())
         loop.exec();
 
     bool allProbed = true;
@@ -115,16 +115,16 @@ ExitCode runProbe(const QStringList &args, Io &io)
             QJsonObject object { { QStringLiteral("file"), paths.at(i) },
                 { QStringLiteral("ok"), ok } };
             if (ok) {
-                object.insert(QStringLiteral("fields"), fieldsJson(list.Item(s.row)));
+                object.insert(QStringLiteral("fields"), fieldsJson(list.item(s.row)));
             } else {
                 object.insert(QStringLiteral("name"), s.failure.name);
                 object.insert(QStringLiteral("message"), s.failure.message);
             }
             results.append(object);
         } else if (ok) {
-            const MediaItem &item = list.Item(s.row);
-            io.out << item.Text(Field::Name) << "  " << item.Text(Field::Duration) << "  "
-                   << item.Text(Field::Format) << "  " << streamText(item) << "\n";
+            const MediaItem &item = list.item(s.row);
+            io.out << item.text(Field::Name) << "  " << item.text(Field::Duration) << "  "
+                   << item.text(Field::Format) << "  " << streamText(item) << "\n";
         } else {
             io.out << s.failure.name << "  failed: " << s.failure.message << "\n";
         }

@@ -37,7 +37,7 @@ const std::array<std::pair<const char *, NumberId>, 3> numbers = { {
 
 void printJson(const OutputSettings &settings, QTextStream &out)
 {
-    out << QJsonDocument(OutputSettingsJson(settings)).toJson(QJsonDocument::Indented);
+    out << QJsonDocument(outputSettingsJson(settings)).toJson(QJsonDocument::Indented);
 }
 
 void printText(const OutputSettings &settings, QTextStream &out)
@@ -50,7 +50,7 @@ void printText(const OutputSettings &settings, QTextStream &out)
     }
     for (int i = 0; i < ChoiceListCount; ++i) {
         const ChoiceList &list = settings.choice(ChoiceListId(i));
-        out << ChoiceListName(ChoiceListId(i)) << ": "
+        out << choiceListName(ChoiceListId(i)) << ": "
             << (list.selected >= 0 ? list.selectedText() : QStringLiteral("(none)"))
             << (list.enabled ? "" : "  [disabled]") << "\n    entries: "
             << (list.entries.isEmpty() ? QStringLiteral("(none)")
@@ -63,7 +63,7 @@ void printText(const OutputSettings &settings, QTextStream &out)
             << setting.maximum << ", "
             << (setting.enabled && setting.visible ? "enabled" : "disabled") << ")\n";
     }
-    out << "QualityLevel: " << QualityLevelName(settings.qualityLevel())
+    out << "QualityLevel: " << qualityLevelName(settings.qualityLevel())
         << (settings.qualityEnabled() ? "" : "  [disabled]") << "\n";
 }
 
@@ -72,7 +72,7 @@ ExitCode runSettings(const QStringList &arguments, Io &io)
     QStringList args = arguments;
     SettingsOptions options;
     QString error;
-    if (!TakeSettingsOptions(args, options, error)) {
+    if (!takeSettingsOptions(args, options, error)) {
         io.err << "sonivert-cli settings: " << error << "\nUsage: " << synopsis << "\n";
         return ExitCode::Usage;
     }
@@ -90,12 +90,12 @@ ExitCode runSettings(const QStringList &arguments, Io &io)
         }
     }
     Catalogue catalogue;
-    if (!LoadCliCatalogue(catalogue, error)) {
+    if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli settings: " << error << "\n";
         return ExitCode::Failed;
     }
     OutputSettings settings(catalogue);
-    if (!ApplySettingsOptions(settings, options, error)) {
+    if (!applySettingsOptions(settings, options, error)) {
         io.err << "sonivert-cli settings: " << error << "\n";
         return ExitCode::Usage;
     }

@@ -71,20 +71,20 @@ bool assignNumber(OutputSettings &settings, NumberId id, const QString &name, co
             + unlockedBy + QLatin1Char(')');
         return false;
     }
-    settings.SetNumber(id, number);
+    settings.setNumber(id, number);
     return true;
 }
 
 bool assign(OutputSettings &settings, const QString &name, const QString &value, QString &error)
 {
-    if (const auto list = ChoiceListFromName(name)) {
+    if (const auto list = choiceListFromName(name)) {
         const ChoiceList &choices = settings.choice(*list);
-        const QString listName = ChoiceListName(*list);
+        const QString listName = choiceListName(*list);
         if (!choices.enabled) {
             error = listName + QStringLiteral(" is disabled with this preset and these settings");
             return false;
         }
-        if (!settings.ChooseEntryText(*list, value)) {
+        if (!settings.chooseEntryText(*list, value)) {
             error = QLatin1Char('"') + value + QStringLiteral("\" is not an entry of ") + listName
                 + QStringLiteral("; its entries are: ") + quotedList(choices.texts());
             return false;
@@ -101,7 +101,7 @@ bool assign(OutputSettings &settings, const QString &name, const QString &value,
         return assignNumber(settings, NumberId::VideoBitrate, QStringLiteral("VideoBitrateValue"),
             value, QStringLiteral("it needs VideoBitrate=Custom and no preset lock"), error);
     if (name.compare(QLatin1String("QualityLevel"), Qt::CaseInsensitive) == 0) {
-        const auto level = QualityLevelFromName(value);
+        const auto level = qualityLevelFromName(value);
         if (!level) {
             error = QLatin1Char('"') + value
                 + QStringLiteral("\" is not a quality level; the levels are: \"High\", "
@@ -112,12 +112,12 @@ bool assign(OutputSettings &settings, const QString &name, const QString &value,
             error = QStringLiteral("QualityLevel is fixed by this preset");
             return false;
         }
-        settings.ChooseQualityLevel(*level);
+        settings.chooseQualityLevel(*level);
         return true;
     }
     QStringList names;
     for (int i = 0; i < ChoiceListCount; ++i)
-        names.append(ChoiceListName(ChoiceListId(i)));
+        names.append(choiceListName(ChoiceListId(i)));
     names << QStringLiteral("Width") << QStringLiteral("Height")
           << QStringLiteral("VideoBitrateValue") << QStringLiteral("QualityLevel");
     error = QStringLiteral("unknown setting \"") + name + QStringLiteral("\"; the settings are: ")
@@ -127,7 +127,7 @@ bool assign(OutputSettings &settings, const QString &name, const QString &value,
 
 } // namespace
 
-bool TakeSettingsOptions(QStringList &args, SettingsOptions &options, QString &error)
+bool takeSettingsOptions(QStringList &args, SettingsOptions &options, QString &error)
 {
     int i = 0;
     while (i < args.size()) {
@@ -155,10 +155,10 @@ bool TakeSettingsOptions(QStringList &args, SettingsOptions &options, QString &e
     return true;
 }
 
-bool LoadCliCatalogue(Catalogue &catalogue, QString &error)
+bool loadCliCatalogue(Catalogue &catalogue, QString &error)
 {
     QTemporaryDir folder;
-    if (!folder.isValid() || !LoadBuiltInCatalogue(catalogue, folder.path())) {
+    if (!folder.isValid() || !loadBuiltInCatalogue(catalogue, folder.path())) {
         error = QStringLiteral("the built-in format catalogue could not be unpacked to the "
                                "temporary folder (")
             + QDir::tempPath() + QLatin1Char(')');
@@ -167,15 +167,15 @@ bool LoadCliCatalogue(Catalogue &catalogue, QString &error)
     return true;
 }
 
-QStringList OfferedKeywords(const Catalogue &catalogue)
+QStringList offeredKeywords(const Catalogue &catalogue)
 {
     return ListFormatKeywords(catalogue.presets, OfferedMaker)
         .split(QLatin1Char('|'), Qt::SkipEmptyParts);
 }
 
-QString ResolveFormatKeyword(const Catalogue &catalogue, const QString &given)
+QString resolveFormatKeyword(const Catalogue &catalogue, const QString &given)
 {
-    const QStringList keywords = OfferedKeywords(catalogue);
+    const QStringList keywords = offeredKeywords(catalogue);
     for (const QString &keyword : keywords) {
         if (keyword == given.trimmed())
             return keyword;
@@ -187,23 +187,23 @@ QString ResolveFormatKeyword(const Catalogue &catalogue, const QString &given)
     return QString();
 }
 
-bool ApplySettingsOptions(OutputSettings &settings, const SettingsOptions &options, QString &error)
+bool applySettingsOptions(OutputSettings &settings, const SettingsOptions &options, QString &error)
 {
-    const QStringList keywords = OfferedKeywords(settings.catalogue());
+    const QStringList keywords = offeredKeywords(settings.catalogue());
     if (keywords.isEmpty()) {
         error = QStringLiteral("the format catalogue offers no format");
         return false;
     }
     QString keyword = keywords.first();
     if (!options.format.isEmpty()) {
-        keyword = ResolveFormatKeyword(settings.catalogue(), options.format);
+        keyword = resolveFormatKeyword(settings.catalogue(), options.format);
         if (keyword.isEmpty()) {
             error = QStringLiteral("unknown format \"") + options.format
                 + QStringLiteral("\"; the formats are: ") + quotedList(keywords);
             return false;
         }
     }
-    settings.SelectFormat(keyword);
+    settings.selectFormat(keyword);
 
     if (!options.preset.isEmpty()) {
         const int index = findPreset(settings.offeredPresets(), options.preset);
@@ -216,7 +216,7 @@ bool ApplySettingsOptions(OutputSettings &settings, const SettingsOptions &optio
                 + names.join(QStringLiteral(", "));
             return false;
         }
-        settings.SelectMainPreset(index);
+        settings.selectMainPreset(index);
     }
 
     for (const auto &[name, value] : options.assignments) {
@@ -226,12 +226,12 @@ bool ApplySettingsOptions(OutputSettings &settings, const SettingsOptions &optio
     return true;
 }
 
-QJsonObject OutputSettingsJson(const OutputSettings &settings)
+QJsonObject outputSettingsJson(const OutputSettings &settings)
 {
     QJsonObject lists;
     for (int i = 0; i < ChoiceListCount; ++i) {
         const ChoiceList &list = settings.choice(ChoiceListId(i));
-        lists.insert(ChoiceListName(ChoiceListId(i)),
+        lists.insert(choiceListName(ChoiceListId(i)),
             QJsonObject { { QStringLiteral("entries"), QJsonArray::fromStringList(list.texts()) },
                 { QStringLiteral("selected"), list.selectedText() },
                 { QStringLiteral("enabled"), list.enabled } });
@@ -249,7 +249,7 @@ QJsonObject OutputSettingsJson(const OutputSettings &settings)
                 { QStringLiteral("min"), n.minimum }, { QStringLiteral("max"), n.maximum },
                 { QStringLiteral("enabled"), n.enabled && n.visible } });
     }
-    root.insert(QStringLiteral("QualityLevel"), QualityLevelName(settings.qualityLevel()));
+    root.insert(QStringLiteral("QualityLevel"), qualityLevelName(settings.qualityLevel()));
     return root;
 }
 

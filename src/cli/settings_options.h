@@ -21,24 +21,24 @@ struct SettingsOptions
 
 // Moves the settings options (also in the --option=value form) out of args into options.
 // False with a message when one lacks its value.
-bool TakeSettingsOptions(QStringList &args, SettingsOptions &options, QString &error);
+bool takeSettingsOptions(QStringList &args, SettingsOptions &options, QString &error);
 
 // Loads the catalogue stored in the program through a private temporary folder.
-bool LoadCliCatalogue(Catalogue &catalogue, QString &error);
+bool loadCliCatalogue(Catalogue &catalogue, QString &error);
 
 // The offered family keywords in list order.
-QStringList OfferedKeywords(const Catalogue &catalogue);
+QStringList offeredKeywords(const Catalogue &catalogue);
 
 // The keyword as the catalogue spells it, matched without regard to case; "" when unknown.
-QString ResolveFormatKeyword(const Catalogue &catalogue, const QString &given);
+QString resolveFormatKeyword(const Catalogue &catalogue, const QString &given);
 
 // Selects the family and the preset, then applies the assignments in order with the same rules
 // the settings dialog runs. False with a message that names what is admissible.
-bool ApplySettingsOptions(OutputSettings &settings, const SettingsOptions &options, QString &error);
+bool applySettingsOptions(OutputSettings &settings, const SettingsOptions &options, QString &error);
 
 // The settings as "sonivert-cli settings --json" prints them and the convert plan embeds them:
 // {"lists": {NAME: {entries, selected, enabled}}, "Width", "Height", "VideoBitrateValue"
 // (each {value, min, max, enabled}), "QualityLevel"}. A number is enabled when it can be changed.
-QJsonObject OutputSettingsJson(const OutputSettings &settings);
+QJsonObject outputSettingsJson(const OutputSettings &settings);
 
 } // namespace sonivert::cli

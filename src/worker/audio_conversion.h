@@ -28,16 +28,16 @@ class ConversionReporter
 public:
     virtual ~ConversionReporter() = default;
     virtual void Progress(int64_t outTimeUs) = 0;
-    virtual void Log(int level, const std::string &line) = 0;
+    virtual void log(int level, const std::string &line) = 0;
 };
 
 // Converts the spec's input into its output: demux, decode the audio stream ffmpeg would pick,
 // resample and remix, cut, buffer to the encoder's frame size, encode and mux. True when the
 // output was written whole; false after an error line was logged.
-bool ConvertAudio(const ConversionSpec &spec, ConversionReporter &reporter);
+bool convertAudio(const ConversionSpec &spec, ConversionReporter &reporter);
 
 // The sample format ffmpeg's format negotiation gives an encoder that takes formats, for a source
 // of format source (both AVSampleFormat values; formats ends with -1).
-int NegotiatedSampleFormat(int source, const int *formats);
+int negotiatedSampleFormat(int source, const int *formats);
 
 } // namespace sonivert::worker

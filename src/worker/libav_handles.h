@@ -68,12 +68,12 @@ public:
     ChannelLayout() = default;
     ChannelLayout(const ChannelLayout &) = delete;
     ChannelLayout &operator=(const ChannelLayout &) = delete;
-    ~ChannelLayout() { av_channel_layout_uninit(&layout_); }
-    AVChannelLayout *get() { return &layout_; }
-    const AVChannelLayout *get() const { return &layout_; }
+    ~ChannelLayout() { av_channel_layout_uninit(&m_layout); }
+    AVChannelLayout *get() { return &m_layout; }
+    const AVChannelLayout *get() const { return &m_layout; }
 
 private:
-    AVChannelLayout layout_ {};
+    AVChannelLayout m_layout {};
 };
 
 } // namespace sonivert::worker

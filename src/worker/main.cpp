@@ -42,7 +42,7 @@ void send(const Message &message)
 {
     static std::mutex lock; // libav may log from its own threads
     const std::lock_guard<std::mutex> guard(lock);
-    if (!writeAll(sonivert::worker::EncodeFrame(message)))
+    if (!writeAll(sonivert::worker::encodeFrame(message)))
         ::_exit(3); // nobody listens any more
 }
 
@@ -52,23 +52,23 @@ class TaskReporter : public sonivert::worker::ConversionReporter
 {
 public:
     explicit TaskReporter(int64_t id)
-        : id_(id)
+        : m_id(id)
     {
     }
     void Progress(int64_t outTimeUs) override
     {
-        send(Message { MessageType::Progress, {} }.Add("id", id_).Add("out_us", outTimeUs));
+        send(Message { MessageType::Progress, {} }.add("id", m_id).add("out_us", outTimeUs));
     }
-    void Log(int level, const std::string &line) override
+    void log(int level, const std::string &line) override
     {
         send(Message { MessageType::Log, {} }
-                 .Add("id", id_)
-                 .Add("level", static_cast<int64_t>(level))
-                 .Add("line", line));
+                 .add("id", m_id)
+                 .add("level", static_cast<int64_t>(level))
+                 .add("line", line));
     }
 
 private:
-    int64_t id_;
+    int64_t m_id;
 };
 
 // libav's lines, with their "[component @ 0x...] " prefix as ffmpeg prints them; warnings and
@@ -87,22 +87,22 @@ void logCallback(void *component, int level, const char *format, va_list args)
         std::string text = pending.substr(0, end);
         pending.erase(0, end + 1);
         if (!text.empty())
-            TaskReporter(currentTask).Log(level, text);
+            TaskReporter(currentTask).log(level, text);
     }
 }
 
 sonivert::worker::ConversionSpec specOf(const Message &task)
 {
     sonivert::worker::ConversionSpec spec;
-    spec.input = task.Text("input");
-    spec.output = task.Text("output");
-    spec.encoder = task.Text("encoder");
-    spec.channels = static_cast<int>(task.Number("channels", 0));
-    spec.sampleRate = static_cast<int>(task.Number("rate", 0));
-    spec.bitRate = task.Number("bitrate", 64000);
-    spec.startUs = task.Number("start_us", 0);
-    spec.lengthUs = task.Number("length_us", -1);
-    for (const std::string &tag : task.All("tag")) {
+    spec.input = task.text("input");
+    spec.output = task.text("output");
+    spec.encoder = task.text("encoder");
+    spec.channels = static_cast<int>(task.number("channels", 0));
+    spec.sampleRate = static_cast<int>(task.number("rate", 0));
+    spec.bitRate = task.number("bitrate", 64000);
+    spec.startUs = task.number("start_us", 0);
+    spec.lengthUs = task.number("length_us", -1);
+    for (const std::string &tag : task.all("tag")) {
         const size_t equals = tag.find('=');
         if (equals != std::string::npos && equals > 0)
             spec.tags.emplace_back(tag.substr(0, equals), tag.substr(equals + 1));
@@ -119,24 +119,24 @@ int main()
     std::signal(SIGPIPE, SIG_IGN);
     av_log_set_callback(logCallback);
 
-    send(Message { MessageType::Ready, {} }.Add(
+    send(Message { MessageType::Ready, {} }.add(
         "version", static_cast<int64_t>(sonivert::worker::ProtocolVersion)));
 
     sonivert::worker::FrameReader reader;
     char buffer[65536];
     for (;;) {
-        while (std::optional<Message> message = reader.Next()) {
+        while (std::optional<Message> message = reader.next()) {
             if (message->type == MessageType::Quit)
                 return 0;
             if (message->type != MessageType::Task)
                 continue;
-            currentTask = message->Number("id", 0);
+            currentTask = message->number("id", 0);
             TaskReporter reporter(currentTask);
-            const bool ok = sonivert::worker::ConvertAudio(specOf(*message), reporter);
-            send(Message { MessageType::End, {} }.Add("id", currentTask).Add("ok", ok ? 1 : 0));
+            const bool ok = sonivert::worker::convertAudio(specOf(*message), reporter);
+            send(Message { MessageType::End, {} }.add("id", currentTask).add("ok", ok ? 1 : 0));
         }
-        if (reader.Failed()) {
-            std::fprintf(stderr, "sonivert-worker: %s\n", reader.Error().c_str());
+        if (reader.failed()) {
+            std::fprintf(stderr, "sonivert-worker: %s\n", reader.error().c_str());
             return 2;
         }
         const ssize_t n = ::read(STDIN_FILENO, buffer, sizeof buffer);
@@ -144,6 +144,6 @@ int main()
             continue;
         if (n <= 0)
             return 0;
-        reader.Append(buffer, static_cast<size_t>(n));
+        reader.append(buffer, static_cast<size_t>(n));
     }
 }

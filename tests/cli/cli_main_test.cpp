@@ -3,7 +3,7 @@
 #include <QTest>
 
 using sonivert::test::CliRun;
-using sonivert::test::RunCli;
+using sonivert::test::runCli;
 
 class CliMainTest : public QObject
 {
@@ -13,7 +13,7 @@ private slots:
     void versionNamesTheBuild()
     {
         for (const char *flag : { "--version", "-v" }) {
-            const CliRun r = RunCli({ QLatin1String(flag) });
+            const CliRun r = runCli({ QLatin1String(flag) });
             QCOMPARE(r.exitCode, 0);
             QCOMPARE(r.text(), QStringLiteral("sonivert-cli " SONIVERT_VERSION "\n"));
         }
@@ -21,7 +21,7 @@ private slots:
 
     void helpListsUsageAndExitCodes()
     {
-        const CliRun r = RunCli({ QStringLiteral("--help") });
+        const CliRun r = runCli({ QStringLiteral("--help") });
         QCOMPARE(r.exitCode, 0);
         QVERIFY(r.text().startsWith(QStringLiteral("Usage: sonivert-cli COMMAND")));
         QVERIFY(r.text().contains(QStringLiteral("2 usage error")));
@@ -30,12 +30,12 @@ private slots:
 
     void usageErrorsExitWithTwo()
     {
-        CliRun r = RunCli({});
+        CliRun r = runCli({});
         QCOMPARE(r.exitCode, 2);
         QVERIFY(r.err.contains(QStringLiteral("Usage:")));
         QVERIFY(r.out.isEmpty());
 
-        r = RunCli({ QStringLiteral("transmogrify") });
+        r = runCli({ QStringLiteral("transmogrify") });
         QCOMPARE(r.exitCode, 2);
         QVERIFY(r.err.startsWith(QStringLiteral("sonivert-cli: unknown command 'transmogrify'")));
     }

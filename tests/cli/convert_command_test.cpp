@@ -28,7 +28,7 @@ namespace {
 double durationSeconds(const MediaItem &item)
 {
     return double(
-               JoinHalfTexts(item.Text(Field::FileDurationLow), item.Text(Field::FileDurationHigh)))
+               joinHalfTexts(item.text(Field::FileDurationLow), item.text(Field::FileDurationHigh)))
         / 1e6;
 }
 
@@ -58,50 +58,50 @@ class ConvertCommandTest : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir dir_;
-    QString clip_; // 0.6 s, video and stereo audio at 48000 Hz
-    QString longer_; // 1.5 s, for trimming
+    QTemporaryDir m_dir;
+    QString m_clip; // 0.6 s, video and stereo audio at 48000 Hz
+    QString m_longer; // 1.5 s, for trimming
 
-    QString path(const QString &name) const { return dir_.filePath(name); }
+    QString path(const QString &name) const { return m_dir.filePath(name); }
 
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir_.isValid());
-        clip_ = path(u"clip.mkv"_s);
+        QVERIFY(m_dir.isValid());
+        m_clip = path(u"clip.mkv"_s);
         ClipOptions options;
         options.seconds = 0.6;
         options.width = 160;
         options.height = 120;
         options.sampleRate = 48000;
-        QVERIFY(MakeClip(clip_, options));
-        longer_ = path(u"longer.mp4"_s);
+        QVERIFY(makeClip(m_clip, options));
+        m_longer = path(u"longer.mp4"_s);
         options.seconds = 1.5;
         options.sampleRate = 44100;
-        QVERIFY(MakeClip(longer_, options));
+        QVERIFY(makeClip(m_longer, options));
     }
 
     // Each offered family with its default preset: the file the plan names is there, with the
     // codec, rate and channels the plan asked for and the length of the source.
     void everyOfferedFormatConverts()
     {
-        const CliRun formats = RunCli({ u"formats"_s });
+        const CliRun formats = runCli({ u"formats"_s });
         QCOMPARE(formats.exitCode, 0);
         const QStringList keywords = formats.text().split(u'\n', Qt::SkipEmptyParts);
         QVERIFY(keywords.size() >= 10);
-        const ProbeResult source = ProbeMediaFile(clip_);
+        const ProbeResult source = probeMediaFile(m_clip);
         QVERIFY(source.ok);
 
         for (const QString &keyword : keywords) {
             const QString out = path(u"formats/"_s + QString(keyword).replace(u' ', u'_'));
             const QStringList common { u"convert"_s, u"--format"_s, keyword, u"-o"_s, out,
-                u"--json"_s, clip_ };
-            const CliRun plan = RunCli(common + QStringList { u"--dry-run"_s });
+                u"--json"_s, m_clip };
+            const CliRun plan = runCli(common + QStringList { u"--dry-run"_s });
             QVERIFY2(plan.exitCode == 0, qPrintable(plan.err));
             const QJsonObject planned = plan.json().array().at(0).toObject();
-            const QStringList words = FfmpegOptionWords(planned[u"options"].toString());
+            const QStringList words = ffmpegOptionWords(planned[u"options"].toString());
 
-            const CliRun run = RunCli(common + QStringList { u"--threads"_s, u"2"_s });
+            const CliRun run = runCli(common + QStringList { u"--threads"_s, u"2"_s });
             QVERIFY2(run.exitCode == 0, qPrintable(keyword + u": "_s + run.err));
             const QJsonObject result = run.json().array().at(0).toObject();
             QCOMPARE(result[u"state"].toString(), u"done"_s);
@@ -109,17 +109,17 @@ private slots:
             QCOMPARE(output, planned[u"output"].toString());
             QCOMPARE(filesIn(out), QStringList { QFileInfo(output).fileName() });
 
-            const ProbeResult probe = ProbeMediaFile(output);
+            const ProbeResult probe = probeMediaFile(output);
             QVERIFY2(probe.ok, qPrintable(keyword + u": "_s + probe.message));
             const MediaItem &item = probe.item;
-            const QString what = keyword + u": "_s + CommandLineText(words);
-            QVERIFY2(!item.Boolean(Field::VideoStream), qPrintable(what));
-            QCOMPARE(item.Text(Field::AudioCodecName),
-                codecNameOfEncoder(OptionValue(words, u"-acodec"_s)));
-            QCOMPARE(QString::number(item.Integer(Field::AudioSampleRate)),
-                OptionValue(words, u"-ar"_s));
+            const QString what = keyword + u": "_s + commandLineText(words);
+            QVERIFY2(!item.boolean(Field::VideoStream), qPrintable(what));
+            QCOMPARE(item.text(Field::AudioCodecName),
+                codecNameOfEncoder(optionValue(words, u"-acodec"_s)));
+            QCOMPARE(QString::number(item.integer(Field::AudioSampleRate)),
+                optionValue(words, u"-ar"_s));
             QCOMPARE(
-                QString::number(item.Integer(Field::AudioChannels)), OptionValue(words, u"-ac"_s));
+                QString::number(item.integer(Field::AudioChannels)), optionValue(words, u"-ac"_s));
             QVERIFY2(qAbs(durationSeconds(item) - durationSeconds(source.item)) < 0.1,
                 qPrintable(what + u" lasts %1 s"_s.arg(durationSeconds(item))));
         }
@@ -141,13 +141,13 @@ private slots:
         QFETCH(QString, format);
         QFETCH(int, frameSamples);
         const QString out = path(u"trim-"_s + format);
-        const CliRun run = RunCli({ u"convert"_s, u"--format"_s, format, u"--trim"_s,
-            u"0.25:0.95"_s, u"-o"_s, out, u"--json"_s, longer_ });
+        const CliRun run = runCli({ u"convert"_s, u"--format"_s, format, u"--trim"_s,
+            u"0.25:0.95"_s, u"-o"_s, out, u"--json"_s, m_longer });
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         const QString output = run.json().array().at(0).toObject()[u"output"].toString();
-        const ProbeResult probe = ProbeMediaFile(output);
+        const ProbeResult probe = probeMediaFile(output);
         QVERIFY2(probe.ok, qPrintable(probe.message));
-        const double frame = double(frameSamples) / probe.item.Integer(Field::AudioSampleRate);
+        const double frame = double(frameSamples) / probe.item.integer(Field::AudioSampleRate);
         const double length = durationSeconds(probe.item);
         QVERIFY2(qAbs(length - 0.7) <= frame + 1e-6, qPrintable(u"%1 s"_s.arg(length)));
     }
@@ -155,8 +155,8 @@ private slots:
     void dryRunJsonShape()
     {
         const QString out = path(u"dry"_s);
-        const CliRun run = RunCli({ u"convert"_s, u"--dry-run"_s, u"--json"_s, u"--trim"_s,
-            u"0.5:"_s, u"-o"_s, out, clip_, longer_ });
+        const CliRun run = runCli({ u"convert"_s, u"--dry-run"_s, u"--json"_s, u"--trim"_s,
+            u"0.5:"_s, u"-o"_s, out, m_clip, m_longer });
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         const QJsonArray files = run.json().array();
         QCOMPARE(files.size(), 2);
@@ -165,7 +165,7 @@ private slots:
             (QStringList { u"argv"_s, u"engine"_s, u"file"_s, u"options"_s, u"output"_s, u"seek"_s,
                 u"settings"_s }));
         QCOMPARE(first[u"engine"].toString(), u"worker"_s); // sonivert-worker is beside it
-        QCOMPARE(first[u"file"].toString(), clip_);
+        QCOMPARE(first[u"file"].toString(), m_clip);
         QCOMPARE(first[u"seek"].toString(), u" -ss 0.5"_s);
         // The first family and its default preset, as the main window starts.
         QVERIFY2(first[u"options"].toString().startsWith(
@@ -176,7 +176,7 @@ private slots:
         const QStringList argv = first[u"argv"].toVariant().toStringList();
         QVERIFY(argv.first().endsWith(u"ffmpeg"_s));
         QCOMPARE(argv.last(), out + u"/clip.MP3"_s);
-        QCOMPARE(argv.at(argv.indexOf(u"-i"_s) + 1), clip_);
+        QCOMPARE(argv.at(argv.indexOf(u"-i"_s) + 1), m_clip);
         // The trim is cut after decoding, never by a seek in the input.
         QVERIFY(argv.indexOf(u"-ss"_s) > argv.indexOf(u"-i"_s));
         QCOMPARE(argv.at(argv.indexOf(u"-ss"_s) + 1), u"0.5"_s);
@@ -208,7 +208,7 @@ private slots:
     void usageErrors()
     {
         QFETCH(QStringList, args);
-        const CliRun run = RunCli(QStringList { u"convert"_s } + args);
+        const CliRun run = runCli(QStringList { u"convert"_s } + args);
         QCOMPARE(run.exitCode, 2);
         QVERIFY(run.err.startsWith(u"sonivert-cli convert: "_s));
     }
@@ -220,7 +220,7 @@ private slots:
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.close();
         for (const QString &folder : { file, file + u"/below"_s }) {
-            const CliRun run = RunCli({ u"convert"_s, u"-o"_s, folder, clip_ });
+            const CliRun run = runCli({ u"convert"_s, u"-o"_s, folder, m_clip });
             QCOMPARE(run.exitCode, 3);
             QVERIFY(run.err.contains(folder));
         }
@@ -234,13 +234,13 @@ private slots:
         QVERIFY(taken.open(QIODevice::WriteOnly));
         taken.write("keep me");
         taken.close();
-        const CliRun run = RunCli({ u"convert"_s, u"-o"_s, out, clip_, clip_ });
+        const CliRun run = runCli({ u"convert"_s, u"-o"_s, out, m_clip, m_clip });
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         QVERIFY(taken.open(QIODevice::ReadOnly));
         QCOMPARE(taken.readAll(), QByteArray("keep me"));
         QCOMPARE(filesIn(out),
             (QStringList { u"clip.MP3"_s, u"clip_(new).MP3"_s, u"clip_(new_1).MP3"_s }));
-        QVERIFY(ProbeMediaFile(out + u"/clip_(new_1).MP3"_s).ok);
+        QVERIFY(probeMediaFile(out + u"/clip_(new_1).MP3"_s).ok);
     }
 
     void brokenInputIsReported()
@@ -251,7 +251,7 @@ private slots:
         f.write(QByteArray(4096, 'x'));
         f.close();
         const QString out = path(u"broken-out"_s);
-        const CliRun run = RunCli({ u"convert"_s, u"-o"_s, out, broken, clip_ });
+        const CliRun run = runCli({ u"convert"_s, u"-o"_s, out, broken, m_clip });
         QCOMPARE(run.exitCode, 1);
         QVERIFY2(run.err.contains(u"  broken.mkv: "_s + broken
                      + u": Invalid data found when processing input\n"_s),
@@ -265,15 +265,15 @@ private slots:
     void doneMeansWhole()
     {
         QString error;
-        const QList<AwkwardClip> clips = MakeAwkwardClips(path(u""_s), &error);
+        const QList<AwkwardClip> clips = makeAwkwardClips(path(u""_s), &error);
         QVERIFY2(!clips.isEmpty(), qPrintable(error));
         const QString zero = std::find_if(clips.begin(), clips.end(), [](const AwkwardClip &c) {
             return c.path.endsWith(u"zero.wmv"_s);
         })->path;
         const QString damaged = path(u"damaged.m4a"_s);
-        QVERIFY(MakeDamagedSound(damaged));
+        QVERIFY(makeDamagedSound(damaged));
         const QString out = path(u"whole-out"_s);
-        const CliRun run = RunCli({ u"convert"_s, u"--format"_s, u"OGG Vorbis"_s, u"-o"_s, out,
+        const CliRun run = runCli({ u"convert"_s, u"--format"_s, u"OGG Vorbis"_s, u"-o"_s, out,
             u"--json"_s, zero, damaged });
         QCOMPARE(run.exitCode, 1);
         const QJsonArray files = run.json().array();
@@ -283,7 +283,7 @@ private slots:
         QCOMPARE(
             files.at(1)[u"message"].toString(), u"The output holds 2.0 s of the expected 3.0 s."_s);
         QCOMPARE(filesIn(out), QStringList { u"zero.OGG"_s });
-        QVERIFY(std::abs(DecodedSeconds(out + u"/zero.OGG"_s) - AwkwardSoundSeconds) < 0.08);
+        QVERIFY(std::abs(decodedSeconds(out + u"/zero.OGG"_s) - AwkwardSoundSeconds) < 0.08);
     }
 
     // Ctrl+C while a file is being written: the run ends with status 1 and leaves no file, not
@@ -291,11 +291,11 @@ private slots:
     void interruptLeavesNoPartialFile()
     {
         const QString source = path(u"ten-minutes.wav"_s);
-        QVERIFY(RunFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s,
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s,
             u"sine=frequency=440:sample_rate=22050:duration=600"_s, source }));
         const QString out = path(u"interrupted"_s);
         QProcess cli;
-        cli.start(CliProgram(),
+        cli.start(cliProgram(),
             { u"convert"_s, u"--format"_s, u"OGG Vorbis"_s, u"-o"_s, out, source, source });
         QVERIFY(cli.waitForStarted());
         QByteArray seen;

@@ -15,12 +15,12 @@ class ConvertEngineTest : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir dir_;
-    QString clip_;
+    QTemporaryDir m_dir;
+    QString m_clip;
 
     QString folder(const QString &name) const
     {
-        const QString path = dir_.filePath(name);
+        const QString path = m_dir.filePath(name);
         QDir().mkpath(path);
         return path;
     }
@@ -28,11 +28,11 @@ class ConvertEngineTest : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir_.isValid());
-        clip_ = dir_.filePath(u"clip.mp4"_s);
+        QVERIFY(m_dir.isValid());
+        m_clip = m_dir.filePath(u"clip.mp4"_s);
         ClipOptions options;
         options.seconds = 1.5;
-        QVERIFY(MakeClip(clip_, options));
+        QVERIFY(makeClip(m_clip, options));
     }
 
     void eachEngineRunsAndSaysSo_data()
@@ -49,13 +49,13 @@ private slots:
         QFETCH(QString, engine);
         QFETCH(QString, expected);
         const QString out = folder(u"out-"_s + engine);
-        const CliRun dry = RunCli({ u"convert"_s, u"--engine"_s, engine, u"--dry-run"_s,
-            u"--json"_s, u"-o"_s, out, clip_ });
+        const CliRun dry = runCli({ u"convert"_s, u"--engine"_s, engine, u"--dry-run"_s,
+            u"--json"_s, u"-o"_s, out, m_clip });
         QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
         QCOMPARE(dry.json().array().at(0).toObject()[u"engine"].toString(), expected);
 
         const CliRun run
-            = RunCli({ u"convert"_s, u"--engine="_s + engine, u"--json"_s, u"-o"_s, out, clip_ });
+            = runCli({ u"convert"_s, u"--engine="_s + engine, u"--json"_s, u"-o"_s, out, m_clip });
         QVERIFY2(run.exitCode == 0, qPrintable(run.err));
         const QJsonObject result = run.json().array().at(0).toObject();
         QCOMPARE(result[u"state"].toString(), u"done"_s);
@@ -68,13 +68,13 @@ private slots:
         const QString out = folder(u"gsm"_s);
         const QStringList gsm { u"--format"_s, u"WAV"_s, u"--set"_s, u"AudioCodec=MS GSM 6.10"_s,
             u"--set"_s, u"SampleRate=8000 Hz"_s, u"--set"_s, u"Channels=Mono"_s };
-        const CliRun dry = RunCli(QStringList { u"convert"_s } + gsm
-            + QStringList { u"--dry-run"_s, u"--json"_s, u"-o"_s, out, clip_ });
+        const CliRun dry = runCli(QStringList { u"convert"_s } + gsm
+            + QStringList { u"--dry-run"_s, u"--json"_s, u"-o"_s, out, m_clip });
         QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
         QCOMPARE(dry.json().array().at(0).toObject()[u"engine"].toString(), u"ffmpeg"_s);
 
-        const CliRun refused = RunCli(QStringList { u"convert"_s } + gsm
-            + QStringList { u"--engine"_s, u"worker"_s, u"-o"_s, out, clip_ });
+        const CliRun refused = runCli(QStringList { u"convert"_s } + gsm
+            + QStringList { u"--engine"_s, u"worker"_s, u"-o"_s, out, m_clip });
         QCOMPARE(refused.exitCode, 2);
         QVERIFY2(
             refused.err.contains(
@@ -85,7 +85,7 @@ private slots:
 
     void anUnknownEngineIsAUsageError()
     {
-        const CliRun run = RunCli({ u"convert"_s, u"--engine"_s, u"fast"_s, clip_ });
+        const CliRun run = runCli({ u"convert"_s, u"--engine"_s, u"fast"_s, m_clip });
         QCOMPARE(run.exitCode, 2);
         QVERIFY(run.err.contains(u"--engine takes auto, ffmpeg or worker"_s));
     }

@@ -15,7 +15,7 @@ namespace {
 
 CliRun run(const QStringList &args)
 {
-    return RunCli(QStringList { QStringLiteral("diagnose") } + args);
+    return runCli(QStringList { QStringLiteral("diagnose") } + args);
 }
 
 } // namespace
@@ -37,10 +37,10 @@ private slots:
         options.width = 64;
         options.height = 48;
         clip = media.filePath(QStringLiteral("clip.mp4"));
-        QVERIFY(MakeClip(clip, options));
+        QVERIFY(makeClip(clip, options));
         options.audio = false;
         silentClip = media.filePath(QStringLiteral("silent.mp4"));
-        QVERIFY(MakeClip(silentClip, options));
+        QVERIFY(makeClip(silentClip, options));
     }
 
     // FLAC offers 3 channel entries, 9 rates and one bit rate each: 27 conversions.

@@ -12,7 +12,7 @@ namespace {
 QJsonObject settingsJson(const QStringList &extra)
 {
     const CliRun result
-        = RunCli(QStringList { QStringLiteral("settings"), QStringLiteral("--json") } + extra);
+        = runCli(QStringList { QStringLiteral("settings"), QStringLiteral("--json") } + extra);
     return result.json().object();
 }
 
@@ -35,7 +35,7 @@ class FormatsCommandsTest : public QObject
 private slots:
     void formatsListsTheFamilies()
     {
-        const CliRun text = RunCli({ QStringLiteral("formats") });
+        const CliRun text = runCli({ QStringLiteral("formats") });
         QCOMPARE(text.exitCode, 0);
         const QStringList keywords = text.text().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QVERIFY(keywords.size() >= 11);
@@ -43,7 +43,7 @@ private slots:
         for (const char *family : { "FLAC", "WAV", "AIFF", "AC3", "MP2", "WMA", "OGG Vorbis" })
             QVERIFY2(keywords.contains(QLatin1String(family)), family);
 
-        const CliRun listed = RunCli({ QStringLiteral("formats"), QStringLiteral("--json") });
+        const CliRun listed = runCli({ QStringLiteral("formats"), QStringLiteral("--json") });
         QCOMPARE(listed.exitCode, 0);
         const QJsonArray array = listed.json().array();
         QCOMPARE(array.size(), keywords.size());
@@ -51,12 +51,12 @@ private slots:
             QCOMPARE(
                 array.at(i).toObject().value(QStringLiteral("keyword")).toString(), keywords.at(i));
 
-        QCOMPARE(RunCli({ QStringLiteral("formats"), QStringLiteral("extra") }).exitCode, 2);
+        QCOMPARE(runCli({ QStringLiteral("formats"), QStringLiteral("extra") }).exitCode, 2);
     }
 
     void presetsOfOneFamily()
     {
-        const CliRun listed = RunCli(
+        const CliRun listed = runCli(
             { QStringLiteral("presets"), QStringLiteral("wav"), QStringLiteral("--json") });
         QCOMPARE(listed.exitCode, 0);
         const QJsonArray array = listed.json().array();
@@ -70,7 +70,7 @@ private slots:
             ids.append(value.toObject().value(QStringLiteral("id")).toString());
         QCOMPARE(ids.removeDuplicates(), 0);
 
-        const CliRun text = RunCli({ QStringLiteral("presets"), QStringLiteral("WAV") });
+        const CliRun text = runCli({ QStringLiteral("presets"), QStringLiteral("WAV") });
         QCOMPARE(text.exitCode, 0);
         const QStringList lines = text.text().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), array.size());
@@ -80,7 +80,7 @@ private slots:
 
     void presetsOfAllFamiliesAndUnknownKeyword()
     {
-        const CliRun all = RunCli({ QStringLiteral("presets"), QStringLiteral("--json") });
+        const CliRun all = runCli({ QStringLiteral("presets"), QStringLiteral("--json") });
         QCOMPARE(all.exitCode, 0);
         const QJsonArray array = all.json().array();
         QStringList keywords;
@@ -90,13 +90,13 @@ private slots:
                 keywords.append(keyword);
         }
         // Grouped by family, in the order of the format list.
-        const CliRun formats = RunCli({ QStringLiteral("formats") });
+        const CliRun formats = runCli({ QStringLiteral("formats") });
         QCOMPARE(keywords, formats.text().split(QLatin1Char('\n'), Qt::SkipEmptyParts));
         // Device formats are not offered.
         QVERIFY(!all.out.contains("DeviceFormat"));
         QVERIFY(!keywords.contains(QStringLiteral("AVI Video")));
 
-        const CliRun unknown = RunCli({ QStringLiteral("presets"), QStringLiteral("Betamax") });
+        const CliRun unknown = runCli({ QStringLiteral("presets"), QStringLiteral("Betamax") });
         QCOMPARE(unknown.exitCode, 2);
         QVERIFY(unknown.err.contains(QStringLiteral("MP3")));
     }
@@ -126,7 +126,7 @@ private slots:
         QVERIFY(settings.value(QStringLiteral("QualityLevel")).isString());
 
         // The default is the second entry of the family's list, the first real preset.
-        const CliRun presets = RunCli(
+        const CliRun presets = runCli(
             { QStringLiteral("presets"), QStringLiteral("MP3"), QStringLiteral("--json") });
         const QString secondId
             = presets.json().array().at(1).toObject().value(QStringLiteral("id")).toString();
@@ -152,7 +152,7 @@ private slots:
 
     void presetByNameAndLockedLists()
     {
-        const CliRun presets = RunCli(
+        const CliRun presets = runCli(
             { QStringLiteral("presets"), QStringLiteral("WAV"), QStringLiteral("--json") });
         QString gsmName;
         for (const QJsonValue &value : presets.json().array()) {
@@ -167,7 +167,7 @@ private slots:
         QCOMPARE(selected(gsm, "SampleRate"), QStringLiteral("8000 Hz"));
         QVERIFY(!list(gsm, "SampleRate").value(QStringLiteral("enabled")).toBool());
 
-        const CliRun locked = RunCli({ QStringLiteral("settings"), QStringLiteral("--format"),
+        const CliRun locked = runCli({ QStringLiteral("settings"), QStringLiteral("--format"),
             QStringLiteral("WAV"), QStringLiteral("--preset"), gsmName, QStringLiteral("--set"),
             QStringLiteral("SampleRate=8000 Hz") });
         QCOMPARE(locked.exitCode, 2);
@@ -208,7 +208,7 @@ private slots:
     {
         QFETCH(QStringList, args);
         QFETCH(QString, mentions);
-        const CliRun result = RunCli(QStringList { QStringLiteral("settings") } + args);
+        const CliRun result = runCli(QStringList { QStringLiteral("settings") } + args);
         QCOMPARE(result.exitCode, 2);
         QVERIFY2(result.err.contains(mentions), qPrintable(result.err));
         QVERIFY(result.out.isEmpty());
@@ -216,7 +216,7 @@ private slots:
 
     void textOutputNamesEveryList()
     {
-        const CliRun result = RunCli(
+        const CliRun result = runCli(
             { QStringLiteral("settings"), QStringLiteral("--format"), QStringLiteral("FLAC") });
         QCOMPARE(result.exitCode, 0);
         const QString text = result.text();

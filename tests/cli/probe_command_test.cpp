@@ -12,47 +12,47 @@
 using namespace sonivert;
 using sonivert::test::ClipOptions;
 using sonivert::test::CliRun;
-using sonivert::test::MakeClip;
-using sonivert::test::RunCli;
+using sonivert::test::makeClip;
+using sonivert::test::runCli;
 
 class ProbeCommandTest : public QObject
 {
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QString clip_;
-    QString song_;
-    QString text_;
+    QTemporaryDir m_dir;
+    QString m_clip;
+    QString m_song;
+    QString m_text;
 
     static CliRun run(const QStringList &args)
     {
-        return RunCli(QStringList { QStringLiteral("probe") } + args);
+        return runCli(QStringList { QStringLiteral("probe") } + args);
     }
 
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir_.isValid());
-        clip_ = dir_.filePath(QStringLiteral("clip.mkv"));
+        QVERIFY(m_dir.isValid());
+        m_clip = m_dir.filePath(QStringLiteral("clip.mkv"));
         ClipOptions options;
         options.extraOutputArgs = { QStringLiteral("-metadata"), QStringLiteral("title=Title") };
-        QVERIFY(MakeClip(clip_, options));
-        song_ = dir_.filePath(QStringLiteral("song.mp3"));
+        QVERIFY(makeClip(m_clip, options));
+        m_song = m_dir.filePath(QStringLiteral("song.mp3"));
         ClipOptions audio;
         audio.video = false;
         audio.channelLayout = QStringLiteral("mono");
-        QVERIFY(MakeClip(song_, audio));
-        text_ = dir_.filePath(QStringLiteral("notes.mkv"));
-        QFile f(text_);
+        QVERIFY(makeClip(m_song, audio));
+        m_text = m_dir.filePath(QStringLiteral("notes.mkv"));
+        QFile f(m_text);
         QVERIFY(f.open(QIODevice::WriteOnly));
         f.write("plain text");
     }
 
     void jsonHasOneObjectPerFileInArgumentOrder()
     {
-        const QString missing = dir_.filePath(QStringLiteral("missing.mp4"));
-        const CliRun r = run({ QStringLiteral("--json"), text_, clip_, missing, song_ });
+        const QString missing = m_dir.filePath(QStringLiteral("missing.mp4"));
+        const CliRun r = run({ QStringLiteral("--json"), m_text, m_clip, missing, m_song });
         QCOMPARE(r.exitCode, 1);
         QJsonParseError error;
         const QJsonDocument doc = QJsonDocument::fromJson(r.out, &error);
@@ -64,11 +64,11 @@ private slots:
         QCOMPARE(bad.keys(),
             (QStringList { QStringLiteral("file"), QStringLiteral("message"),
                 QStringLiteral("name"), QStringLiteral("ok") }));
-        QCOMPARE(bad.value(QStringLiteral("file")).toString(), text_);
+        QCOMPARE(bad.value(QStringLiteral("file")).toString(), m_text);
         QCOMPARE(bad.value(QStringLiteral("ok")), QJsonValue(false));
         QCOMPARE(bad.value(QStringLiteral("name")).toString(), QStringLiteral("notes.mkv"));
         QCOMPARE(bad.value(QStringLiteral("message")).toString(),
-            text_ + QStringLiteral(": Invalid data found when processing input"));
+            m_text + QStringLiteral(": Invalid data found when processing input"));
 
         const QJsonObject good = files.at(1).toObject();
         QCOMPARE(good.keys(),
@@ -79,15 +79,15 @@ private slots:
         QCOMPARE(fields.size(), MediaFieldCount);
         for (int i = 0; i < MediaFieldCount; ++i) {
             const QJsonValue v = fields.at(i);
-            switch (FieldTypeOf(i)) {
+            switch (fieldTypeOf(i)) {
             case FieldType::Text:
-                QVERIFY2(v.isString(), qPrintable(FieldKey(i)));
+                QVERIFY2(v.isString(), qPrintable(fieldKey(i)));
                 break;
             case FieldType::Integer:
-                QVERIFY2(v.isDouble(), qPrintable(FieldKey(i)));
+                QVERIFY2(v.isDouble(), qPrintable(fieldKey(i)));
                 break;
             case FieldType::Boolean:
-                QVERIFY2(v.isBool(), qPrintable(FieldKey(i)));
+                QVERIFY2(v.isBool(), qPrintable(fieldKey(i)));
                 break;
             }
         }
@@ -104,7 +104,7 @@ private slots:
 
     void plainOutputAndSuccess()
     {
-        const CliRun r = run({ clip_, song_ });
+        const CliRun r = run({ m_clip, m_song });
         QCOMPARE(r.exitCode, 0);
         const QList<QByteArray> lines = r.out.trimmed().split('\n');
         QCOMPARE(lines.size(), 2);
@@ -117,10 +117,10 @@ private slots:
 
     void failureLineAndExitStatus()
     {
-        const CliRun r = run({ text_ });
+        const CliRun r = run({ m_text });
         QCOMPARE(r.exitCode, 1);
         QCOMPARE(r.out.trimmed(),
-            QByteArray("notes.mkv  failed: ") + text_.toUtf8()
+            QByteArray("notes.mkv  failed: ") + m_text.toUtf8()
                 + ": Invalid data found when processing input");
     }
 
@@ -128,7 +128,7 @@ private slots:
     {
         QCOMPARE(run({}).exitCode, 2);
         QCOMPARE(run({ QStringLiteral("--json") }).exitCode, 2);
-        QCOMPARE(run({ QStringLiteral("--xml"), clip_ }).exitCode, 2);
+        QCOMPARE(run({ QStringLiteral("--xml"), m_clip }).exitCode, 2);
         // After "--" a name that looks like an option is a file.
         const CliRun r
             = run({ QStringLiteral("--json"), QStringLiteral("--"), QStringLiteral("-odd") });

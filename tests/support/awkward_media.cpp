@@ -87,7 +87,7 @@ bool shortenMatroskaDuration(const QString &path)
 
 } // namespace
 
-QList<AwkwardClip> MakeAwkwardClips(const QString &folder, QString *error)
+QList<AwkwardClip> makeAwkwardClips(const QString &folder, QString *error)
 {
     const auto file = [&folder](const QString &name) {
         return folder + QLatin1Char('/') + name;
@@ -169,7 +169,7 @@ QList<AwkwardClip> MakeAwkwardClips(const QString &folder, QString *error)
     for (const Recipe &recipe : recipes) {
         const QString path = file(recipe.name);
         QString output;
-        if (!RunFfmpeg(recipe.args + QStringList { path }, &output)
+        if (!runFfmpeg(recipe.args + QStringList { path }, &output)
             || (recipe.fix && !recipe.fix(path))) {
             if (error)
                 *error = recipe.label + QLatin1String(": ") + output;
@@ -180,9 +180,9 @@ QList<AwkwardClip> MakeAwkwardClips(const QString &folder, QString *error)
     return clips;
 }
 
-bool MakeDamagedSound(const QString &path)
+bool makeDamagedSound(const QString &path)
 {
-    if (!RunFfmpeg(
+    if (!runFfmpeg(
             soundInput() + QStringList { QStringLiteral("-c:a"), QStringLiteral("aac"), path }))
         return false;
     QByteArray data = readAll(path);
@@ -195,7 +195,7 @@ bool MakeDamagedSound(const QString &path)
     return writeAll(path, data);
 }
 
-double DecodedSeconds(const QString &path)
+double decodedSeconds(const QString &path)
 {
     constexpr int rate = 8000;
     QProcess ffmpeg;

@@ -19,13 +19,13 @@ struct AwkwardClip
 // as a stream (no duration, no index), sound before the ASF pre-roll ends, an MP4 edit list that
 // starts the sound late, a Matroska duration shorter than the sound, FLV with late sound, MPEG-PS,
 // DV, 3GP, WebM and Ogg. An empty list when ffmpeg fails; error says which clip.
-QList<AwkwardClip> MakeAwkwardClips(const QString &folder, QString *error);
+QList<AwkwardClip> makeAwkwardClips(const QString &folder, QString *error);
 
 // An M4A of AwkwardSoundSeconds whose last third decodes to nothing: ffmpeg converts it, exits
 // 0, and leaves an output two thirds as long.
-bool MakeDamagedSound(const QString &path);
+bool makeDamagedSound(const QString &path);
 
 // The sound a file decodes to, in seconds, as the ffmpeg program decodes it; -1 when it cannot.
-double DecodedSeconds(const QString &path);
+double decodedSeconds(const QString &path);
 
 } // namespace sonivert::test

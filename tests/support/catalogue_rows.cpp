@@ -10,14 +10,14 @@ QStringList Row(std::initializer_list<const char *> cells)
     return list;
 }
 
-QStringList FormatTableColumns()
+QStringList formatTableColumns()
 {
     return Row(
         { "Format", "VideoCodec", "AudioCodec", "FileExtention", "FPS", "AspectRatio", "FrameSize",
             "SampleRate", "Channels", "AudioSize", "MaxWidth", "MaxHeight", "MaxVideoBitrate" });
 }
 
-QStringList PresetTableColumns()
+QStringList presetTableColumns()
 {
     return Row(
         { "ID", "Name", "Maker", "Keyword", "Thumbnail", "Type", "Image", "Format", "VideoCodec",

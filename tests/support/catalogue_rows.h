@@ -9,7 +9,7 @@ namespace sonivert::test {
 QStringList Row(std::initializer_list<const char *> cells);
 
 // The columns of the format and preset tables, in the order the built-in tables have them.
-QStringList FormatTableColumns();
-QStringList PresetTableColumns();
+QStringList formatTableColumns();
+QStringList presetTableColumns();
 
 } // namespace sonivert::test

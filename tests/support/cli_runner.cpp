@@ -4,7 +4,7 @@
 
 namespace sonivert::test {
 
-QString CliProgram()
+QString cliProgram()
 {
     return QStringLiteral(SONIVERT_BIN_DIR "/sonivert-cli");
 }
@@ -27,14 +27,14 @@ QJsonDocument CliRun::json() const
     return doc;
 }
 
-CliRun RunCli(const QStringList &args, int timeoutMs)
+CliRun runCli(const QStringList &args, int timeoutMs)
 {
     QProcess cli;
-    cli.start(CliProgram(), args);
+    cli.start(cliProgram(), args);
     CliRun run;
     if (!cli.waitForStarted()) {
         qWarning(
-            "%s cannot be started: %s", qPrintable(CliProgram()), qPrintable(cli.errorString()));
+            "%s cannot be started: %s", qPrintable(cliProgram()), qPrintable(cli.errorString()));
         return run;
     }
     if (!cli.waitForFinished(timeoutMs)) {

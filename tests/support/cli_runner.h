@@ -8,7 +8,7 @@
 namespace sonivert::test {
 
 // The sonivert-cli program of this build.
-QString CliProgram();
+QString cliProgram();
 
 // What one run of sonivert-cli left behind.
 struct CliRun
@@ -25,6 +25,6 @@ struct CliRun
 };
 
 // Runs sonivert-cli with args, without a shell, and waits up to timeoutMs for it to end.
-CliRun RunCli(const QStringList &args, int timeoutMs = 60000);
+CliRun runCli(const QStringList &args, int timeoutMs = 60000);
 
 } // namespace sonivert::test

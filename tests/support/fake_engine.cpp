@@ -8,67 +8,67 @@ namespace sonivert::test {
 
 FakeJob::FakeJob(const EncodeTask &task, const FakeScript &script, QObject *parent)
     : EncodeJob(parent)
-    , task_(task)
-    , script_(script)
+    , m_task(task)
+    , m_script(script)
 {
-    result_.commandLine = { QStringLiteral("fake-engine"), task.input, task.temporaryOutput };
+    m_result.commandLine = { QStringLiteral("fake-engine"), task.input, task.temporaryOutput };
 }
 
-void FakeJob::Start()
+void FakeJob::start()
 {
-    started_ = true;
+    m_started = true;
     QTimer::singleShot(0, this, &FakeJob::advance);
 }
 
-void FakeJob::Pause()
+void FakeJob::pause()
 {
-    paused_ = true;
+    m_paused = true;
 }
 
-void FakeJob::Resume()
+void FakeJob::resume()
 {
-    paused_ = false;
-    if (started_)
+    m_paused = false;
+    if (m_started)
         QTimer::singleShot(0, this, &FakeJob::advance);
 }
 
-void FakeJob::Stop()
+void FakeJob::stop()
 {
-    QTimer::singleShot(0, this, [this] { Finish(JobOutcome::Stopped, QString()); });
+    QTimer::singleShot(0, this, [this] { finish(JobOutcome::Stopped, QString()); });
 }
 
-void FakeJob::StopAndWait()
+void FakeJob::stopAndWait()
 {
-    Finish(JobOutcome::Stopped, QString());
+    finish(JobOutcome::Stopped, QString());
 }
 
-void FakeJob::Release()
+void FakeJob::release()
 {
-    script_.hold = false;
-    if (started_ && !paused_)
+    m_script.hold = false;
+    if (m_started && !m_paused)
         QTimer::singleShot(0, this, &FakeJob::advance);
 }
 
 void FakeJob::advance()
 {
-    if (IsFinished() || paused_)
+    if (isFinished() || m_paused)
         return;
-    while (nextPosition_ < script_.positionsUs.size())
-        emit progress(script_.positionsUs.at(nextPosition_++));
-    if (script_.hold)
+    while (m_nextPosition < m_script.positionsUs.size())
+        emit progress(m_script.positionsUs.at(m_nextPosition++));
+    if (m_script.hold)
         return;
-    if (script_.outcome == JobOutcome::Succeeded) {
-        QFile output(task_.temporaryOutput);
+    if (m_script.outcome == JobOutcome::Succeeded) {
+        QFile output(m_task.temporaryOutput);
         if (!output.open(QIODevice::WriteOnly) || output.write("fake sound") < 0) {
-            Finish(JobOutcome::Failed, task_.temporaryOutput + QStringLiteral(": cannot write"));
+            finish(JobOutcome::Failed, m_task.temporaryOutput + QStringLiteral(": cannot write"));
             return;
         }
     }
-    result_.logTail = { QStringLiteral("fake log of ") + QFileInfo(task_.input).fileName() };
-    Finish(script_.outcome, script_.message);
+    m_result.logTail = { QStringLiteral("fake log of ") + QFileInfo(m_task.input).fileName() };
+    finish(m_script.outcome, m_script.message);
 }
 
-EncodeJobFactory FakeEngine::Factory()
+EncodeJobFactory FakeEngine::factory()
 {
     return [this](const EncodeTask &task, QObject *parent) -> EncodeJob * {
         const QString name = QFileInfo(task.input).fileName();
@@ -79,7 +79,7 @@ EncodeJobFactory FakeEngine::Factory()
     };
 }
 
-FakeJob *FakeEngine::JobFor(const QString &inputName) const
+FakeJob *FakeEngine::jobFor(const QString &inputName) const
 {
     for (const QPointer<FakeJob> &job : jobs) {
         if (job && QFileInfo(job->Task().input).fileName() == inputName)
@@ -88,11 +88,11 @@ FakeJob *FakeEngine::JobFor(const QString &inputName) const
     return nullptr;
 }
 
-int FakeEngine::RunningCount() const
+int FakeEngine::runningCount() const
 {
     int count = 0;
     for (const QPointer<FakeJob> &job : jobs)
-        count += job && job->IsStarted() && !job->IsFinished() ? 1 : 0;
+        count += job && job->isStarted() && !job->isFinished() ? 1 : 0;
     return count;
 }
 

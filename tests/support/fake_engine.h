@@ -26,26 +26,26 @@ class FakeJob : public EncodeJob
 public:
     FakeJob(const EncodeTask &task, const FakeScript &script, QObject *parent);
 
-    void Start() override;
-    void Pause() override;
-    void Resume() override;
-    void Stop() override;
-    void StopAndWait() override;
+    void start() override;
+    void pause() override;
+    void resume() override;
+    void stop() override;
+    void stopAndWait() override;
 
-    const EncodeTask &Task() const { return task_; }
-    bool IsStarted() const { return started_; }
-    bool IsPaused() const { return paused_; }
+    const EncodeTask &Task() const { return m_task; }
+    bool isStarted() const { return m_started; }
+    bool isPaused() const { return m_paused; }
     // A held job goes on to its end.
-    void Release();
+    void release();
 
 private:
     void advance();
 
-    EncodeTask task_;
-    FakeScript script_;
-    qsizetype nextPosition_ = 0;
-    bool started_ = false;
-    bool paused_ = false;
+    EncodeTask m_task;
+    FakeScript m_script;
+    qsizetype m_nextPosition = 0;
+    bool m_started = false;
+    bool m_paused = false;
 };
 
 // An engine of fake jobs, scripted by input file name; every job it made, in order.
@@ -57,9 +57,9 @@ public:
     QList<QPointer<FakeJob>> jobs; // gone once the queue is done with them
     QList<EncodeTask> tasks; // what each job was given, kept
 
-    EncodeJobFactory Factory();
-    FakeJob *JobFor(const QString &inputName) const;
-    int RunningCount() const;
+    EncodeJobFactory factory();
+    FakeJob *jobFor(const QString &inputName) const;
+    int runningCount() const;
 };
 
 } // namespace sonivert::test

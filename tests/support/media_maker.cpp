@@ -4,7 +4,7 @@
 
 namespace sonivert::test {
 
-bool RunFfmpeg(const QStringList &args, QString *errorOutput)
+bool runFfmpeg(const QStringList &args, QString *errorOutput)
 {
     QProcess ffmpeg;
     ffmpeg.start(QStringLiteral("ffmpeg"),
@@ -21,7 +21,7 @@ bool RunFfmpeg(const QStringList &args, QString *errorOutput)
     return ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0;
 }
 
-bool MakeClip(const QString &path, const ClipOptions &o)
+bool makeClip(const QString &path, const ClipOptions &o)
 {
     const QString duration = QString::number(o.seconds, 'f', 3);
     QStringList args;
@@ -45,7 +45,7 @@ bool MakeClip(const QString &path, const ClipOptions &o)
     if (o.video)
         args << QStringLiteral("-pix_fmt") << QStringLiteral("yuv420p");
     args << o.extraOutputArgs << path;
-    return RunFfmpeg(args);
+    return runFfmpeg(args);
 }
 
 } // namespace sonivert::test

@@ -7,7 +7,7 @@ namespace sonivert::test {
 
 // Runs the ffmpeg program with the given arguments (after "-hide_banner -loglevel error -y")
 // and returns true when it exits 0. Test media are made this way, never committed.
-bool RunFfmpeg(const QStringList &args, QString *errorOutput = nullptr);
+bool runFfmpeg(const QStringList &args, QString *errorOutput = nullptr);
 
 struct ClipOptions
 {
@@ -24,6 +24,6 @@ struct ClipOptions
 
 // Generates a clip from lavfi sources (test pattern and sine tone) into path; the container
 // follows the extension. Returns true on success.
-bool MakeClip(const QString &path, const ClipOptions &options = {});
+bool makeClip(const QString &path, const ClipOptions &options = {});
 
 } // namespace sonivert::test

@@ -38,12 +38,12 @@ public:
 };
 
 // Acts once on the next modal window, as soon as it is up.
-inline void OnNextModal(std::function<void(QWidget *)> action)
+inline void onNextModal(std::function<void(QWidget *)> action)
 {
     QTimer::singleShot(0, [action] {
         QWidget *modal = QApplication::activeModalWidget();
         if (!modal) {
-            OnNextModal(action);
+            onNextModal(action);
             return;
         }
         action(modal);

@@ -70,7 +70,7 @@ QByteArray protectionObject(const QByteArray &guid)
 
 } // namespace
 
-bool MakeEncryptedMp4(const QString &path, const ClipOptions &options)
+bool makeEncryptedMp4(const QString &path, const ClipOptions &options)
 {
     ClipOptions encrypted = options;
     encrypted.extraOutputArgs << QStringLiteral("-encryption_scheme")
@@ -78,10 +78,10 @@ bool MakeEncryptedMp4(const QString &path, const ClipOptions &options)
                               << QStringLiteral("00112233445566778899aabbccddeeff")
                               << QStringLiteral("-encryption_kid")
                               << QStringLiteral("0123456789abcdef0123456789abcdef");
-    return MakeClip(path, encrypted);
+    return makeClip(path, encrypted);
 }
 
-bool PatchMp4Box(const QString &path, const char *type, int offset, unsigned char value)
+bool patchMp4Box(const QString &path, const char *type, int offset, unsigned char value)
 {
     QByteArray data;
     if (!readAll(path, data))
@@ -93,7 +93,7 @@ bool PatchMp4Box(const QString &path, const char *type, int offset, unsigned cha
     return writeAll(path, data);
 }
 
-bool ProtectAsf(const QString &path, AsfProtection protection)
+bool protectAsf(const QString &path, AsfProtection protection)
 {
     QByteArray data;
     if (!readAll(path, data) || !data.startsWith(asfHeader))
@@ -115,7 +115,7 @@ bool ProtectAsf(const QString &path, AsfProtection protection)
     return writeAll(path, data);
 }
 
-bool BreakAsfHeader(const QString &path)
+bool breakAsfHeader(const QString &path)
 {
     QByteArray data;
     if (!readAll(path, data) || !data.startsWith(asfHeader))

@@ -12,10 +12,10 @@ namespace sonivert::test {
 
 // Samples encrypted with AES-CTR under a fixed test key; ffmpeg opens such a file, but its
 // samples decode to noise.
-bool MakeEncryptedMp4(const QString &path, const ClipOptions &options = {});
+bool makeEncryptedMp4(const QString &path, const ClipOptions &options = {});
 
 // Sets the byte at offset (counted from the box's size field) of the first box of that type.
-bool PatchMp4Box(const QString &path, const char *type, int offset, unsigned char value);
+bool patchMp4Box(const QString &path, const char *type, int offset, unsigned char value);
 
 enum class AsfProtection {
     ContentEncryption, // the object of the first ASF protection scheme
@@ -23,10 +23,10 @@ enum class AsfProtection {
     EncryptedStreamFlag, // a stream properties object marked encrypted
 };
 // Adds the mark to an ASF file made by ffmpeg (.wma, .wmv, .asf).
-bool ProtectAsf(const QString &path, AsfProtection protection);
+bool protectAsf(const QString &path, AsfProtection protection);
 
 // Gives the first ordinary header object an impossible size, so that the demuxer refuses the
 // header; objects of a protection scheme ahead of it stay intact.
-bool BreakAsfHeader(const QString &path);
+bool breakAsfHeader(const QString &path);
 
 } // namespace sonivert::test

@@ -27,7 +27,7 @@ constexpr int kKeyAlphaThreshold = 48;
 // part that way must fail the build rather than ship half drawn.
 bool svgWarned = false;
 
-void NoteWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message)
+void noteWarnings(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     const bool fromSvg = context.category && qstrncmp(context.category, "qt.svg", 6) == 0;
     if (!fromSvg && type != QtCriticalMsg && type != QtFatalMsg)
@@ -44,7 +44,7 @@ struct Entry
     QSize size;
 };
 
-bool ParseEntry(const QString &text, Entry *entry)
+bool parseEntry(const QString &text, Entry *entry)
 {
     static const QRegularExpression pattern(QStringLiteral("^([^:/]+):(\\d+)x(\\d+)$"));
     const QRegularExpressionMatch match = pattern.match(text);
@@ -55,7 +55,7 @@ bool ParseEntry(const QString &text, Entry *entry)
     return !entry->size.isEmpty();
 }
 
-QImage Render(QSvgRenderer &renderer, const QSize &size)
+QImage render(QSvgRenderer &renderer, const QSize &size)
 {
     QImage image(size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
@@ -68,7 +68,7 @@ QImage Render(QSvgRenderer &renderer, const QSize &size)
     return image;
 }
 
-QImage KeyedForBmp(const QImage &rendered)
+QImage keyedForBmp(const QImage &rendered)
 {
     const QImage source = rendered.convertToFormat(QImage::Format_ARGB32);
     QImage keyed(source.size(), QImage::Format_RGB32);
@@ -91,7 +91,7 @@ QImage KeyedForBmp(const QImage &rendered)
     return keyed;
 }
 
-bool RenderEntry(const QDir &svgDir, const QDir &outDir, const Entry &entry)
+bool renderEntry(const QDir &svgDir, const QDir &outDir, const Entry &entry)
 {
     const QFileInfo target(entry.name);
     const QString svgPath = svgDir.filePath(target.completeBaseName() + QStringLiteral(".svg"));
@@ -102,7 +102,7 @@ bool RenderEntry(const QDir &svgDir, const QDir &outDir, const Entry &entry)
         return false;
     }
 
-    const QImage image = Render(renderer, entry.size);
+    const QImage image = render(renderer, entry.size);
     if (svgWarned) {
         std::fprintf(stderr, "render_skin: %s does not render cleanly\n", qPrintable(svgPath));
         return false;
@@ -110,7 +110,7 @@ bool RenderEntry(const QDir &svgDir, const QDir &outDir, const Entry &entry)
     const QString outPath = outDir.filePath(entry.name);
     const bool bmp = target.suffix().compare(QStringLiteral("bmp"), Qt::CaseInsensitive) == 0;
     if (bmp) {
-        if (!KeyedForBmp(image).save(outPath, "BMP")) {
+        if (!keyedForBmp(image).save(outPath, "BMP")) {
             std::fprintf(stderr, "render_skin: cannot write %s\n", qPrintable(outPath));
             return false;
         }
@@ -119,7 +119,7 @@ bool RenderEntry(const QDir &svgDir, const QDir &outDir, const Entry &entry)
 
     const QString hiDpiPath
         = outDir.filePath(target.completeBaseName() + QStringLiteral("@2x.") + target.suffix());
-    if (!image.save(outPath, "PNG") || !Render(renderer, entry.size * 2).save(hiDpiPath, "PNG")) {
+    if (!image.save(outPath, "PNG") || !render(renderer, entry.size * 2).save(hiDpiPath, "PNG")) {
         std::fprintf(stderr, "render_skin: cannot write %s\n", qPrintable(outPath));
         return false;
     }
@@ -132,7 +132,7 @@ int main(int argc, char *argv[])
 {
     // Text in the drawings needs fonts, and fonts need a GUI application; the build has no screen.
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    qInstallMessageHandler(NoteWarnings);
+    qInstallMessageHandler(noteWarnings);
     QGuiApplication app(argc, argv);
 
     const QStringList args = QCoreApplication::arguments();
@@ -152,11 +152,11 @@ int main(int argc, char *argv[])
     bool ok = true;
     for (qsizetype i = 3; i < args.size(); ++i) {
         Entry entry;
-        if (!ParseEntry(args.at(i), &entry)) {
+        if (!parseEntry(args.at(i), &entry)) {
             std::fprintf(stderr, "render_skin: bad entry '%s'\n", qPrintable(args.at(i)));
             return 2;
         }
-        ok = RenderEntry(svgDir, outDir, entry) && ok;
+        ok = renderEntry(svgDir, outDir, entry) && ok;
     }
     return ok ? 0 : 1;
 }

@@ -2,7 +2,7 @@
 
 namespace sonivert {
 
-AppFlags &Flags()
+AppFlags &flags()
 {
     static AppFlags flags;
     return flags;

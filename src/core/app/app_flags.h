@@ -12,6 +12,6 @@ struct AppFlags
     bool stoppedByUser = false; // the last run ended by Stop
 };
 
-AppFlags &Flags();
+AppFlags &flags();
 
 } // namespace sonivert

@@ -18,7 +18,7 @@ int ParseCommandLine(
     return int(arguments.size());
 }
 
-QString PathFromCommandText(const QString &text)
+QString pathFromCommandText(const QString &text)
 {
     QString path = text.trimmed();
     if (path.isEmpty())
@@ -37,7 +37,7 @@ QString PathFromCommandText(const QString &text)
     return QDir::cleanPath(QDir::current().absoluteFilePath(path));
 }
 
-QString LowerExtension(const QString &path)
+QString lowerExtension(const QString &path)
 {
     const qsizetype slash = path.lastIndexOf(QLatin1Char('/'));
     const qsizetype dot = path.lastIndexOf(QLatin1Char('.'));
@@ -46,9 +46,9 @@ QString LowerExtension(const QString &path)
     return path.mid(dot + 1).toLower();
 }
 
-bool IsSupportedInputExtension(const QString &path, const QString &extensionList)
+bool isSupportedInputExtension(const QString &path, const QString &extensionList)
 {
-    const QString ext = LowerExtension(path);
+    const QString ext = lowerExtension(path);
     // A "|" inside the extension would let it match across two entries of the list.
     if (ext.isEmpty() || ext.contains(QLatin1Char('|')))
         return false;

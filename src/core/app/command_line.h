@@ -14,14 +14,14 @@ int ParseCommandLine(
 // Quotes are legal in Linux file names, so they are removed only when the text as given names no
 // existing file; "file://" URLs become local paths. Relative paths resolve against the current
 // folder. A blank text gives "".
-QString PathFromCommandText(const QString &text);
+QString pathFromCommandText(const QString &text);
 
 // The file name's extension in lower case ("" when the name has no "."); folders in the path do
 // not count.
-QString LowerExtension(const QString &path);
+QString lowerExtension(const QString &path);
 
 // True when the path's extension, in lower case and enclosed in "|", occurs in extensionList,
 // which has the form "|mp4|avi|mkv|".
-bool IsSupportedInputExtension(const QString &path, const QString &extensionList);
+bool isSupportedInputExtension(const QString &path, const QString &extensionList);
 
 } // namespace sonivert

@@ -23,12 +23,12 @@ struct ScanState
     const std::atomic_bool *stop;
 };
 
-bool Stopped(const ScanState &state)
+bool stopped(const ScanState &state)
 {
     return state.stop && state.stop->load(std::memory_order_relaxed);
 }
 
-QStringList SortedEntries(const QString &folder)
+QStringList sortedEntries(const QString &folder)
 {
     QStringList names = QDir(folder).entryList(
         QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot, QDir::Unsorted);
@@ -40,20 +40,20 @@ QStringList SortedEntries(const QString &folder)
     return names;
 }
 
-int Scan(const QString &folder, ScanState &state)
+int scan(const QString &folder, ScanState &state)
 {
     QString prefix = folder;
     if (!prefix.endsWith(QLatin1Char('/')))
         prefix += QLatin1Char('/');
 
     int added = 0;
-    for (const QString &name : SortedEntries(folder)) {
-        if (Stopped(state))
+    for (const QString &name : sortedEntries(folder)) {
+        if (stopped(state))
             break;
         const QString path = prefix + name;
         const QFileInfo info(path);
         if (info.isDir() && !info.isSymLink()) {
-            added += Scan(path, state);
+            added += scan(path, state);
             continue;
         }
         state.found.append(path);
@@ -64,19 +64,19 @@ int Scan(const QString &folder, ScanState &state)
     return added;
 }
 
-QStringList Collect(const QStringList &droppedPaths,
+QStringList collect(const QStringList &droppedPaths,
     const std::function<void(const QString &)> &itemStarted, const ScanProgress &progress,
     const std::atomic_bool *stop)
 {
     QStringList found;
     ScanState state { found, progress, stop };
     for (const QString &item : droppedPaths) {
-        if (Stopped(state))
+        if (stopped(state))
             break;
         if (itemStarted)
             itemStarted(item);
         if (QFileInfo(item).isDir())
-            Scan(item, state);
+            scan(item, state);
         else
             found.append(item);
     }
@@ -85,23 +85,23 @@ QStringList Collect(const QStringList &droppedPaths,
 
 } // namespace
 
-int ScanFolder(const QString &folder, QStringList &found, const ScanProgress &progress)
+int scanFolder(const QString &folder, QStringList &found, const ScanProgress &progress)
 {
     ScanState state { found, progress, nullptr };
-    return Scan(folder, state);
+    return scan(folder, state);
 }
 
-QStringList CollectDroppedFiles(const QStringList &droppedPaths,
+QStringList collectDroppedFiles(const QStringList &droppedPaths,
     const std::function<void(const QString &)> &itemStarted, const ScanProgress &progress)
 {
-    return Collect(droppedPaths, itemStarted, progress, nullptr);
+    return collect(droppedPaths, itemStarted, progress, nullptr);
 }
 
-DropPartition PartitionDroppedFiles(const QStringList &found, const QString &extensionList)
+DropPartition partitionDroppedFiles(const QStringList &found, const QString &extensionList)
 {
     DropPartition result;
     for (auto it = found.crbegin(); it != found.crend(); ++it) {
-        if (IsSupportedInputExtension(*it, extensionList))
+        if (isSupportedInputExtension(*it, extensionList))
             result.accepted.append(*it);
     }
     if (result.accepted.isEmpty())
@@ -154,7 +154,7 @@ bool DropScanner::start(const QStringList &droppedPaths)
         auto onItem = [this](const QString &item) {
             emit itemStarted(item);
         };
-        m_found = Collect(droppedPaths, onItem, onFile, &m_stopping);
+        m_found = collect(droppedPaths, onItem, onFile, &m_stopping);
         if (pendingCount >= 0)
             emit progress(pendingFile, pendingCount);
     });

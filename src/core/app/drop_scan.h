@@ -16,12 +16,12 @@ using ScanProgress = std::function<void(const QString &file, int totalFound)>;
 // included, sub-folders scanned where they stand in that order. Symbolic links to folders are
 // listed as files rather than followed, so a link loop cannot trap the scan. Returns the number
 // of files this call added.
-int ScanFolder(const QString &folder, QStringList &found, const ScanProgress &progress = {});
+int scanFolder(const QString &folder, QStringList &found, const ScanProgress &progress = {});
 
 // The dropped items in drop order: a folder contributes the files under it (a dropped link to a
 // folder is scanned: the person chose it), anything else contributes itself. itemStarted is
 // called with each dropped item before it is looked at.
-QStringList CollectDroppedFiles(const QStringList &droppedPaths,
+QStringList collectDroppedFiles(const QStringList &droppedPaths,
     const std::function<void(const QString &item)> &itemStarted = {},
     const ScanProgress &progress = {});
 
@@ -33,7 +33,7 @@ struct DropPartition
 
 // Splits the files found under a drop by the supported extension list ("|mp4|avi|"). Refused
 // files are only worth reporting when the drop brought nothing usable.
-DropPartition PartitionDroppedFiles(const QStringList &found, const QString &extensionList);
+DropPartition partitionDroppedFiles(const QStringList &found, const QString &extensionList);
 
 // Runs CollectDroppedFiles on a worker thread so that the window showing its progress stays
 // responsive. Progress arrives as queued signals, thinned out so a large tree does not flood the

@@ -9,7 +9,7 @@
 
 namespace sonivert {
 
-QString BuildFailureReportText(
+QString buildFailureReportText(
     const QList<FailureEntry> &entries, int versionMajor, int versionMinor, int randomNumber)
 {
     QString text;
@@ -24,7 +24,7 @@ QString BuildFailureReportText(
         + QString::number(randomNumber);
 }
 
-QString ReportEndpoint(const QString &settingsKey)
+QString reportEndpoint(const QString &settingsKey)
 {
     return RegReadText(settingsKey, QStringLiteral("ReportEndpoint")).trimmed();
 }
@@ -35,7 +35,7 @@ FailureReportSender::FailureReportSender(QObject *parent)
 {
 }
 
-QUrl FailureReportSender::RequestUrl(const QString &endpoint, const QString &report)
+QUrl FailureReportSender::requestUrl(const QString &endpoint, const QString &report)
 {
     const QByteArray encoded = QUrl::toPercentEncoding(report);
     return QUrl::fromEncoded(endpoint.toUtf8() + encoded);
@@ -43,7 +43,7 @@ QUrl FailureReportSender::RequestUrl(const QString &endpoint, const QString &rep
 
 void FailureReportSender::send(const QString &endpoint, const QString &report, int timeoutMs)
 {
-    const QUrl url = RequestUrl(endpoint, report);
+    const QUrl url = requestUrl(endpoint, report);
     if (!url.isValid() || url.scheme().isEmpty()) {
         QTimer::singleShot(0, this, [this] { emit finished(false); });
         return;

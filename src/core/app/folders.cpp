@@ -36,7 +36,7 @@ QStandardPaths::StandardLocation locationOf(SpecialFolder folder)
 QString rememberedFolder(const QString &settingsKey, const QString &name)
 {
     const QString stored = RegReadText(settingsKey, name).trimmed();
-    return stored.isEmpty() ? DefaultUserFolder() : stored;
+    return stored.isEmpty() ? defaultUserFolder() : stored;
 }
 
 QString skinFolderBeside(const QString &programFolder)
@@ -78,7 +78,7 @@ QString GetSpecialFolder(SpecialFolder folder)
     return QDir::cleanPath(path) + QLatin1Char('/');
 }
 
-QString DefaultUserFolder()
+QString defaultUserFolder()
 {
     for (SpecialFolder f :
         { SpecialFolder::Music, SpecialFolder::Documents, SpecialFolder::Desktop }) {
@@ -114,17 +114,17 @@ const AppFolders &SetupFolders(const QString &programFolder, const QString &sett
     f.outputPath = rememberedFolder(settingsKey, QStringLiteral("OutputPath"));
     // An account without music, documents or desktop folders still gets a place for output.
     if (f.outputPath.isEmpty())
-        f.outputPath = DocumentsFolder();
+        f.outputPath = documentsFolder();
     storedFolders() = f;
     return storedFolders();
 }
 
-const AppFolders &Folders()
+const AppFolders &folders()
 {
     return storedFolders();
 }
 
-QString DocumentsFolder()
+QString documentsFolder()
 {
     QString path = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     if (path.isEmpty())
@@ -140,7 +140,7 @@ bool CheckOutputFolder(QString &boxText, QString *why)
         return false;
     };
     if (boxText.trimmed().isEmpty())
-        boxText = DocumentsFolder();
+        boxText = documentsFolder();
     const QString folder = boxText.trimmed();
     const QFileInfo info(folder);
     if (info.exists() && !info.isDir())
@@ -152,7 +152,7 @@ bool CheckOutputFolder(QString &boxText, QString *why)
     return true;
 }
 
-QString WithTrailingSeparator(const QString &folder)
+QString withTrailingSeparator(const QString &folder)
 {
     const QString trimmed = folder.trimmed();
     if (trimmed.isEmpty() || trimmed.endsWith(QLatin1Char('/')))

@@ -32,14 +32,14 @@ struct AppFolders
 // Computes the folders, creates the data and temporary folders and reads the remembered input
 // and output folders from the settings under settingsKey. The result is also kept process-wide.
 const AppFolders &SetupFolders(const QString &programFolder, const QString &settingsKey);
-const AppFolders &Folders();
+const AppFolders &folders();
 
 // Music, else documents, else desktop; "" when none exists.
-QString DefaultUserFolder();
+QString defaultUserFolder();
 
 // The documents folder, whether or not it exists yet: where output goes when no other folder
 // can be had (the output check creates it).
-QString DocumentsFolder();
+QString documentsFolder();
 
 // True when the folder named by boxText exists (or could be created) and a file can be written
 // in it. An empty text becomes the documents folder. Never touches a file the user already has.
@@ -47,6 +47,6 @@ QString DocumentsFolder();
 bool CheckOutputFolder(QString &boxText, QString *why = nullptr);
 
 // Appends the separator the output folder box keeps at its end; blank text stays as it is.
-QString WithTrailingSeparator(const QString &folder);
+QString withTrailingSeparator(const QString &folder);
 
 } // namespace sonivert

@@ -43,7 +43,7 @@ void RunOptions::setThreadCountText(const QString &text)
 
 int RunOptions::threadCount() const
 {
-    return ThreadCountFor(m_threadMode, m_threadCountText);
+    return threadCountFor(m_threadMode, m_threadCountText);
 }
 
 } // namespace sonivert

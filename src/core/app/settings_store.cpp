@@ -19,7 +19,7 @@ std::unique_ptr<QSettings> openSettings(const QString &key)
 
 } // namespace
 
-QString SettingsFilePath(const QString &key)
+QString settingsFilePath(const QString &key)
 {
     return openSettings(key)->fileName();
 }
@@ -37,7 +37,7 @@ bool RegWriteText(const QString &key, const QString &name, const QString &text)
 QString RegReadText(const QString &key, const QString &name)
 {
     // QSettings never creates its file for a read, so a missing key stays missing.
-    if (name.isEmpty() || !QFileInfo::exists(SettingsFilePath(key)))
+    if (name.isEmpty() || !QFileInfo::exists(settingsFilePath(key)))
         return QString();
     auto settings = openSettings(key);
     if (settings->status() != QSettings::NoError)
@@ -51,7 +51,7 @@ QString RegReadText(const QString &key, const QString &name)
     return value.toString();
 }
 
-bool TextToBool(const QString &text, bool fallback)
+bool textToBool(const QString &text, bool fallback)
 {
     const QString t = text.trimmed();
     if (t.compare(QLatin1String("true"), Qt::CaseInsensitive) == 0)
@@ -66,7 +66,7 @@ bool TextToBool(const QString &text, bool fallback)
 LoadedSettings LoadSettings(const QString &key)
 {
     LoadedSettings loaded;
-    loaded.updateActive = TextToBool(RegReadText(key, QStringLiteral("UpdateActive")), true);
+    loaded.updateActive = textToBool(RegReadText(key, QStringLiteral("UpdateActive")), true);
     return loaded;
 }
 

@@ -11,11 +11,11 @@ bool RegWriteText(const QString &key, const QString &name, const QString &text);
 QString RegReadText(const QString &key, const QString &name);
 
 // Where the INI file for a settings key lives (whether or not it exists yet).
-QString SettingsFilePath(const QString &key);
+QString settingsFilePath(const QString &key);
 
 // The usual text-to-Boolean reading: true/false in any case, or a number where non-zero is true.
 // Anything else (including "") gives the fallback.
-bool TextToBool(const QString &text, bool fallback);
+bool textToBool(const QString &text, bool fallback);
 
 struct LoadedSettings
 {

@@ -27,7 +27,7 @@ constexpr int kAcknowledgeMs = 3000;
 constexpr int kClientIdleMs = 5000;
 constexpr int kLockWaitMs = 5000;
 
-bool SomethingAnswers(const QString &socketPath)
+bool somethingAnswers(const QString &socketPath)
 {
     QLocalSocket probe;
     probe.connectToServer(socketPath);
@@ -40,7 +40,7 @@ bool SomethingAnswers(const QString &socketPath)
 
 SingleInstance::SingleInstance(const QString &productId, QObject *parent)
     : QObject(parent)
-    , m_socketPath(SocketPath(productId))
+    , m_socketPath(socketPath(productId))
     , m_server(new QLocalServer(this))
 {
     // Default options on purpose: with UserAccessOption a second listen under the same name
@@ -51,7 +51,7 @@ SingleInstance::SingleInstance(const QString &productId, QObject *parent)
 
 SingleInstance::~SingleInstance() = default;
 
-QString SingleInstance::SocketPath(const QString &productId)
+QString SingleInstance::socketPath(const QString &productId)
 {
     const QString runtimeDir = qEnvironmentVariable("XDG_RUNTIME_DIR");
     if (!runtimeDir.isEmpty() && QFileInfo(runtimeDir).isDir())
@@ -62,11 +62,11 @@ QString SingleInstance::SocketPath(const QString &productId)
             productId + QLatin1Char('-') + QString::number(getuid()) + QLatin1String(".socket"));
 }
 
-QString SingleInstance::HandOverText(const QStringList &arguments)
+QString SingleInstance::handOverText(const QStringList &arguments)
 {
     if (arguments.isEmpty())
         return QStringLiteral(" ");
-    return QLatin1Char(' ') + PathFromCommandText(arguments.first());
+    return QLatin1Char(' ') + pathFromCommandText(arguments.first());
 }
 
 bool SingleInstance::findRunningInstance(const QStringList &arguments)
@@ -98,7 +98,7 @@ bool SingleInstance::handOverToRunningInstance(const QStringList &arguments)
     if (!socket.waitForConnected(kConnectMs))
         return false;
 
-    QByteArray message = HandOverText(arguments).toUtf8();
+    QByteArray message = handOverText(arguments).toUtf8();
     message.append(kEndOfText);
     socket.write(message);
     while (socket.bytesToWrite() > 0) {
@@ -133,7 +133,7 @@ bool SingleInstance::listenHoldingLock(bool *otherInstanceAlive)
         return true;
     if (m_server->serverError() != QAbstractSocket::AddressInUseError)
         return false;
-    if (SomethingAnswers(m_socketPath)) {
+    if (somethingAnswers(m_socketPath)) {
         *otherInstanceAlive = true;
         return false;
     }

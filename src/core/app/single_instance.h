@@ -21,12 +21,12 @@ public:
     ~SingleInstance() override;
 
     // The socket of productId for this user: in XDG_RUNTIME_DIR, else in the temporary folder.
-    static QString SocketPath(const QString &productId);
+    static QString socketPath(const QString &productId);
     QString socketPath() const { return m_socketPath; }
 
     // What a start with these arguments (the files after the program path) sends: " " followed by
     // the first argument made absolute, or " " alone.
-    static QString HandOverText(const QStringList &arguments);
+    static QString handOverText(const QStringList &arguments);
 
     // The start-up check. Returns true when a running instance took the hand-over (this process
     // should end); otherwise this object has become the instance, or, when no socket could be
@@ -34,7 +34,7 @@ public:
     // serialised by a lock file beside the socket, so exactly one of them becomes the instance.
     bool findRunningInstance(const QStringList &arguments);
 
-    // Sends HandOverText(arguments) to a running instance; true when one took it.
+    // Sends handOverText(arguments) to a running instance; true when one took it.
     bool handOverToRunningInstance(const QStringList &arguments);
 
     // Becomes the instance. A socket left behind by a crashed instance is removed first; false

@@ -11,12 +11,12 @@ bool Enc5::StopProcessing() const
     return sonivert::StopProcessing();
 }
 
-void Enc5::SetStopProcessing(bool stop)
+void Enc5::setStopProcessing(bool stop)
 {
-    sonivert::SetStopProcessing(stop);
+    sonivert::setStopProcessing(stop);
 }
 
-bool Enc5::SetPassword(const QString &text)
+bool Enc5::setPassword(const QString &text)
 {
     const QString trimmed = text.trimmed();
     if (trimmed.size() < 7 || trimmed.size() > 49)
@@ -27,32 +27,32 @@ bool Enc5::SetPassword(const QString &text)
 
 bool Enc5::EncryptString(QByteArray &data)
 {
-    return Run(data, true);
+    return run(data, true);
 }
 
 bool Enc5::DecryptString(QByteArray &data)
 {
-    return Run(data, false);
+    return run(data, false);
 }
 
-bool Enc5::Run(QByteArray &data, bool encrypt)
+bool Enc5::run(QByteArray &data, bool encrypt)
 {
     const bool usable = !StopProcessing() && !data.isEmpty() && m_password.size() >= 8
         && m_password.size() <= 50 && m_cipherMethod == 0;
 
     QByteArray keyMaterial;
     Enc4 hash;
-    hash.SetHashMethod(m_hashMethod);
+    hash.setHashMethod(m_hashMethod);
     bool ok = usable && hash.HashString(m_password, keyMaterial);
     if (ok) {
         Enc1 cipher;
-        cipher.SetKeyLength(m_keyLength);
-        cipher.SetEncryptRounds(m_cipherRounds);
-        cipher.SetPassword(keyMaterial);
+        cipher.setKeyLength(m_keyLength);
+        cipher.setEncryptRounds(m_cipherRounds);
+        cipher.setPassword(keyMaterial);
         ok = cipher.ArcFour_String(data, encrypt);
     }
     if (!ok)
-        SetStopProcessing(true);
+        setStopProcessing(true);
     return ok;
 }
 

@@ -12,34 +12,34 @@ class Enc5
 {
 public:
     bool StopProcessing() const;
-    void SetStopProcessing(bool stop);
+    void setStopProcessing(bool stop);
 
     int KeyLength() const { return m_keyLength; }
-    void SetKeyLength(int bits) { m_keyLength = bits; }
+    void setKeyLength(int bits) { m_keyLength = bits; }
 
     // Kept for completeness; the stream cipher has no blocks.
     int BlockSize() const { return m_blockSize; }
-    void SetBlockSize(int bits) { m_blockSize = bits; }
+    void setBlockSize(int bits) { m_blockSize = bits; }
 
     int CipherRounds() const { return m_cipherRounds; }
-    void SetCipherRounds(int rounds) { m_cipherRounds = rounds; }
+    void setCipherRounds(int rounds) { m_cipherRounds = rounds; }
 
     int HashMethod() const { return m_hashMethod; }
-    void SetHashMethod(int method) { m_hashMethod = method; }
+    void setHashMethod(int method) { m_hashMethod = method; }
 
     int CipherMethod() const { return m_cipherMethod; }
-    void SetCipherMethod(int method) { m_cipherMethod = method; }
+    void setCipherMethod(int method) { m_cipherMethod = method; }
 
     // Takes the trimmed text when it has 7 to 49 characters and returns whether it did; a
     // rejected text leaves the previous password in place.
-    bool SetPassword(const QString &text);
+    bool setPassword(const QString &text);
 
     // In place, with the current settings; false when the work fails.
     [[nodiscard]] bool EncryptString(QByteArray &data);
     [[nodiscard]] bool DecryptString(QByteArray &data);
 
 private:
-    bool Run(QByteArray &data, bool encrypt);
+    bool run(QByteArray &data, bool encrypt);
 
     int m_keyLength = 128;
     int m_blockSize = 128;

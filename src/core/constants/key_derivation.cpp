@@ -7,7 +7,7 @@ namespace sonivert {
 
 namespace {
 
-bool TakesFewRounds(int method)
+bool takesFewRounds(int method)
 {
     return (method >= 0 && method <= 12) || (method >= 20 && method <= 23);
 }
@@ -19,20 +19,20 @@ bool Enc4::StopProcessing() const
     return sonivert::StopProcessing();
 }
 
-void Enc4::SetStopProcessing(bool stop)
+void Enc4::setStopProcessing(bool stop)
 {
-    sonivert::SetStopProcessing(stop);
+    sonivert::setStopProcessing(stop);
 }
 
-void Enc4::SetHashMethod(int method)
+void Enc4::setHashMethod(int method)
 {
     m_hashMethod = method;
-    SetHashRounds(m_hashRounds);
+    setHashRounds(m_hashRounds);
 }
 
-void Enc4::SetHashRounds(int rounds)
+void Enc4::setHashRounds(int rounds)
 {
-    if (TakesFewRounds(m_hashMethod))
+    if (takesFewRounds(m_hashMethod))
         m_hashRounds = (rounds >= 1 && rounds <= 10) ? rounds : 1;
     else
         m_hashRounds = (rounds >= 3 && rounds <= 15) ? rounds : 3;
@@ -43,8 +43,8 @@ bool Enc4::HashString(const QByteArray &data, QByteArray &result) const
     if (StopProcessing() || m_hashMethod != 0)
         return false;
     Enc2 sha;
-    sha.SetHashMethod(1);
-    sha.SetHashRounds(m_hashRounds);
+    sha.setHashMethod(1);
+    sha.setHashRounds(m_hashRounds);
     const QByteArray digest = sha.HashString(data);
     if (digest.isEmpty())
         return false;

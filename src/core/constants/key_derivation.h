@@ -10,14 +10,14 @@ class Enc4
 {
 public:
     bool StopProcessing() const;
-    void SetStopProcessing(bool stop);
+    void setStopProcessing(bool stop);
 
     int HashMethod() const { return m_hashMethod; }
-    void SetHashMethod(int method);
+    void setHashMethod(int method);
 
     int HashRounds() const { return m_hashRounds; }
     // Methods 0 to 12 and 20 to 23 take 1 to 10 rounds (else 1), the others 3 to 15 (else 3).
-    void SetHashRounds(int rounds);
+    void setHashRounds(int rounds);
 
     // False, with the result untouched, when the method is not provided or processing stops.
     [[nodiscard]] bool HashString(const QByteArray &data, QByteArray &result) const;

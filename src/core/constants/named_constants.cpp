@@ -11,24 +11,24 @@ namespace sonivert {
 
 namespace {
 
-void WriteToStderr(const QString &message)
+void writeToStderr(const QString &message)
 {
     const QByteArray text = message.toLocal8Bit() + '\n';
     std::fputs(text.constData(), stderr);
     std::fflush(stderr);
 }
 
-void ExitProgram(int exitCode)
+void exitProgram(int exitCode)
 {
     std::exit(exitCode);
 }
 
-ConstantFailureHandler failureHandler = WriteToStderr;
-ProgramEndHandler programEnd = ExitProgram;
+ConstantFailureHandler failureHandler = writeToStderr;
+ProgramEndHandler programEnd = exitProgram;
 
 } // namespace
 
-std::optional<QString> LookupNamedConstant(const QString &tableText, const QString &key)
+std::optional<QString> lookupNamedConstant(const QString &tableText, const QString &key)
 {
     const QString quotedKey = QLatin1Char('"') + key + QLatin1Char('"');
     const QStringList lines = tableText.split(QLatin1String("\r\n"));
@@ -44,14 +44,14 @@ std::optional<QString> LookupNamedConstant(const QString &tableText, const QStri
     return std::nullopt;
 }
 
-std::optional<QString> LookupEncipheredConstant(const QString &hexTable, const QString &key)
+std::optional<QString> lookupEncipheredConstant(const QString &hexTable, const QString &key)
 {
-    return LookupNamedConstant(DecipherTable(hexTable), key);
+    return lookupNamedConstant(DecipherTable(hexTable), key);
 }
 
 QString GetNamedConstant(const QString &hexTable, const QString &key)
 {
-    if (std::optional<QString> value = LookupEncipheredConstant(hexTable, key))
+    if (std::optional<QString> value = lookupEncipheredConstant(hexTable, key))
         return *value;
     failureHandler(key + QLatin1String(" not found!"));
     programEnd(1);
@@ -63,14 +63,14 @@ QString GetNamedConstant(const QString &key)
     return GetNamedConstant(QLatin1String(kProductConstantsTable), key);
 }
 
-void SetConstantFailureHandler(ConstantFailureHandler handler)
+void setConstantFailureHandler(ConstantFailureHandler handler)
 {
-    failureHandler = handler ? handler : WriteToStderr;
+    failureHandler = handler ? handler : writeToStderr;
 }
 
-void SetConstantProgramEnd(ProgramEndHandler handler)
+void setConstantProgramEnd(ProgramEndHandler handler)
 {
-    programEnd = handler ? handler : ExitProgram;
+    programEnd = handler ? handler : exitProgram;
 }
 
 } // namespace sonivert

@@ -21,19 +21,19 @@ QString GetNamedConstant(const QString &hexTable, const QString &key);
 // The value of the first CRLF-separated line holding the key in double quotes (any letter
 // case): that line without every occurrence of the key, every comma and every double quote,
 // not trimmed. Nothing when no line holds the key.
-std::optional<QString> LookupNamedConstant(const QString &tableText, const QString &key);
+std::optional<QString> lookupNamedConstant(const QString &tableText, const QString &key);
 
 // Deciphers the table and looks the key up, without the failure path.
-std::optional<QString> LookupEncipheredConstant(const QString &hexTable, const QString &key);
+std::optional<QString> lookupEncipheredConstant(const QString &hexTable, const QString &key);
 
 // Core shows no dialogs: the default handler writes the message to stderr; the GUI installs one
 // that shows a message box. A null handler restores the default.
 using ConstantFailureHandler = void (*)(const QString &message);
-void SetConstantFailureHandler(ConstantFailureHandler handler);
+void setConstantFailureHandler(ConstantFailureHandler handler);
 
 // How the program ends after the failure handler returns: std::exit by default. Tests install
 // one that records the code and returns, in which case the lookup gives an empty text.
 using ProgramEndHandler = void (*)(int exitCode);
-void SetConstantProgramEnd(ProgramEndHandler handler);
+void setConstantProgramEnd(ProgramEndHandler handler);
 
 } // namespace sonivert

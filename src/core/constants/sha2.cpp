@@ -27,7 +27,7 @@ constexpr const char *kRoundConstantText
       "19a4c116 1e376c08 2748774c 34b0bcb5 391c0cb3 4ed8aa4a 5b9cca4f 682e6ff3 "
       "748f82ee 78a5636f 84c87814 8cc70208 90befffa a4506ceb bef9a3f7 c67178f2";
 
-const std::array<Word, 64> &RoundConstants()
+const std::array<Word, 64> &roundConstants()
 {
     static const std::array<Word, 64> constants = [] {
         std::array<Word, 64> words {};
@@ -44,18 +44,18 @@ constexpr State kSha224Start = { 0xc1059ed8, 0x367cd507, 0x3070dd17, 0xf70e5939,
 constexpr State kSha256Start = { 0x6a09e667, 0xbb67ae85, 0x3c6ef372, 0xa54ff53a, 0x510e527f,
     0x9b05688c, 0x1f83d9ab, 0x5be0cd19 };
 
-Word ReadWord(const unsigned char *bytes)
+Word readWord(const unsigned char *bytes)
 {
     return (Word { bytes[0] } << 24) | (Word { bytes[1] } << 16) | (Word { bytes[2] } << 8)
         | Word { bytes[3] };
 }
 
-void CompressBlock(State &state, const unsigned char *block)
+void compressBlock(State &state, const unsigned char *block)
 {
-    const auto &k = RoundConstants();
+    const auto &k = roundConstants();
     std::array<Word, 64> w {};
     for (std::size_t t = 0; t < 16; ++t)
-        w[t] = ReadWord(block + 4 * t);
+        w[t] = readWord(block + 4 * t);
     for (std::size_t t = 16; t < 64; ++t) {
         const Word s0 = Enc3::w32Rotate(w[t - 15], -7) ^ Enc3::w32Rotate(w[t - 15], -18)
             ^ Enc3::w32Shift(w[t - 15], -3);
@@ -88,7 +88,7 @@ void CompressBlock(State &state, const unsigned char *block)
         state[i] = Enc3::UnsignedAdd(state[i], round[i]);
 }
 
-std::optional<QByteArray> Digest(QByteArrayView data, const State &start, int words)
+std::optional<QByteArray> digestOf(QByteArrayView data, const State &start, int words)
 {
     // The message, a 1 bit, zero padding and the 64-bit bit length fill whole 64-byte blocks.
     QByteArray message(data.data(), data.size());
@@ -104,7 +104,7 @@ std::optional<QByteArray> Digest(QByteArrayView data, const State &start, int wo
     for (qsizetype offset = 0; offset < message.size(); offset += 64) {
         if (StopProcessing())
             return std::nullopt;
-        CompressBlock(state, bytes + offset);
+        compressBlock(state, bytes + offset);
     }
 
     QByteArray digest;
@@ -119,12 +119,12 @@ std::optional<QByteArray> Digest(QByteArrayView data, const State &start, int wo
 
 } // namespace
 
-void Enc2::SetHashRounds(int rounds)
+void Enc2::setHashRounds(int rounds)
 {
     m_hashRounds = (rounds >= 1 && rounds <= 10) ? rounds : 1;
 }
 
-void Enc2::SetHashMethod(int method)
+void Enc2::setHashMethod(int method)
 {
     m_hashMethod = (method >= 0 && method <= 5) ? method : 1;
 }
@@ -148,9 +148,9 @@ QByteArray Enc2::HashString(const QByteArray &data) const
         return QByteArray();
     }
 
-    std::optional<QByteArray> digest = Digest(data, *start, words);
+    std::optional<QByteArray> digest = digestOf(data, *start, words);
     for (int round = 1; digest && round < m_hashRounds; ++round)
-        digest = Digest(*digest, *start, words);
+        digest = digestOf(*digest, *start, words);
     return digest.value_or(QByteArray());
 }
 

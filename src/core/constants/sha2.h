@@ -11,11 +11,11 @@ class Enc2
 public:
     int HashRounds() const { return m_hashRounds; }
     // 1 to 10; anything else gives 1.
-    void SetHashRounds(int rounds);
+    void setHashRounds(int rounds);
 
     int HashMethod() const { return m_hashMethod; }
     // 0 to 5; anything else gives 1.
-    void SetHashMethod(int method);
+    void setHashMethod(int method);
 
     // The binary digest (28 or 32 bytes); each further round hashes the previous digest.
     // Empty when processing is stopped or the method is not provided.

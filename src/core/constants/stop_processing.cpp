@@ -15,7 +15,7 @@ bool StopProcessing()
     return stopFlag.load();
 }
 
-void SetStopProcessing(bool stop)
+void setStopProcessing(bool stop)
 {
     stopFlag.store(stop);
 }

@@ -18,21 +18,21 @@ constexpr int kTrailerRounds = 5;
 // The trailer holds the highest plain index as a fixed-point number with four decimals.
 constexpr std::int64_t kTrailerScale = 10000;
 
-QByteArray PrepareKey(const QByteArray &material, int keyBytes)
+QByteArray prepareKey(const QByteArray &material, int keyBytes)
 {
     // One byte longer than the key; the schedule never reads the last one.
     QByteArray key(keyBytes + 1, '\0');
     const qsizetype copied = std::min<qsizetype>(material.size(), keyBytes);
     std::copy_n(material.constData(), copied, key.data());
     if (copied < keyBytes) {
-        const Enc1::Schedule extra = Enc1::KeySchedule(material, kKeyRounds);
+        const Enc1::Schedule extra = Enc1::keySchedule(material, kKeyRounds);
         for (qsizetype i = copied; i < keyBytes; ++i)
             key[i] = static_cast<char>(extra[static_cast<std::size_t>(i - copied)]);
     }
     return key;
 }
 
-void MaskTrailer(QByteArray &trailer)
+void maskTrailer(QByteArray &trailer)
 {
     const int rounds = std::clamp(kTrailerRounds, 2, 10);
     const auto highest = static_cast<int>(trailer.size() - 1);
@@ -44,19 +44,19 @@ void MaskTrailer(QByteArray &trailer)
     }
 }
 
-QByteArray EncodeTrailer(std::int64_t highestIndex)
+QByteArray encodeTrailer(std::int64_t highestIndex)
 {
     const auto value = static_cast<std::uint64_t>(highestIndex * kTrailerScale);
     QByteArray trailer(kTrailerSize, '\0');
     for (int i = 0; i < kTrailerSize; ++i)
         trailer[i] = static_cast<char>((value >> (8 * i)) & 0xff);
-    MaskTrailer(trailer);
+    maskTrailer(trailer);
     return trailer;
 }
 
-std::int64_t DecodeTrailer(QByteArray trailer)
+std::int64_t decodeTrailer(QByteArray trailer)
 {
-    MaskTrailer(trailer);
+    maskTrailer(trailer);
     std::uint64_t value = 0;
     for (int i = kTrailerSize - 1; i >= 0; --i)
         value = (value << 8) | static_cast<std::uint8_t>(trailer[i]);
@@ -65,17 +65,17 @@ std::int64_t DecodeTrailer(QByteArray trailer)
 
 } // namespace
 
-void Enc1::SetKeyLength(int bits)
+void Enc1::setKeyLength(int bits)
 {
     m_keyLength = std::ranges::find(kKeyLengths, bits) != kKeyLengths.end() ? bits : 128;
 }
 
-void Enc1::SetEncryptRounds(int rounds)
+void Enc1::setEncryptRounds(int rounds)
 {
     m_encryptRounds = (rounds >= 1 && rounds <= 10) ? rounds : 1;
 }
 
-Enc1::Schedule Enc1::KeySchedule(const QByteArray &key, int rounds)
+Enc1::Schedule Enc1::keySchedule(const QByteArray &key, int rounds)
 {
     rounds = std::clamp(rounds, 15, 99);
     // The key is indexed modulo its highest index, not its length: the last byte is never read.
@@ -108,12 +108,12 @@ bool Enc1::ArcFour_String(QByteArray &data, bool encrypt) const
     if (StopProcessing() || m_password.isEmpty())
         return false;
 
-    const Schedule schedule = KeySchedule(PrepareKey(m_password, m_keyLength / 8), kKeyRounds);
+    const Schedule schedule = keySchedule(prepareKey(m_password, m_keyLength / 8), kKeyRounds);
 
     if (!encrypt) {
         if (data.size() < kTrailerSize)
             return false;
-        const std::int64_t scaled = DecodeTrailer(data.right(kTrailerSize));
+        const std::int64_t scaled = decodeTrailer(data.right(kTrailerSize));
         data.chop(kTrailerSize);
         if (scaled % kTrailerScale != 0 || scaled / kTrailerScale != data.size() - 1)
             return false;
@@ -138,7 +138,7 @@ bool Enc1::ArcFour_String(QByteArray &data, bool encrypt) const
     }
 
     if (encrypt)
-        data.append(EncodeTrailer(data.size() - 1));
+        data.append(encodeTrailer(data.size() - 1));
     return true;
 }
 

@@ -15,19 +15,19 @@ class Enc1
 public:
     int KeyLength() const { return m_keyLength; }
     // Bits; only the lengths the cipher knows are taken, any other value gives 128.
-    void SetKeyLength(int bits);
+    void setKeyLength(int bits);
 
     int EncryptRounds() const { return m_encryptRounds; }
     // 1 to 10; anything else gives 1.
-    void SetEncryptRounds(int rounds);
+    void setEncryptRounds(int rounds);
 
     QByteArray Password() const { return m_password; }
-    void SetPassword(const QByteArray &bytes) { m_password = bytes; }
+    void setPassword(const QByteArray &bytes) { m_password = bytes; }
     // Text is trimmed and taken as Latin-1 bytes.
-    void SetPassword(const QString &text) { m_password = text.trimmed().toLatin1(); }
+    void setPassword(const QString &text) { m_password = text.trimmed().toLatin1(); }
 
     // Called after every pass of the stream cipher with the pass number (from 1) and the count.
-    void SetProgressHandler(std::function<void(int pass, int passes)> handler)
+    void setProgressHandler(std::function<void(int pass, int passes)> handler)
     {
         m_progress = std::move(handler);
     }
@@ -37,7 +37,7 @@ public:
     [[nodiscard]] bool ArcFour_String(QByteArray &data, bool encrypt) const;
 
     using Schedule = std::array<std::uint8_t, 256>;
-    static Schedule KeySchedule(const QByteArray &key, int rounds);
+    static Schedule keySchedule(const QByteArray &key, int rounds);
 
 private:
     int m_keyLength = 128;

@@ -8,24 +8,24 @@ namespace {
 
 // Changing it makes every table enciphered so far unreadable; the build enciphers the product
 // table again, but tables kept elsewhere (tests) must be made anew.
-const QString &TablePassword()
+const QString &tablePassword()
 {
     static const QString password = QStringLiteral("Seven bells, one tune.");
     return password;
 }
 
-void ApplyTableSettings(Enc5 &cipher, const QString &password)
+void applyTableSettings(Enc5 &cipher, const QString &password)
 {
-    cipher.SetStopProcessing(false);
-    cipher.SetPassword(password);
-    cipher.SetHashMethod(0);
-    cipher.SetCipherMethod(0);
-    cipher.SetKeyLength(8); // the stream cipher turns this into 128 bits
-    cipher.SetBlockSize(128);
-    cipher.SetCipherRounds(5);
+    cipher.setStopProcessing(false);
+    cipher.setPassword(password);
+    cipher.setHashMethod(0);
+    cipher.setCipherMethod(0);
+    cipher.setKeyLength(8); // the stream cipher turns this into 128 bits
+    cipher.setBlockSize(128);
+    cipher.setCipherRounds(5);
 }
 
-int HexDigit(QChar c)
+int hexDigit(QChar c)
 {
     const char16_t u = c.unicode();
     if (u >= u'0' && u <= u'9')
@@ -39,7 +39,7 @@ int HexDigit(QChar c)
 
 } // namespace
 
-std::optional<QByteArray> DecodeHexText(const QString &hexText)
+std::optional<QByteArray> decodeHexText(const QString &hexText)
 {
     QStringView digits = QStringView(hexText).trimmed();
     if (digits.startsWith(QLatin1String("&H"), Qt::CaseInsensitive))
@@ -50,8 +50,8 @@ std::optional<QByteArray> DecodeHexText(const QString &hexText)
     QByteArray bytes;
     bytes.reserve(digits.size() / 2);
     for (qsizetype i = 0; i < digits.size(); i += 2) {
-        const int high = HexDigit(digits[i]);
-        const int low = HexDigit(digits[i + 1]);
+        const int high = hexDigit(digits[i]);
+        const int low = hexDigit(digits[i + 1]);
         if (high < 0 || low < 0)
             return std::nullopt;
         bytes.append(static_cast<char>(high * 16 + low));
@@ -61,27 +61,27 @@ std::optional<QByteArray> DecodeHexText(const QString &hexText)
 
 QString DecipherTable(const QString &hexText)
 {
-    std::optional<QByteArray> bytes = DecodeHexText(hexText);
+    std::optional<QByteArray> bytes = decodeHexText(hexText);
     if (!bytes)
         return QString();
     Enc5 cipher;
-    ApplyTableSettings(cipher, TablePassword());
+    applyTableSettings(cipher, tablePassword());
     if (!cipher.DecryptString(*bytes))
         return QString();
     const qsizetype end = bytes->indexOf('\0');
     return QString::fromLatin1(end < 0 ? *bytes : bytes->left(end));
 }
 
-QString EncipherTable(const QString &tableText)
+QString encipherTable(const QString &tableText)
 {
-    return EncipherTable(tableText, TablePassword());
+    return encipherTable(tableText, tablePassword());
 }
 
-QString EncipherTable(const QString &tableText, const QString &password)
+QString encipherTable(const QString &tableText, const QString &password)
 {
     QByteArray bytes = tableText.toLatin1();
     Enc5 cipher;
-    ApplyTableSettings(cipher, password);
+    applyTableSettings(cipher, password);
     if (!cipher.EncryptString(bytes))
         return QString();
     return QString::fromLatin1(bytes.toHex().toUpper());

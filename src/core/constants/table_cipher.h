@@ -13,11 +13,11 @@ QString DecipherTable(const QString &hexText);
 
 // Upper-case hexadecimal text of the enciphered table; empty when enciphering fails. The
 // password parameter exists so a table made with another password can be tried.
-QString EncipherTable(const QString &tableText);
-QString EncipherTable(const QString &tableText, const QString &password);
+QString encipherTable(const QString &tableText);
+QString encipherTable(const QString &tableText, const QString &password);
 
 // Trimmed, an optional leading "&H" (any case) dropped, then every two digits one byte.
 // Nothing for an odd number of digits or a pair that is not hexadecimal.
-std::optional<QByteArray> DecodeHexText(const QString &hexText);
+std::optional<QByteArray> decodeHexText(const QString &hexText);
 
 } // namespace sonivert

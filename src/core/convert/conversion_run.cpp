@@ -12,11 +12,11 @@ namespace sonivert {
 
 ConversionRun::ConversionRun(QObject *parent)
     : QObject(parent)
-    , encoder_(new Encoder(this))
+    , m_encoder(new Encoder(this))
 {
-    connect(encoder_, &Encoder::progress, this, &ConversionRun::onProgress);
-    connect(encoder_, &Encoder::taskEnd, this, &ConversionRun::onTaskEnd);
-    connect(encoder_, &Encoder::logLine, this, [this](int task, int level, const QString &line) {
+    connect(m_encoder, &Encoder::progress, this, &ConversionRun::onProgress);
+    connect(m_encoder, &Encoder::taskEnd, this, &ConversionRun::onTaskEnd);
+    connect(m_encoder, &Encoder::logLine, this, [this](int task, int level, const QString &line) {
         const Row *r = rowOfTask(task);
         emit logLine(QStringLiteral("#%1.%2 %3").arg(r ? r->row : task).arg(level).arg(line));
     });
@@ -24,176 +24,177 @@ ConversionRun::ConversionRun(QObject *parent)
 
 ConversionRun::~ConversionRun()
 {
-    encoder_->disconnect(this);
+    m_encoder->disconnect(this);
 }
 
-void ConversionRun::SetJobFactory(EncodeJobFactory factory)
+void ConversionRun::setJobFactory(EncodeJobFactory factory)
 {
-    encoder_->SetJobFactory(std::move(factory));
+    m_encoder->setJobFactory(std::move(factory));
 }
 
-void ConversionRun::SetFfmpegProgram(const QString &program)
+void ConversionRun::setFfmpegProgram(const QString &program)
 {
-    encoder_->SetFfmpegProgram(program);
+    m_encoder->setFfmpegProgram(program);
 }
 
-void ConversionRun::SetEngineChoice(EngineChoice choice)
+void ConversionRun::setEngineChoice(EngineChoice choice)
 {
-    encoder_->SetEngineChoice(choice);
+    m_encoder->setEngineChoice(choice);
 }
 
-void ConversionRun::Begin(const QString &folder)
+void ConversionRun::begin(const QString &folder)
 {
-    Abandon();
-    rows_.clear();
-    rowIndexOfTask_.clear();
-    names_.Clear();
-    failures_.clear();
-    folder_ = WithTrailingSeparator(folder);
-    lastError_.clear();
-    stopReason_ = RunStopReason::None;
-    totalPercent_ = 0;
-    elapsedBeforeMs_ = 0;
+    abandon();
+    m_rows.clear();
+    m_rowIndexOfTask.clear();
+    m_names.clear();
+    m_failures.clear();
+    m_folder = withTrailingSeparator(folder);
+    m_lastError.clear();
+    m_stopReason = RunStopReason::None;
+    m_totalPercent = 0;
+    m_elapsedBeforeMs = 0;
 }
 
-ConversionRun::OutputNames ConversionRun::ClaimOutputNames(
+ConversionRun::OutputNames ConversionRun::claimOutputNames(
     const QString &input, const QString &extension)
 {
     OutputNames names;
-    names.output = names_.Claim(ChangeExtension(folder_ + QFileInfo(input).fileName(), extension));
-    names.encoderOutput = EncoderOutputFileName(names.output, names_);
+    names.output
+        = m_names.claim(ChangeExtension(m_folder + QFileInfo(input).fileName(), extension));
+    names.encoderOutput = encoderOutputFileName(names.output, m_names);
     return names;
 }
 
-QString ConversionRun::AddRow(int row, const QString &input, const TaskPlan &plan)
+QString ConversionRun::addRow(int row, const QString &input, const TaskPlan &plan)
 {
-    const auto [output, encoderOutput] = ClaimOutputNames(input, plan.extension);
+    const auto [output, encoderOutput] = claimOutputNames(input, plan.extension);
     const auto refuse = [&] {
-        lastError_ = encoder_->LastErrorText();
-        names_.Release(output);
-        names_.Release(encoderOutput);
+        m_lastError = m_encoder->LastErrorText();
+        m_names.release(output);
+        m_names.release(encoderOutput);
         return QString();
     };
-    const int task = encoder_->AddInputFile(input, plan.inputOptions, plan.source);
+    const int task = m_encoder->AddInputFile(input, plan.inputOptions, plan.source);
     if (task < 0)
         return refuse();
-    if (encoder_->AddOutputFile(task, encoderOutput, plan.outputOptions, plan.cut) < 0) {
-        encoder_->RemoveInputFile(task);
+    if (m_encoder->AddOutputFile(task, encoderOutput, plan.outputOptions, plan.cut) < 0) {
+        m_encoder->RemoveInputFile(task);
         return refuse();
     }
-    encoder_->SetTaskPlan(task, plan.encoding);
+    m_encoder->setTaskPlan(task, plan.encoding);
     Row r;
     r.row = row;
     r.task = task;
     r.output = output;
     r.encoderOutput = encoderOutput;
-    r.lengthUs = encoder_->TaskLengthUs(task);
-    rowIndexOfTask_.insert(task, rows_.size());
-    rows_.push_back(r);
+    r.lengthUs = m_encoder->taskLengthUs(task);
+    m_rowIndexOfTask.insert(task, m_rows.size());
+    m_rows.push_back(r);
     return output;
 }
 
-void ConversionRun::Start(int threadCount)
+void ConversionRun::start(int threadCount)
 {
-    if (state_ != RunState::Idle)
+    if (m_state != RunState::Idle)
         return;
-    if (rows_.empty()) {
+    if (m_rows.empty()) {
         finishRun(RunStopReason::None);
         return;
     }
-    clock_.start();
+    m_clock.start();
     setState(RunState::Converting);
-    encoder_->StartTasks(threadCount);
+    m_encoder->StartTasks(threadCount);
 }
 
-void ConversionRun::Pause()
+void ConversionRun::pause()
 {
-    if (state_ != RunState::Converting)
+    if (m_state != RunState::Converting)
         return;
-    encoder_->PauseTasks();
-    elapsedBeforeMs_ += clock_.elapsed();
+    m_encoder->PauseTasks();
+    m_elapsedBeforeMs += m_clock.elapsed();
     setState(RunState::Paused);
 }
 
-void ConversionRun::Resume()
+void ConversionRun::resume()
 {
-    if (state_ != RunState::Paused)
+    if (m_state != RunState::Paused)
         return;
-    encoder_->ResumeTasks();
-    clock_.start();
+    m_encoder->ResumeTasks();
+    m_clock.start();
     setState(RunState::Converting);
 }
 
-void ConversionRun::Stop()
+void ConversionRun::stop()
 {
-    if (state_ != RunState::Idle)
+    if (m_state != RunState::Idle)
         stopWith(RunStopReason::UserStop);
 }
 
-void ConversionRun::Abandon()
+void ConversionRun::abandon()
 {
-    encoder_->ClearTasks();
-    if (state_ == RunState::Converting)
-        elapsedBeforeMs_ += clock_.elapsed();
+    m_encoder->ClearTasks();
+    if (m_state == RunState::Converting)
+        m_elapsedBeforeMs += m_clock.elapsed();
     setState(RunState::Idle);
 }
 
-bool ConversionRun::HasRow(int row) const
+bool ConversionRun::hasRow(int row) const
 {
     return find(row) != nullptr;
 }
 
-RowOutcome ConversionRun::Outcome(int row) const
+RowOutcome ConversionRun::outcome(int row) const
 {
     const Row *r = find(row);
     return r ? r->outcome : RowOutcome::Waiting;
 }
 
-int ConversionRun::RowPercent(int row) const
+int ConversionRun::rowPercent(int row) const
 {
     const Row *r = find(row);
     return r ? r->percent : 0;
 }
 
-QString ConversionRun::FinalOutput(int row) const
+QString ConversionRun::finalOutput(int row) const
 {
     const Row *r = find(row);
     return r ? r->output : QString();
 }
 
-QString ConversionRun::TaskDetails(int row) const
+QString ConversionRun::taskDetails(int row) const
 {
     const Row *r = find(row);
     if (!r)
         return QString();
-    const EncoderTaskInfo info = encoder_->TaskInfo(r->task);
+    const EncoderTaskInfo info = m_encoder->taskInfo(r->task);
     if (info.commandLine.isEmpty())
         return QString();
-    return CommandLineText(info.commandLine) + QStringLiteral("\n\n")
+    return commandLineText(info.commandLine) + QStringLiteral("\n\n")
         + info.stderrTail.join(QLatin1Char('\n'));
 }
 
-QString ConversionRun::TaskEngine(int row) const
+QString ConversionRun::taskEngine(int row) const
 {
     const Row *r = find(row);
-    return r ? encoder_->TaskInfo(r->task).engine : QString();
+    return r ? m_encoder->taskInfo(r->task).engine : QString();
 }
 
-int ConversionRun::ElapsedSeconds() const
+int ConversionRun::elapsedSeconds() const
 {
-    const qint64 running = state_ == RunState::Converting ? clock_.elapsed() : 0;
-    return int((elapsedBeforeMs_ + running) / 1000);
+    const qint64 running = m_state == RunState::Converting ? m_clock.elapsed() : 0;
+    return int((m_elapsedBeforeMs + running) / 1000);
 }
 
 ConversionRun::Row *ConversionRun::rowOfTask(int task)
 {
-    const auto it = rowIndexOfTask_.constFind(task);
-    return it == rowIndexOfTask_.constEnd() ? nullptr : &rows_[*it];
+    const auto it = m_rowIndexOfTask.constFind(task);
+    return it == m_rowIndexOfTask.constEnd() ? nullptr : &m_rows[*it];
 }
 
 ConversionRun::Row *ConversionRun::find(int row)
 {
-    for (Row &r : rows_) {
+    for (Row &r : m_rows) {
         if (r.row == row)
             return &r;
     }
@@ -207,18 +208,18 @@ const ConversionRun::Row *ConversionRun::find(int row) const
 
 void ConversionRun::setState(RunState state)
 {
-    if (state == state_)
+    if (state == m_state)
         return;
-    state_ = state;
+    m_state = state;
     emit stateChanged(state);
 }
 
 void ConversionRun::onProgress(int task, qint64 positionUs, qint64 totalUs)
 {
     Row *r = rowOfTask(task);
-    if (!r || state_ == RunState::Idle)
+    if (!r || m_state == RunState::Idle)
         return;
-    const int percent = TaskPercent(positionUs, totalUs);
+    const int percent = taskPercent(positionUs, totalUs);
     r->outcome = RowOutcome::Converting;
     r->percent = percent < 0 ? -1 : std::min(percent, 99);
     if (r->lengthUs > 0)
@@ -229,7 +230,7 @@ void ConversionRun::onProgress(int task, qint64 positionUs, qint64 totalUs)
 
 void ConversionRun::onTaskEnd(int task, EncoderTaskState state, const QString &message)
 {
-    if (state_ == RunState::Idle)
+    if (m_state == RunState::Idle)
         return;
     if (task < 0) {
         finishRun(RunStopReason::None);
@@ -239,10 +240,10 @@ void ConversionRun::onTaskEnd(int task, EncoderTaskState state, const QString &m
     if (!r)
         return;
     if (state == EncoderTaskState::Succeeded) {
-        QString written = encoder_->TaskInfo(task).finalOutput;
+        QString written = m_encoder->taskInfo(task).finalOutput;
         if (r->encoderOutput != r->output) {
             // An M4B or M4R output was encoded as M4A; it takes its own name now it is whole.
-            const MoveResult moved = MoveWithoutReplacing(written, r->output, &names_);
+            const MoveResult moved = moveWithoutReplacing(written, r->output, &m_names);
             if (!moved.ok) {
                 QFile::remove(written);
                 endRow(*r, RowOutcome::Failed, moved.path + QLatin1String(": ") + moved.message);
@@ -259,8 +260,8 @@ void ConversionRun::onTaskEnd(int task, EncoderTaskState state, const QString &m
         return;
     }
     endRow(*r, RowOutcome::Failed, message);
-    const RunStopReason reason = ClassifyTaskMessage(message);
-    if (reason != RunStopReason::None && state_ != RunState::Idle)
+    const RunStopReason reason = classifyTaskMessage(message);
+    if (reason != RunStopReason::None && m_state != RunState::Idle)
         stopWith(reason);
 }
 
@@ -272,7 +273,7 @@ void ConversionRun::endRow(Row &row, RowOutcome outcome, const QString &message)
         row.doneUs = row.lengthUs;
     }
     if (outcome == RowOutcome::Failed)
-        failures_.append({ row.row, message });
+        m_failures.append({ row.row, message });
     const int number = row.row;
     emit rowEnded(number, outcome, message);
     updateTotal();
@@ -280,8 +281,8 @@ void ConversionRun::endRow(Row &row, RowOutcome outcome, const QString &message)
 
 void ConversionRun::stopWith(RunStopReason reason)
 {
-    encoder_->StopTasks(true);
-    for (Row &r : rows_) {
+    m_encoder->StopTasks(true);
+    for (Row &r : m_rows) {
         if (r.outcome != RowOutcome::Done && r.outcome != RowOutcome::Failed)
             endRow(r, RowOutcome::Cancelled, QString());
     }
@@ -290,9 +291,9 @@ void ConversionRun::stopWith(RunStopReason reason)
 
 void ConversionRun::finishRun(RunStopReason reason)
 {
-    stopReason_ = reason;
-    if (state_ == RunState::Converting)
-        elapsedBeforeMs_ += clock_.elapsed();
+    m_stopReason = reason;
+    if (m_state == RunState::Converting)
+        m_elapsedBeforeMs += m_clock.elapsed();
     setState(RunState::Idle);
     emit runEnded(reason);
 }
@@ -301,7 +302,7 @@ void ConversionRun::updateTotal()
 {
     qint64 known = 0;
     int knownRows = 0;
-    for (const Row &r : rows_) {
+    for (const Row &r : m_rows) {
         if (r.lengthUs > 0) {
             known += r.lengthUs;
             ++knownRows;
@@ -311,7 +312,7 @@ void ConversionRun::updateTotal()
     const qint64 fallback = knownRows > 0 ? known / knownRows : 1'000'000;
     qint64 total = 0;
     qint64 done = 0;
-    for (const Row &r : rows_) {
+    for (const Row &r : m_rows) {
         const qint64 weight = r.lengthUs > 0 ? r.lengthUs : fallback;
         total += weight;
         if (r.outcome == RowOutcome::Done || r.outcome == RowOutcome::Failed
@@ -321,9 +322,9 @@ void ConversionRun::updateTotal()
             done += r.doneUs;
     }
     const int percent = total > 0 ? int(done * 100 / total) : 0;
-    if (percent > totalPercent_) {
-        totalPercent_ = std::min(percent, 100);
-        emit totalProgress(totalPercent_);
+    if (percent > m_totalPercent) {
+        m_totalPercent = std::min(percent, 100);
+        emit totalProgress(m_totalPercent);
     }
 }
 

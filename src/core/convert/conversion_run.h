@@ -48,13 +48,13 @@ public:
     ~ConversionRun() override;
 
     // The engine's jobs: the ffmpeg program's unless set.
-    void SetJobFactory(EncodeJobFactory factory);
-    void SetFfmpegProgram(const QString &program);
+    void setJobFactory(EncodeJobFactory factory);
+    void setFfmpegProgram(const QString &program);
     // Without a factory set: the engine of every task (Auto: the worker where it can).
-    void SetEngineChoice(EngineChoice choice);
+    void setEngineChoice(EngineChoice choice);
 
     // Forgets the last run and begins planning one that writes into folder.
-    void Begin(const QString &folder);
+    void begin(const QString &folder);
     struct OutputNames
     {
         QString output; // the final name
@@ -62,38 +62,38 @@ public:
     };
     // The names a row's output takes, claimed for the run as AddRow claims them: never an
     // existing file's, never another row's. A dry run plans with these alone.
-    OutputNames ClaimOutputNames(const QString &input, const QString &extension);
+    OutputNames claimOutputNames(const QString &input, const QString &extension);
     // Plans a row: claims its output name in the folder and queues it with the engine. The
     // final output name, or "" with the reason in LastErrorText when the engine refuses it.
-    QString AddRow(int row, const QString &input, const TaskPlan &plan);
+    QString addRow(int row, const QString &input, const TaskPlan &plan);
     // Starts the rows added since Begin, threadCount at once (0: one per processor core).
-    void Start(int threadCount);
-    void Pause();
-    void Resume();
+    void start(int threadCount);
+    void pause();
+    void resume();
     // The person's Stop: running rows end, rows not yet done are cancelled, and runEnded follows
     // with UserStop. While idle it does nothing.
-    void Stop();
+    void stop();
     // Drops the run without events: what runs ends, and nothing it wrote stays.
-    void Abandon();
+    void abandon();
 
-    RunState State() const { return state_; }
-    QString Folder() const { return folder_; }
-    QString LastErrorText() const { return lastError_; }
-    int RowCount() const { return int(rows_.size()); }
-    bool HasRow(int row) const;
-    RowOutcome Outcome(int row) const;
-    int RowPercent(int row) const;
-    QString FinalOutput(int row) const;
+    RunState State() const { return m_state; }
+    QString folder() const { return m_folder; }
+    QString LastErrorText() const { return m_lastError; }
+    int rowCount() const { return int(m_rows.size()); }
+    bool hasRow(int row) const;
+    RowOutcome outcome(int row) const;
+    int rowPercent(int row) const;
+    QString finalOutput(int row) const;
     // The command that ran for the row and the engine's last lines, for the failure report.
-    QString TaskDetails(int row) const;
+    QString taskDetails(int row) const;
     // The engine that ran the row ("ffmpeg", "worker"); "" while it has not started.
-    QString TaskEngine(int row) const;
-    const QList<RunFailure> &Failures() const { return failures_; }
-    RunStopReason StopReason() const { return stopReason_; }
+    QString taskEngine(int row) const;
+    const QList<RunFailure> &failures() const { return m_failures; }
+    RunStopReason stopReason() const { return m_stopReason; }
     // Rows weigh by the sound they are expected to give; the percent never goes back.
-    int TotalPercent() const { return totalPercent_; }
+    int totalPercent() const { return m_totalPercent; }
     // Seconds spent converting, pauses left out.
-    int ElapsedSeconds() const;
+    int elapsedSeconds() const;
 
 signals:
     void stateChanged(RunState state);
@@ -130,18 +130,18 @@ private:
     void finishRun(RunStopReason reason);
     void updateTotal();
 
-    Encoder *encoder_ = nullptr;
-    std::vector<Row> rows_;
-    QHash<int, size_t> rowIndexOfTask_;
-    OutputNameRegistry names_;
-    QList<RunFailure> failures_;
-    QString folder_;
-    QString lastError_;
-    RunState state_ = RunState::Idle;
-    RunStopReason stopReason_ = RunStopReason::None;
-    int totalPercent_ = 0;
-    QElapsedTimer clock_;
-    qint64 elapsedBeforeMs_ = 0; // time converted before the last resume
+    Encoder *m_encoder = nullptr;
+    std::vector<Row> m_rows;
+    QHash<int, size_t> m_rowIndexOfTask;
+    OutputNameRegistry m_names;
+    QList<RunFailure> m_failures;
+    QString m_folder;
+    QString m_lastError;
+    RunState m_state = RunState::Idle;
+    RunStopReason m_stopReason = RunStopReason::None;
+    int m_totalPercent = 0;
+    QElapsedTimer m_clock;
+    qint64 m_elapsedBeforeMs = 0; // time converted before the last resume
 };
 
 } // namespace sonivert

@@ -57,16 +57,16 @@ class EncodeJob : public QObject
 public:
     using QObject::QObject;
 
-    virtual void Start() = 0;
-    virtual void Pause() = 0;
-    virtual void Resume() = 0;
+    virtual void start() = 0;
+    virtual void pause() = 0;
+    virtual void resume() = 0;
     // Ends the work; finished() still follows, with the outcome Stopped.
-    virtual void Stop() = 0;
+    virtual void stop() = 0;
     // Stop, and return only when the work has ended.
-    virtual void StopAndWait() = 0;
+    virtual void stopAndWait() = 0;
 
-    bool IsFinished() const { return finished_; }
-    const EncodeJobResult &Result() const { return result_; }
+    bool isFinished() const { return m_finished; }
+    const EncodeJobResult &Result() const { return m_result; }
 
 signals:
     void progress(qint64 outTimeUs);
@@ -76,20 +76,20 @@ signals:
 
 protected:
     // Ends the job once: the outcome and message go into the result and finished() follows.
-    void Finish(JobOutcome outcome, const QString &message)
+    void finish(JobOutcome outcome, const QString &message)
     {
-        if (finished_)
+        if (m_finished)
             return;
-        finished_ = true;
-        result_.outcome = outcome;
-        result_.message = message;
+        m_finished = true;
+        m_result.outcome = outcome;
+        m_result.message = message;
         emit finished();
     }
 
-    EncodeJobResult result_;
+    EncodeJobResult m_result;
 
 private:
-    bool finished_ = false;
+    bool m_finished = false;
 };
 
 using EncodeJobFactory = std::function<EncodeJob *(const EncodeTask &task, QObject *parent)>;

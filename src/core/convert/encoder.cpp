@@ -45,16 +45,16 @@ QString absolutePath(const QString &path)
 
 } // namespace
 
-qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut)
+qint64 expectedOutputLength(qint64 inputDurationUs, const TaskCut &cut)
 {
     if (inputDurationUs <= 0)
         return std::max<qint64>(0, cut.lengthUs);
-    return CutLength(cut, 0, inputDurationUs);
+    return cutLength(cut, 0, inputDurationUs);
 }
 
 Encoder::Encoder(QObject *parent)
     : QObject(parent)
-    , program_(FindFfmpegProgram())
+    , m_program(findFfmpegProgram())
 {
 }
 
@@ -66,8 +66,8 @@ Encoder::~Encoder()
 int Encoder::AddInputFile(
     const QString &input, const QString &inputOptions, const SourceFacts &facts)
 {
-    if (!factory_ && (program_.isEmpty() || !QFileInfo(program_).isExecutable())) {
-        lastError_ = MissingFfmpegMessage();
+    if (!m_factory && (m_program.isEmpty() || !QFileInfo(m_program).isExecutable())) {
+        m_lastError = missingFfmpegMessage();
         return -1;
     }
     Task task;
@@ -76,11 +76,11 @@ int Encoder::AddInputFile(
     if (const int error = readableFileError(QFile::encodeName(task.info.input))) {
         char text[AV_ERROR_MAX_STRING_SIZE] = {};
         av_strerror(AVERROR(error), text, sizeof text);
-        lastError_ = task.info.input + QLatin1String(": ") + QString::fromUtf8(text);
+        m_lastError = task.info.input + QLatin1String(": ") + QString::fromUtf8(text);
         return -1;
     }
     task.facts = facts;
-    tasks_.push_back(std::move(task));
+    m_tasks.push_back(std::move(task));
     return TaskCount() - 1;
 }
 
@@ -88,80 +88,80 @@ int Encoder::AddOutputFile(
     int taskIndex, const QString &output, const QString &outputOptions, const TaskCut &cut)
 {
     if (taskIndex < 0 || taskIndex >= TaskCount()
-        || tasks_[taskIndex].info.state != EncoderTaskState::Queued) {
-        lastError_ = QStringLiteral("There is no waiting task %1.").arg(taskIndex);
+        || m_tasks[taskIndex].info.state != EncoderTaskState::Queued) {
+        m_lastError = QStringLiteral("There is no waiting task %1.").arg(taskIndex);
         return -1;
     }
     if (output.trimmed().isEmpty()) {
-        lastError_ = QStringLiteral("No output file was given.");
+        m_lastError = QStringLiteral("No output file was given.");
         return -1;
     }
-    Task &task = tasks_[taskIndex];
+    Task &task = m_tasks[taskIndex];
     task.info.output = absolutePath(output);
     task.info.outputOptions = outputOptions;
     task.cut = cut;
-    task.totalUs = ExpectedOutputLength(task.facts.durationUs, cut);
+    task.totalUs = expectedOutputLength(task.facts.durationUs, cut);
     return 0;
 }
 
-void Encoder::SetTaskPlan(int taskIndex, const EncodePlan &plan)
+void Encoder::setTaskPlan(int taskIndex, const EncodePlan &plan)
 {
     if (taskIndex >= 0 && taskIndex < TaskCount())
-        tasks_[size_t(taskIndex)].plan = plan;
+        m_tasks[size_t(taskIndex)].plan = plan;
 }
 
 void Encoder::RemoveInputFile(int taskIndex)
 {
     // Indices of running tasks must stay put, so only a queue at rest shrinks.
-    if (started_ || taskIndex < 0 || taskIndex >= TaskCount())
+    if (m_started || taskIndex < 0 || taskIndex >= TaskCount())
         return;
-    tasks_.erase(tasks_.begin() + taskIndex);
+    m_tasks.erase(m_tasks.begin() + taskIndex);
 }
 
 void Encoder::ClearTasks()
 {
     StopTasks(true);
-    tasks_.clear();
+    m_tasks.clear();
 }
 
 void Encoder::StartTasks(int threadCount)
 {
-    threadCount_ = threadCount > 0 ? threadCount : std::max(1, QThread::idealThreadCount());
-    started_ = true;
-    paused_ = false;
+    m_threadCount = threadCount > 0 ? threadCount : std::max(1, QThread::idealThreadCount());
+    m_started = true;
+    m_paused = false;
     scheduleNext();
 }
 
 void Encoder::PauseTasks()
 {
-    if (!started_)
+    if (!m_started)
         return;
-    paused_ = true;
-    for (Task &task : tasks_) {
+    m_paused = true;
+    for (Task &task : m_tasks) {
         if (task.job)
-            task.job->Pause();
+            task.job->pause();
     }
 }
 
 void Encoder::ResumeTasks()
 {
-    if (!started_ || !paused_)
+    if (!m_started || !m_paused)
         return;
-    paused_ = false;
-    for (Task &task : tasks_) {
+    m_paused = false;
+    for (Task &task : m_tasks) {
         if (task.job)
-            task.job->Resume();
+            task.job->resume();
     }
     scheduleNext();
 }
 
 void Encoder::StopTasks(bool wait)
 {
-    ++generation_;
-    started_ = false;
-    paused_ = false;
+    ++m_generation;
+    m_started = false;
+    m_paused = false;
     QList<QPointer<EncodeJob>> ending;
-    for (Task &task : tasks_) {
+    for (Task &task : m_tasks) {
         if (task.info.state == EncoderTaskState::Queued
             || task.info.state == EncoderTaskState::Running)
             task.info.state = EncoderTaskState::Cancelled;
@@ -173,12 +173,12 @@ void Encoder::StopTasks(bool wait)
     // Signal every job first, so they end side by side rather than one after another.
     for (const QPointer<EncodeJob> &job : ending) {
         if (job)
-            job->Stop();
+            job->stop();
     }
     // Jobs left to end on their own by an earlier stop are children too, and waited for here.
     if (wait) {
         for (EncodeJob *job : findChildren<EncodeJob *>(Qt::FindDirectChildrenOnly))
-            job->StopAndWait();
+            job->stopAndWait();
     }
 }
 
@@ -194,78 +194,78 @@ void Encoder::abandonJob(Task &task)
         QFile::remove(temporary);
         job->deleteLater();
     };
-    if (job->IsFinished())
+    if (job->isFinished())
         cleanUp();
     else
         connect(job, &EncodeJob::finished, job, cleanUp);
 }
 
-EncoderTaskInfo Encoder::TaskInfo(int taskIndex) const
+EncoderTaskInfo Encoder::taskInfo(int taskIndex) const
 {
     if (taskIndex < 0 || taskIndex >= TaskCount())
         return {};
-    return tasks_[taskIndex].info;
+    return m_tasks[taskIndex].info;
 }
 
-qint64 Encoder::TaskLengthUs(int taskIndex) const
+qint64 Encoder::taskLengthUs(int taskIndex) const
 {
-    return taskIndex >= 0 && taskIndex < TaskCount() ? tasks_[size_t(taskIndex)].totalUs : 0;
+    return taskIndex >= 0 && taskIndex < TaskCount() ? m_tasks[size_t(taskIndex)].totalUs : 0;
 }
 
 int Encoder::runningCount() const
 {
-    return static_cast<int>(std::count_if(tasks_.begin(), tasks_.end(),
+    return static_cast<int>(std::count_if(m_tasks.begin(), m_tasks.end(),
         [](const Task &t) { return t.info.state == EncoderTaskState::Running; }));
 }
 
 bool Encoder::anyQueued() const
 {
-    return std::any_of(tasks_.begin(), tasks_.end(),
+    return std::any_of(m_tasks.begin(), m_tasks.end(),
         [](const Task &t) { return t.info.state == EncoderTaskState::Queued; });
 }
 
 // Events never come from inside the call that caused them: the next step runs from the loop.
 void Encoder::scheduleNext()
 {
-    if (nextScheduled_)
+    if (m_nextScheduled)
         return;
-    nextScheduled_ = true;
+    m_nextScheduled = true;
     QTimer::singleShot(0, this, [this] {
-        nextScheduled_ = false;
+        m_nextScheduled = false;
         startNext();
     });
 }
 
 void Encoder::startNext()
 {
-    if (!started_ || paused_)
+    if (!m_started || m_paused)
         return;
-    for (int i = 0; i < TaskCount() && runningCount() < threadCount_; ++i) {
-        if (tasks_[i].info.state != EncoderTaskState::Queued)
+    for (int i = 0; i < TaskCount() && runningCount() < m_threadCount; ++i) {
+        if (m_tasks[i].info.state != EncoderTaskState::Queued)
             continue;
         if (!startTask(i))
             return; // its end event has run; the handler may have changed the queue
     }
-    if (started_ && runningCount() == 0 && !anyQueued()) {
-        started_ = false;
+    if (m_started && runningCount() == 0 && !anyQueued()) {
+        m_started = false;
         emit taskEnd(-1, EncoderTaskState::Succeeded, QString());
     }
 }
 
 bool Encoder::startTask(int index)
 {
-    Task &task = tasks_[index];
+    Task &task = m_tasks[index];
     if (task.info.output.isEmpty()) {
         endTask(index, EncoderTaskState::Failed, QStringLiteral("No output file was given."));
         scheduleNext();
         return false;
     }
     task.info.state = EncoderTaskState::Running;
-    task.temporaryOutput = TemporaryOutputName(task.info.output);
+    task.temporaryOutput = temporaryOutputName(task.info.output);
     const EncodeTask spec { task.info.input, task.info.output, task.temporaryOutput,
         task.info.inputOptions, task.info.outputOptions, task.cut, task.facts, task.plan };
-    EncodeJob *job
-        = factory_ ? factory_(spec, this) : EngineJobFactory(engineChoice_, program_)(spec, this);
+    EncodeJob *job = m_factory ? m_factory(spec, this)
+                               : engineJobFactory(m_engineChoice, m_program)(spec, this);
     task.job = job;
     task.info.commandLine = job->Result().commandLine;
     task.info.engine = job->Result().engine;
@@ -275,15 +275,15 @@ bool Encoder::startTask(int index)
     connect(job, &EncodeJob::logLine, this,
         [this, index](int level, const QString &line) { emit logLine(index, level, line); });
     connect(job, &EncodeJob::finished, this, [this, index] { onJobFinished(index); });
-    if (paused_)
-        job->Pause();
-    job->Start();
+    if (m_paused)
+        job->pause();
+    job->start();
     return true;
 }
 
 void Encoder::onJobFinished(int index)
 {
-    Task &task = tasks_[index];
+    Task &task = m_tasks[index];
     EncodeJob *job = task.job;
     task.job = nullptr;
     const EncodeJobResult result = job->Result(); // the job goes away with deleteLater
@@ -311,23 +311,23 @@ void Encoder::onJobFinished(int index)
 
 void Encoder::moveIntoPlace(int index)
 {
-    Task &task = tasks_[index];
+    Task &task = m_tasks[index];
     // Names promised to tasks still to come stay theirs.
     OutputNameRegistry promised;
-    for (const Task &other : tasks_) {
+    for (const Task &other : m_tasks) {
         if (other.info.state == EncoderTaskState::Queued
             || other.info.state == EncoderTaskState::Running)
-            promised.Reserve(other.info.output);
+            promised.reserve(other.info.output);
     }
-    promised.Release(task.info.output);
+    promised.release(task.info.output);
     const MoveResult moved
-        = MoveWithoutReplacing(task.temporaryOutput, task.info.output, &promised);
+        = moveWithoutReplacing(task.temporaryOutput, task.info.output, &promised);
     if (moved.ok) {
         task.info.finalOutput = moved.path;
         if (moved.path != task.info.output) {
-            const quint64 generation = generation_;
+            const quint64 generation = m_generation;
             emit outputFileRenamed(index, moved.path);
-            if (generation != generation_)
+            if (generation != m_generation)
                 return; // the handler stopped or cleared the queue
         }
     } else {
@@ -340,7 +340,7 @@ void Encoder::moveIntoPlace(int index)
 
 void Encoder::endTask(int index, EncoderTaskState state, const QString &message)
 {
-    Task &task = tasks_[index];
+    Task &task = m_tasks[index];
     task.info.state = state;
     task.info.message = message;
     emit taskEnd(index, state, message);

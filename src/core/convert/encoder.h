@@ -37,7 +37,7 @@ struct EncoderTaskInfo
 
 // The length of the output in microseconds: the input's duration within the cut; the cut's
 // length, or 0, when the input's duration is unknown.
-qint64 ExpectedOutputLength(qint64 inputDurationUs, const TaskCut &cut);
+qint64 expectedOutputLength(qint64 inputDurationUs, const TaskCut &cut);
 
 // The task queue: each task converts one input into one output with a job of the engine (the
 // automatic choice between sonivert-worker and the ffmpeg program unless another factory is set),
@@ -54,13 +54,13 @@ public:
     explicit Encoder(QObject *parent = nullptr);
     ~Encoder() override;
 
-    // The program to run; FindFfmpegProgram() unless set. "" makes AddInputFile fail.
-    void SetFfmpegProgram(const QString &program) { program_ = program; }
-    QString FfmpegProgram() const { return program_; }
+    // The program to run; findFfmpegProgram() unless set. "" makes AddInputFile fail.
+    void setFfmpegProgram(const QString &program) { m_program = program; }
+    QString ffmpegProgram() const { return m_program; }
     // Another engine: its jobs convert every task queued from now on, and no program is needed.
-    void SetJobFactory(EncodeJobFactory factory) { factory_ = std::move(factory); }
+    void setJobFactory(EncodeJobFactory factory) { m_factory = std::move(factory); }
     // Without a factory: which engine runs the tasks (Auto unless set).
-    void SetEngineChoice(EngineChoice choice) { engineChoice_ = choice; }
+    void setEngineChoice(EngineChoice choice) { m_engineChoice = choice; }
 
     // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
     // install a missing ffmpeg). Fails only for an input that cannot be read at all. The facts
@@ -72,7 +72,7 @@ public:
     int AddOutputFile(
         int taskIndex, const QString &output, const QString &outputOptions, const TaskCut &cut);
     // The option string of a task as values, for an engine that converts in process.
-    void SetTaskPlan(int taskIndex, const EncodePlan &plan);
+    void setTaskPlan(int taskIndex, const EncodePlan &plan);
     // Drops a task that has not started; later tasks move up by one.
     void RemoveInputFile(int taskIndex);
     // Ends whatever runs (without events) and empties the queue.
@@ -86,13 +86,13 @@ public:
     // With wait, returns only when every child has ended and its temporary file is gone.
     void StopTasks(bool wait);
 
-    QString LastErrorText() const { return lastError_; }
-    int TaskCount() const { return static_cast<int>(tasks_.size()); }
-    bool IsBusy() const { return started_; }
-    bool IsPaused() const { return paused_; }
-    EncoderTaskInfo TaskInfo(int taskIndex) const;
+    QString LastErrorText() const { return m_lastError; }
+    int TaskCount() const { return static_cast<int>(m_tasks.size()); }
+    bool isBusy() const { return m_started; }
+    bool isPaused() const { return m_paused; }
+    EncoderTaskInfo taskInfo(int taskIndex) const;
     // The length the task's output is expected to have; 0 when unknown.
-    qint64 TaskLengthUs(int taskIndex) const;
+    qint64 taskLengthUs(int taskIndex) const;
 
 signals:
     // About every 400 ms while a task runs; totalUs 0 when the length is unknown.
@@ -128,16 +128,16 @@ private:
     int runningCount() const;
     bool anyQueued() const;
 
-    QString program_;
-    EncodeJobFactory factory_;
-    EngineChoice engineChoice_ = EngineChoice::Auto;
-    QString lastError_;
-    std::vector<Task> tasks_;
-    int threadCount_ = 1;
-    bool started_ = false;
-    bool paused_ = false;
-    bool nextScheduled_ = false;
-    quint64 generation_ = 0; // counts stops, so a handler that stopped the queue is noticed
+    QString m_program;
+    EncodeJobFactory m_factory;
+    EngineChoice m_engineChoice = EngineChoice::Auto;
+    QString m_lastError;
+    std::vector<Task> m_tasks;
+    int m_threadCount = 1;
+    bool m_started = false;
+    bool m_paused = false;
+    bool m_nextScheduled = false;
+    quint64 m_generation = 0; // counts stops, so a handler that stopped the queue is noticed
 };
 
 } // namespace sonivert

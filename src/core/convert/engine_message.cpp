@@ -5,7 +5,7 @@
 
 namespace sonivert {
 
-FfmpegLogLine ParseFfmpegLogLine(const QString &line)
+FfmpegLogLine parseFfmpegLogLine(const QString &line)
 {
     // Nested components give several prefixes: "[Parsed_volume_0 @ 0x..] [Eval @ 0x..] [error] x".
     static const QRegularExpression prefix(
@@ -30,7 +30,7 @@ FfmpegLogLine ParseFfmpegLogLine(const QString &line)
     return parsed;
 }
 
-QString EngineMessage(const QStringList &allErrorLines, const FailureFacts &facts)
+QString engineMessage(const QStringList &allErrorLines, const FailureFacts &facts)
 {
     QStringList errorLines;
     for (const QString &line : allErrorLines) {
@@ -61,7 +61,7 @@ QString EngineMessage(const QStringList &allErrorLines, const FailureFacts &fact
     return errorLines.isEmpty() ? QString() : errorLines.constLast();
 }
 
-bool ReportsPartialFile(const QString &text)
+bool reportsPartialFile(const QString &text)
 {
     return text.endsWith(QLatin1String(": partial file"));
 }

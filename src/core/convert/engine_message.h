@@ -24,7 +24,7 @@ struct FfmpegLogLine
 };
 
 // One line of ffmpeg's standard error under "-loglevel level+...".
-FfmpegLogLine ParseFfmpegLogLine(const QString &line);
+FfmpegLogLine parseFfmpegLogLine(const QString &line);
 
 inline const QString NoSpaceMessage
     = QStringLiteral("av_interleaved_write_frame(): No space left on device");
@@ -44,9 +44,9 @@ struct FailureFacts
 // the fixed texts for a full disk and for an encoder that rejects its parameters, a plain
 // statement for an input without sound, else the line that names the input or output and its
 // reason, else the last error line.
-QString EngineMessage(const QStringList &errorLines, const FailureFacts &facts);
+QString engineMessage(const QStringList &errorLines, const FailureFacts &facts);
 
 // The warning ffmpeg gives, with exit code 0, when the input ended early ("...: partial file").
-bool ReportsPartialFile(const QString &text);
+bool reportsPartialFile(const QString &text);
 
 } // namespace sonivert

@@ -35,14 +35,14 @@ QStringList withoutCutWords(const QStringList &words)
 
 } // namespace
 
-QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
+QStringList buildFfmpegArguments(const QString &input, const QString &inputOptions,
     const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags)
 {
     QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
         QStringLiteral("-nostats"), QStringLiteral("-loglevel"), QStringLiteral("level+info"),
         QStringLiteral("-progress"), QStringLiteral("pipe:1"), QStringLiteral("-stats_period"),
         QString::number(Encoder::ProgressIntervalSeconds), QStringLiteral("-n") };
-    args << withoutCutWords(FfmpegOptionWords(inputOptions));
+    args << withoutCutWords(ffmpegOptionWords(inputOptions));
     args << QStringLiteral("-i") << input;
     // Only the song tags travel, written out one by one: what ffmpeg copies by default also
     // carries the source's bookkeeping (brands, handler names, its encoder). Bit-exact output
@@ -51,110 +51,110 @@ QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptio
          << QStringLiteral("+bitexact");
     for (const auto &[key, value] : tags)
         args << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
-    args << withoutCutWords(FfmpegOptionWords(outputOptions));
+    args << withoutCutWords(ffmpegOptionWords(outputOptions));
     // After the input, so nothing is lost to a seek in a file whose index or start time misleads.
     if (cut.startUs > 0)
-        args << QStringLiteral("-ss") << SecondsText(cut.startUs);
+        args << QStringLiteral("-ss") << secondsText(cut.startUs);
     if (cut.lengthUs >= 0)
-        args << QStringLiteral("-t") << SecondsText(cut.lengthUs);
+        args << QStringLiteral("-t") << secondsText(cut.lengthUs);
     args << output;
     return args;
 }
 
 FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent)
     : EncodeJob(parent)
-    , program_(program)
-    , task_(task)
+    , m_program(program)
+    , m_task(task)
 {
-    const QStringList arguments = BuildFfmpegArguments(task.input, task.inputOptions,
+    const QStringList arguments = buildFfmpegArguments(task.input, task.inputOptions,
         task.temporaryOutput, task.outputOptions, task.cut, task.facts.tags);
-    result_.engine = FfmpegEngineName;
-    result_.commandLine = QStringList(program) + arguments;
-    process_ = new FfmpegJob(program, arguments, this);
-    connect(process_, &FfmpegJob::progress, this, &EncodeJob::progress);
-    connect(process_, &FfmpegJob::logLine, this, &EncodeJob::logLine);
-    connect(process_, &FfmpegJob::finished, this, &FfmpegEncodeJob::onProcessFinished);
+    m_result.engine = FfmpegEngineName;
+    m_result.commandLine = QStringList(program) + arguments;
+    m_process = new FfmpegJob(program, arguments, this);
+    connect(m_process, &FfmpegJob::progress, this, &EncodeJob::progress);
+    connect(m_process, &FfmpegJob::logLine, this, &EncodeJob::logLine);
+    connect(m_process, &FfmpegJob::finished, this, &FfmpegEncodeJob::onProcessFinished);
 }
 
 FfmpegEncodeJob::~FfmpegEncodeJob() = default;
 
-void FfmpegEncodeJob::Start()
+void FfmpegEncodeJob::start()
 {
-    process_->Start();
+    m_process->start();
 }
 
-void FfmpegEncodeJob::Pause()
+void FfmpegEncodeJob::pause()
 {
-    process_->Pause();
+    m_process->pause();
 }
 
-void FfmpegEncodeJob::Resume()
+void FfmpegEncodeJob::resume()
 {
-    process_->Resume();
+    m_process->resume();
 }
 
-void FfmpegEncodeJob::Stop()
+void FfmpegEncodeJob::stop()
 {
-    if (IsFinished())
+    if (isFinished())
         return;
-    stopping_ = true;
-    if (check_) {
+    m_stopping = true;
+    if (m_check) {
         // The read-back goes on unheard; what it reads is about to go anyway.
-        check_->disconnect(this);
-        Finish(JobOutcome::Stopped, QString());
+        m_check->disconnect(this);
+        finish(JobOutcome::Stopped, QString());
         return;
     }
-    process_->Stop();
+    m_process->stop();
 }
 
-void FfmpegEncodeJob::StopAndWait()
+void FfmpegEncodeJob::stopAndWait()
 {
-    if (IsFinished())
+    if (isFinished())
         return;
-    Stop();
-    if (!process_->IsFinished())
-        process_->StopAndWait();
+    stop();
+    if (!m_process->isFinished())
+        m_process->stopAndWait();
 }
 
 void FfmpegEncodeJob::onProcessFinished()
 {
-    const FfmpegJobResult &ran = process_->Result();
-    result_.exitCode = ran.exitCode;
-    result_.logTail = ran.stderrTail;
-    if (stopping_ || ran.stopped) {
-        Finish(JobOutcome::Stopped, QString());
+    const FfmpegJobResult &ran = m_process->Result();
+    m_result.exitCode = ran.exitCode;
+    m_result.logTail = ran.stderrTail;
+    if (m_stopping || ran.stopped) {
+        finish(JobOutcome::Stopped, QString());
         return;
     }
     if (!ran.ok || ran.partialFile) {
-        Finish(JobOutcome::Failed, failureMessage());
+        finish(JobOutcome::Failed, failureMessage());
         return;
     }
-    check_ = ReadBackLater(task_, this);
-    connect(
-        check_, &QFutureWatcherBase::finished, this, [this] { onOutputChecked(check_->result()); });
+    m_check = readBackLater(m_task, this);
+    connect(m_check, &QFutureWatcherBase::finished, this,
+        [this] { onOutputChecked(m_check->result()); });
 }
 
 void FfmpegEncodeJob::onOutputChecked(const OutputVerdict &verdict)
 {
-    Finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
+    finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
 }
 
 QString FfmpegEncodeJob::failureMessage() const
 {
-    const FfmpegJobResult &ran = process_->Result();
+    const FfmpegJobResult &ran = m_process->Result();
     if (ran.failedToStart) {
-        return QFileInfo::exists(program_) ? program_ + QLatin1String(": ") + ran.startError
-                                           : MissingFfmpegMessage();
+        return QFileInfo::exists(m_program) ? m_program + QLatin1String(": ") + ran.startError
+                                            : missingFfmpegMessage();
     }
     // Exit 0, yet the input ended early: the output would be silently cut short.
     if (ran.ok && ran.partialFile)
-        return task_.input + QLatin1String(": partial file");
+        return m_task.input + QLatin1String(": partial file");
 
     QStringList lines = ran.errorLines;
     for (QString &line : lines)
-        line.replace(task_.temporaryOutput, task_.output);
+        line.replace(m_task.temporaryOutput, m_task.output);
     QString message
-        = EngineMessage(lines, FailureFacts { task_.input, task_.output, task_.facts.hasAudio });
+        = engineMessage(lines, FailureFacts { m_task.input, m_task.output, m_task.facts.hasAudio });
     if (message.isEmpty()) {
         message = ran.crashed
             ? QStringLiteral("The ffmpeg program stopped unexpectedly.")
@@ -163,7 +163,7 @@ QString FfmpegEncodeJob::failureMessage() const
     return message;
 }
 
-EncodeJobFactory FfmpegJobFactory(const QString &program)
+EncodeJobFactory ffmpegJobFactory(const QString &program)
 {
     return [program](const EncodeTask &task, QObject *parent) -> EncodeJob * {
         return new FfmpegEncodeJob(program, task, parent);

@@ -14,7 +14,7 @@ class FfmpegJob;
 // like a shell word list), the song tags and the cut, then the output. The option texts' own
 // "-ss" and "-t" are left out: an untrimmed task converts the whole sound, and a trimmed one is
 // cut after decoding, which counts from the file's start and needs no index to seek in.
-QStringList BuildFfmpegArguments(const QString &input, const QString &inputOptions,
+QStringList buildFfmpegArguments(const QString &input, const QString &inputOptions,
     const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
 
 // A task converted by one run of the ffmpeg program, then read back: an exit status of 0 proves
@@ -27,25 +27,25 @@ public:
     FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent = nullptr);
     ~FfmpegEncodeJob() override;
 
-    void Start() override;
-    void Pause() override;
-    void Resume() override;
-    void Stop() override;
-    void StopAndWait() override;
+    void start() override;
+    void pause() override;
+    void resume() override;
+    void stop() override;
+    void stopAndWait() override;
 
 private:
     void onProcessFinished();
     void onOutputChecked(const OutputVerdict &verdict);
     QString failureMessage() const;
 
-    QString program_;
-    EncodeTask task_;
-    FfmpegJob *process_ = nullptr;
-    QPointer<QFutureWatcher<OutputVerdict>> check_;
-    bool stopping_ = false;
+    QString m_program;
+    EncodeTask m_task;
+    FfmpegJob *m_process = nullptr;
+    QPointer<QFutureWatcher<OutputVerdict>> m_check;
+    bool m_stopping = false;
 };
 
 // The factory of the ffmpeg engine: every job runs program.
-EncodeJobFactory FfmpegJobFactory(const QString &program);
+EncodeJobFactory ffmpegJobFactory(const QString &program);
 
 } // namespace sonivert

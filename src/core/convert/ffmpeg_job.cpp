@@ -49,181 +49,181 @@ QList<QByteArray> takeLines(QByteArray &buffer, bool flushAll)
 FfmpegJob::FfmpegJob(const QString &program, const QStringList &arguments, QObject *parent)
     : QObject(parent)
 {
-    result_.program = program;
-    result_.arguments = arguments;
-    process_.setProgram(program);
-    process_.setArguments(arguments);
-    process_.setStandardInputFile(QProcess::nullDevice());
+    m_result.program = program;
+    m_result.arguments = arguments;
+    m_process.setProgram(program);
+    m_process.setArguments(arguments);
+    m_process.setStandardInputFile(QProcess::nullDevice());
 
     // SIGKILL rather than SIGTERM: a paused (stopped) child would keep a SIGTERM pending forever,
     // and its output is an unfinished temporary file either way.
     const pid_t parent_pid = ::getpid();
-    process_.setChildProcessModifier([parent_pid] {
+    m_process.setChildProcessModifier([parent_pid] {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parent_pid)
             ::_exit(127);
     });
 
-    connect(&process_, &QProcess::readyReadStandardOutput, this, &FfmpegJob::readProgress);
-    connect(&process_, &QProcess::readyReadStandardError, this, &FfmpegJob::readErrors);
-    connect(&process_, &QProcess::finished, this, &FfmpegJob::onFinished);
-    connect(&process_, &QProcess::errorOccurred, this, &FfmpegJob::onError);
-    connect(&process_, &QProcess::started, this, [this] {
-        if (paused_)
+    connect(&m_process, &QProcess::readyReadStandardOutput, this, &FfmpegJob::readProgress);
+    connect(&m_process, &QProcess::readyReadStandardError, this, &FfmpegJob::readErrors);
+    connect(&m_process, &QProcess::finished, this, &FfmpegJob::onFinished);
+    connect(&m_process, &QProcess::errorOccurred, this, &FfmpegJob::onError);
+    connect(&m_process, &QProcess::started, this, [this] {
+        if (m_paused)
             signalChild(SIGSTOP);
     });
 }
 
 FfmpegJob::~FfmpegJob()
 {
-    if (process_.state() != QProcess::NotRunning) {
-        process_.disconnect(this);
+    if (m_process.state() != QProcess::NotRunning) {
+        m_process.disconnect(this);
         signalChild(SIGCONT);
-        process_.kill();
-        process_.waitForFinished(1000);
+        m_process.kill();
+        m_process.waitForFinished(1000);
     }
 }
 
-void FfmpegJob::Start()
+void FfmpegJob::start()
 {
-    process_.start(QIODevice::ReadOnly);
+    m_process.start(QIODevice::ReadOnly);
 }
 
 void FfmpegJob::signalChild(int signal)
 {
-    const qint64 pid = process_.processId();
-    if (pid > 0 && process_.state() != QProcess::NotRunning)
+    const qint64 pid = m_process.processId();
+    if (pid > 0 && m_process.state() != QProcess::NotRunning)
         ::kill(static_cast<pid_t>(pid), signal);
 }
 
-void FfmpegJob::Pause()
+void FfmpegJob::pause()
 {
-    if (paused_ || result_.finished)
+    if (m_paused || m_result.finished)
         return;
-    paused_ = true;
+    m_paused = true;
     signalChild(SIGSTOP);
 }
 
-void FfmpegJob::Resume()
+void FfmpegJob::resume()
 {
-    if (!paused_)
+    if (!m_paused)
         return;
-    paused_ = false;
+    m_paused = false;
     signalChild(SIGCONT);
 }
 
-void FfmpegJob::Stop()
+void FfmpegJob::stop()
 {
-    if (result_.finished || stopping_)
+    if (m_result.finished || m_stopping)
         return;
-    stopping_ = true;
-    paused_ = false;
-    if (process_.state() == QProcess::NotRunning) {
+    m_stopping = true;
+    m_paused = false;
+    if (m_process.state() == QProcess::NotRunning) {
         // Never started (or start failed before the event arrived): nothing to end.
         QTimer::singleShot(0, this, [this] { finish(); });
         return;
     }
     // A stopped process keeps SIGTERM pending until it runs again.
     signalChild(SIGCONT);
-    process_.terminate();
+    m_process.terminate();
     QTimer::singleShot(StopGraceMs, this, [this] {
-        if (process_.state() != QProcess::NotRunning)
-            process_.kill();
+        if (m_process.state() != QProcess::NotRunning)
+            m_process.kill();
     });
 }
 
-void FfmpegJob::StopAndWait()
+void FfmpegJob::stopAndWait()
 {
-    Stop();
-    if (process_.state() == QProcess::NotRunning) {
-        if (!result_.finished)
+    stop();
+    if (m_process.state() == QProcess::NotRunning) {
+        if (!m_result.finished)
             finish();
         return;
     }
-    if (!process_.waitForFinished(StopGraceMs)) {
-        process_.kill();
-        process_.waitForFinished(1000);
+    if (!m_process.waitForFinished(StopGraceMs)) {
+        m_process.kill();
+        m_process.waitForFinished(1000);
     }
-    if (!result_.finished)
+    if (!m_result.finished)
         finish();
 }
 
 void FfmpegJob::readProgress()
 {
-    progressBuffer_ += process_.readAllStandardOutput();
-    for (const QByteArray &line : takeLines(progressBuffer_, false)) {
+    m_progressBuffer += m_process.readAllStandardOutput();
+    for (const QByteArray &line : takeLines(m_progressBuffer, false)) {
         if (line.startsWith("out_time_us=")) {
             bool ok = false;
             const qint64 value = line.mid(12).toLongLong(&ok);
             if (ok && value >= 0)
-                outTimeUs_ = value;
+                m_outTimeUs = value;
         } else if (line.startsWith("progress=")) {
-            if (outTimeUs_ >= 0 && !stopping_)
-                emit progress(outTimeUs_);
+            if (m_outTimeUs >= 0 && !m_stopping)
+                emit progress(m_outTimeUs);
         }
     }
 }
 
 void FfmpegJob::readErrors()
 {
-    errorBuffer_ += process_.readAllStandardError();
-    for (const QByteArray &bytes : takeLines(errorBuffer_, false))
+    m_errorBuffer += m_process.readAllStandardError();
+    for (const QByteArray &bytes : takeLines(m_errorBuffer, false))
         takeErrorLine(QString::fromUtf8(bytes));
 }
 
 void FfmpegJob::takeErrorLine(const QString &line)
 {
-    result_.stderrTail << line;
-    keepLast(result_.stderrTail, TailLines);
+    m_result.stderrTail << line;
+    keepLast(m_result.stderrTail, TailLines);
 
-    const FfmpegLogLine parsed = ParseFfmpegLogLine(line);
+    const FfmpegLogLine parsed = parseFfmpegLogLine(line);
     if (parsed.level <= LogError) {
-        result_.errorLines << parsed.text;
-        keepLast(result_.errorLines, ErrorLines);
+        m_result.errorLines << parsed.text;
+        keepLast(m_result.errorLines, ErrorLines);
     }
-    if (ReportsPartialFile(parsed.text))
-        result_.partialFile = true;
+    if (reportsPartialFile(parsed.text))
+        m_result.partialFile = true;
 
-    if (loggedLines_ < LoggedLines) {
+    if (m_loggedLines < LoggedLines) {
         emit logLine(parsed.level, line);
-    } else if (loggedLines_ == LoggedLines) {
+    } else if (m_loggedLines == LoggedLines) {
         emit logLine(
             LogWarning, QStringLiteral("(further output of this run is left out of the log)"));
     }
-    ++loggedLines_;
+    ++m_loggedLines;
 }
 
 void FfmpegJob::onFinished(int exitCode, QProcess::ExitStatus status)
 {
-    result_.exitCode = exitCode;
-    result_.crashed = status == QProcess::CrashExit && !stopping_;
-    if (result_.finished)
+    m_result.exitCode = exitCode;
+    m_result.crashed = status == QProcess::CrashExit && !m_stopping;
+    if (m_result.finished)
         return;
     finish();
 }
 
 void FfmpegJob::onError(QProcess::ProcessError error)
 {
-    if (error != QProcess::FailedToStart || result_.finished)
+    if (error != QProcess::FailedToStart || m_result.finished)
         return;
-    result_.failedToStart = true;
-    result_.startError = process_.errorString();
+    m_result.failedToStart = true;
+    m_result.startError = m_process.errorString();
     finish();
 }
 
 void FfmpegJob::finish()
 {
-    if (result_.finished)
+    if (m_result.finished)
         return;
     readProgress();
-    errorBuffer_ += process_.readAllStandardError();
-    for (const QByteArray &bytes : takeLines(errorBuffer_, true))
+    m_errorBuffer += m_process.readAllStandardError();
+    for (const QByteArray &bytes : takeLines(m_errorBuffer, true))
         takeErrorLine(QString::fromUtf8(bytes));
 
-    result_.finished = true;
-    result_.stopped = stopping_;
-    result_.ok = !stopping_ && !result_.failedToStart && !result_.crashed
-        && process_.exitStatus() == QProcess::NormalExit && result_.exitCode == 0;
+    m_result.finished = true;
+    m_result.stopped = m_stopping;
+    m_result.ok = !m_stopping && !m_result.failedToStart && !m_result.crashed
+        && m_process.exitStatus() == QProcess::NormalExit && m_result.exitCode == 0;
     emit finished();
 }
 

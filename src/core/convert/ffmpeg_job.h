@@ -39,17 +39,17 @@ public:
     FfmpegJob(const QString &program, const QStringList &arguments, QObject *parent = nullptr);
     ~FfmpegJob() override;
 
-    void Start();
-    void Pause();
-    void Resume();
+    void start();
+    void pause();
+    void resume();
     // Ends the child; finished() still follows, with stopped set.
-    void Stop();
+    void stop();
     // Stop and wait up to the grace period (plus a moment for a kill) for the end.
-    void StopAndWait();
+    void stopAndWait();
 
-    bool IsFinished() const { return result_.finished; }
-    bool IsPaused() const { return paused_; }
-    const FfmpegJobResult &Result() const { return result_; }
+    bool isFinished() const { return m_result.finished; }
+    bool isPaused() const { return m_paused; }
+    const FfmpegJobResult &Result() const { return m_result; }
 
 signals:
     void progress(qint64 outTimeUs);
@@ -66,14 +66,14 @@ private:
     void finish();
     void signalChild(int signal);
 
-    QProcess process_;
-    FfmpegJobResult result_;
-    QByteArray progressBuffer_;
-    QByteArray errorBuffer_;
-    qint64 outTimeUs_ = -1;
-    int loggedLines_ = 0;
-    bool paused_ = false;
-    bool stopping_ = false;
+    QProcess m_process;
+    FfmpegJobResult m_result;
+    QByteArray m_progressBuffer;
+    QByteArray m_errorBuffer;
+    qint64 m_outTimeUs = -1;
+    int m_loggedLines = 0;
+    bool m_paused = false;
+    bool m_stopping = false;
 };
 
 } // namespace sonivert

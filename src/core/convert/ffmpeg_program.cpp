@@ -8,11 +8,11 @@
 
 namespace sonivert {
 
-QString FindFfmpegProgram(const QString &librariesFolder)
+QString findFfmpegProgram(const QString &librariesFolder)
 {
     QString folder = librariesFolder;
     if (folder.isEmpty())
-        folder = Folders().librariesFolder;
+        folder = folders().librariesFolder;
     if (folder.isEmpty() && QCoreApplication::instance())
         folder = QCoreApplication::applicationDirPath() + QStringLiteral("/Libs");
 
@@ -24,7 +24,7 @@ QString FindFfmpegProgram(const QString &librariesFolder)
     return QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
 }
 
-QString MissingFfmpegMessage()
+QString missingFfmpegMessage()
 {
     return QStringLiteral(
         "The ffmpeg program was not found, so nothing can be converted.\n"

@@ -149,7 +149,7 @@ int estimateVideoBitrate(const EncoderOptionSettings &settings, int sourceWidth,
     if (settings.videoBitrateValue != QLatin1String("0")
         && settings.videoBitrateChoice != QLatin1String("Smart Fit"))
         return -1;
-    const int q = QualityFactor(settings.quality);
+    const int q = qualityFactor(settings.quality);
     const bool sized = settings.width != 0 && settings.height != 0;
     int estimate = EstimateVideoBitrate(sized ? settings.width : sourceWidth,
         sized ? settings.height : sourceHeight, settings.fps, q, BitrateUnit::Kbps);
@@ -161,7 +161,7 @@ int estimateVideoBitrate(const EncoderOptionSettings &settings, int sourceWidth,
 
 } // namespace
 
-EncoderOptionSettings ReadEncoderOptionSettings(const OutputSettings &settings)
+EncoderOptionSettings readEncoderOptionSettings(const OutputSettings &settings)
 {
     EncoderOptionSettings s;
     s.videoCodec = settings.choiceText(ChoiceListId::VideoCodec);
@@ -183,11 +183,11 @@ EncoderOptionSettings ReadEncoderOptionSettings(const OutputSettings &settings)
     return s;
 }
 
-EncodePlan PlanEncoding(const MediaItem &item, const EncoderOptionSettings &settings)
+EncodePlan planEncoding(const MediaItem &item, const EncoderOptionSettings &settings)
 {
     EncodePlan plan;
-    const int sourceWidth = item.Integer(Field::VideoWidth);
-    const int sourceHeight = item.Integer(Field::VideoHeight);
+    const int sourceWidth = item.integer(Field::VideoWidth);
+    const int sourceHeight = item.integer(Field::VideoHeight);
     const int width = settings.width;
     const int height = settings.height;
 
@@ -206,31 +206,31 @@ EncodePlan PlanEncoding(const MediaItem &item, const EncoderOptionSettings &sett
     plan.video = settings.videoCodec.trimmed() != QLatin1String("No Video");
     if (plan.video) {
         plan.frameRate
-            = frameRateOption(settings.fps, item.Integer(Field::VideoFrameRateNumerator));
-        plan.aspect = aspectOption(settings, item.Text(Field::VideoSampleAspectRatio));
+            = frameRateOption(settings.fps, item.integer(Field::VideoFrameRateNumerator));
+        plan.aspect = aspectOption(settings, item.text(Field::VideoSampleAspectRatio));
         plan.videoBitrateEstimate = estimateVideoBitrate(settings, sourceWidth, sourceHeight);
         plan.videoBitrateKbps = plan.videoBitrateEstimate >= 0
             ? ToIntegerOr(QString::number(plan.videoBitrateEstimate), 200)
             : ToIntegerOr(settings.videoBitrateValue, 200);
         plan.videoCodecOptions = videoCodecOption(
-            settings.videoCodec.trimmed(), width, height, CurrentOutputExtension(settings));
+            settings.videoCodec.trimmed(), width, height, currentOutputExtension(settings));
 
         QString size = QStringLiteral("%1:%2").arg(width).arg(height);
         if (size == QLatin1String("0:0"))
             size = QStringLiteral("%1:%2").arg(sourceWidth).arg(sourceHeight);
         AppendVideoFilter(plan.videoFilters, QStringLiteral("scale=") + size);
-        if (item.Text(Field::Deinterlacing).trimmed() == QLatin1String("1"))
+        if (item.text(Field::Deinterlacing).trimmed() == QLatin1String("1"))
             AppendVideoFilter(plan.videoFilters, QStringLiteral("yadif"));
-        AppendVideoFilter(plan.videoFilters, item.Text(Field::Filters));
+        AppendVideoFilter(plan.videoFilters, item.text(Field::Filters));
     }
 
     plan.durationOption
-        = BuildDurationOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh),
-            item.Text(Field::TrimEndLow), item.Text(Field::TrimEndHigh));
+        = BuildDurationOption(item.text(Field::TrimStartLow), item.text(Field::TrimStartHigh),
+            item.text(Field::TrimEndLow), item.text(Field::TrimEndHigh));
     return plan;
 }
 
-QString OptionString(const EncodePlan &plan)
+QString optionString(const EncodePlan &plan)
 {
     QString s = QStringLiteral("-VideoOutputHook ");
     if (plan.audio) {
@@ -259,23 +259,23 @@ QString OptionString(const EncodePlan &plan)
 
 QString BuildEncoderOptions(const MediaItem &item, EncoderOptionSettings &settings)
 {
-    const EncodePlan plan = PlanEncoding(item, settings);
+    const EncodePlan plan = planEncoding(item, settings);
     if (plan.videoBitrateEstimate >= 0)
         settings.videoBitrateValue = QString::number(plan.videoBitrateEstimate);
-    return OptionString(plan);
+    return optionString(plan);
 }
 
 QString BuildEncoderOptions(const MediaItem &item, OutputSettings &settings)
 {
-    EncoderOptionSettings read = ReadEncoderOptionSettings(settings);
+    EncoderOptionSettings read = readEncoderOptionSettings(settings);
     const QString before = read.videoBitrateValue;
     const QString options = BuildEncoderOptions(item, read);
     if (read.videoBitrateValue != before)
-        settings.SetVideoBitrateValue(read.videoBitrateValue.toInt());
+        settings.setVideoBitrateValue(read.videoBitrateValue.toInt());
     return options;
 }
 
-QString SecondsText(int64_t microseconds)
+QString secondsText(int64_t microseconds)
 {
     const bool negative = microseconds < 0;
     // Unsigned so that the most negative count has a magnitude too.
@@ -296,10 +296,10 @@ QString BuildSeekOption(const QString &startLow, const QString &startHigh)
 {
     if (isNoValueText(startLow))
         return QString();
-    const int64_t start = JoinHalfTexts(startLow, startHigh);
+    const int64_t start = joinHalfTexts(startLow, startHigh);
     if (isUnknown(start))
         return QString();
-    return QStringLiteral(" -ss ") + SecondsText(start);
+    return QStringLiteral(" -ss ") + secondsText(start);
 }
 
 QString BuildDurationOption(const QString &startLow, const QString &startHigh,
@@ -307,16 +307,16 @@ QString BuildDurationOption(const QString &startLow, const QString &startHigh,
 {
     if (isNoValueText(endLow))
         return QString();
-    const int64_t end = JoinHalfTexts(endLow, endHigh);
+    const int64_t end = joinHalfTexts(endLow, endHigh);
     if (isUnknown(end))
         return QString();
     int64_t start = 0;
     if (!isNoValueText(startLow)) {
-        start = JoinHalfTexts(startLow, startHigh);
+        start = joinHalfTexts(startLow, startHigh);
         if (isUnknown(start))
             start = 0;
     }
-    return QStringLiteral(" -t ") + SecondsText(end - start);
+    return QStringLiteral(" -t ") + secondsText(end - start);
 }
 
 void AppendVideoFilter(QString &chain, const QString &filter)
@@ -354,25 +354,25 @@ int ToIntegerOr(const QString &text, int fallback)
     return int(whole);
 }
 
-QString CurrentOutputExtension(const EncoderOptionSettings &settings)
+QString currentOutputExtension(const EncoderOptionSettings &settings)
 {
     return settings.fileExtension.trimmed().toUpper();
 }
 
-QString CurrentOutputExtension(const OutputSettings &settings)
+QString currentOutputExtension(const OutputSettings &settings)
 {
     return settings.choiceText(ChoiceListId::FileExtention).trimmed().toUpper();
 }
 
-TaskCut TaskCutOf(const MediaItem &item)
+TaskCut taskCutOf(const MediaItem &item)
 {
     TaskCut cut;
     if (!item.trimmed)
         return cut;
     const auto timeOf = [&item](int low, int high) -> int64_t {
-        if (isNoValueText(item.Text(low)))
+        if (isNoValueText(item.text(low)))
             return -1;
-        const int64_t time = JoinHalfTexts(item.Text(low), item.Text(high));
+        const int64_t time = joinHalfTexts(item.text(low), item.text(high));
         return isUnknown(time) ? -1 : time;
     };
     const int64_t start = std::max<int64_t>(0, timeOf(Field::TrimStartLow, Field::TrimStartHigh));
@@ -385,18 +385,18 @@ TaskCut TaskCutOf(const MediaItem &item)
     return cut;
 }
 
-TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings)
+TaskPlan planTask(const MediaItem &item, OutputSettings &settings)
 {
     TaskPlan plan;
     plan.inputOptions
-        = BuildSeekOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh));
-    plan.encoding = PlanEncoding(item, ReadEncoderOptionSettings(settings));
+        = BuildSeekOption(item.text(Field::TrimStartLow), item.text(Field::TrimStartHigh));
+    plan.encoding = planEncoding(item, readEncoderOptionSettings(settings));
     // The estimate goes back into the settings, where the next file finds it.
     if (plan.encoding.videoBitrateEstimate >= 0)
-        settings.SetVideoBitrateValue(plan.encoding.videoBitrateEstimate);
-    plan.outputOptions = OptionString(plan.encoding);
-    plan.extension = CurrentOutputExtension(settings);
-    plan.cut = TaskCutOf(item);
+        settings.setVideoBitrateValue(plan.encoding.videoBitrateEstimate);
+    plan.outputOptions = optionString(plan.encoding);
+    plan.extension = currentOutputExtension(settings);
+    plan.cut = taskCutOf(item);
     plan.source = item.source;
     return plan;
 }

@@ -32,11 +32,11 @@ struct EncoderOptionSettings
     QualityLevel quality = QualityLevel::Standard;
 };
 
-EncoderOptionSettings ReadEncoderOptionSettings(const OutputSettings &settings);
+EncoderOptionSettings readEncoderOptionSettings(const OutputSettings &settings);
 
-EncodePlan PlanEncoding(const MediaItem &item, const EncoderOptionSettings &settings);
+EncodePlan planEncoding(const MediaItem &item, const EncoderOptionSettings &settings);
 // The option string of a plan, "-VideoOutputHook  -ac 2 -ar 44100 ...".
-QString OptionString(const EncodePlan &plan);
+QString optionString(const EncodePlan &plan);
 
 // The option string of one file. A bit-rate value of "0" or the choice "Smart Fit" makes the
 // builder estimate the video bit rate; the estimate replaces the value, so with "0" the first
@@ -53,7 +53,7 @@ QString BuildDurationOption(const QString &startLow, const QString &startHigh,
 
 // Seconds of a microsecond count with "." as the decimal point and no trailing zeros: "12.5",
 // "3", "0.04", never an exponent.
-QString SecondsText(int64_t microseconds);
+QString secondsText(int64_t microseconds);
 
 // Appends filter to a comma-separated chain; an empty filter changes nothing.
 void AppendVideoFilter(QString &chain, const QString &filter);
@@ -67,14 +67,14 @@ QString SmartFitAspect(int width, int height);
 int ToIntegerOr(const QString &text, int fallback);
 
 // The FileExtention choice trimmed and upper-cased: the extension outputs are named with.
-QString CurrentOutputExtension(const EncoderOptionSettings &settings);
-QString CurrentOutputExtension(const OutputSettings &settings);
+QString currentOutputExtension(const EncoderOptionSettings &settings);
+QString currentOutputExtension(const OutputSettings &settings);
 
 // The part of a row's file to convert: the whole sound unless the row is trimmed. A trimmed
 // range that ends where the file ends runs to the end of the sound.
-TaskCut TaskCutOf(const MediaItem &item);
+TaskCut taskCutOf(const MediaItem &item);
 
 // The seek option, the option string, the output extension and the cut of one row.
-TaskPlan PlanTask(const MediaItem &item, OutputSettings &settings);
+TaskPlan planTask(const MediaItem &item, OutputSettings &settings);
 
 } // namespace sonivert

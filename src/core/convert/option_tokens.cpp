@@ -4,7 +4,7 @@
 
 namespace sonivert {
 
-QStringList SplitOptionWords(const QString &options)
+QStringList splitOptionWords(const QString &options)
 {
     QStringList words;
     QString word;
@@ -39,13 +39,13 @@ QStringList SplitOptionWords(const QString &options)
     return words;
 }
 
-QStringList FfmpegOptionWords(const QString &options)
+QStringList ffmpegOptionWords(const QString &options)
 {
     static const QString hook = QStringLiteral("-VideoOutputHook");
     static const QStringList codecOptions
         = { QStringLiteral("-acodec"), QStringLiteral("-c:a"), QStringLiteral("-codec:a") };
 
-    QStringList words = SplitOptionWords(options);
+    QStringList words = splitOptionWords(options);
     words.removeAll(hook);
     for (qsizetype i = 0; i + 1 < words.size(); ++i) {
         if (codecOptions.contains(words.at(i)) && words.at(i + 1) == QLatin1String("libfaac"))
@@ -54,13 +54,13 @@ QStringList FfmpegOptionWords(const QString &options)
     return words;
 }
 
-QString OptionValue(const QStringList &words, const QString &option)
+QString optionValue(const QStringList &words, const QString &option)
 {
     const qsizetype at = words.lastIndexOf(option);
     return at >= 0 && at + 1 < words.size() ? words.at(at + 1) : QString();
 }
 
-QString CommandLineText(const QStringList &words)
+QString commandLineText(const QStringList &words)
 {
     static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9_@%+=:,./-]+$"));
     QStringList quoted;

@@ -45,7 +45,7 @@ QString secondsText(qint64 microseconds)
 
 } // namespace
 
-SoundExtent MeasureSound(const QString &path)
+SoundExtent measureSound(const QString &path)
 {
     SoundExtent extent;
     AVFormatContext *raw = nullptr;
@@ -60,7 +60,7 @@ SoundExtent MeasureSound(const QString &path)
         return extent;
     }
     extent.readable = true;
-    const int audio = DefaultAudioStreamIndex(context.get());
+    const int audio = defaultAudioStreamIndex(context.get());
     if (audio < 0)
         return extent;
     extent.hasAudio = true;
@@ -103,7 +103,7 @@ SoundExtent MeasureSound(const QString &path)
     return extent;
 }
 
-qint64 CutLength(const TaskCut &cut, qint64 soundStartUs, qint64 soundEndUs)
+qint64 cutLength(const TaskCut &cut, qint64 soundStartUs, qint64 soundEndUs)
 {
     const qint64 from = std::max(cut.startUs, soundStartUs);
     const qint64 to
@@ -111,10 +111,10 @@ qint64 CutLength(const TaskCut &cut, qint64 soundStartUs, qint64 soundEndUs)
     return std::max<qint64>(0, to - from);
 }
 
-OutputVerdict CheckOutput(
+OutputVerdict checkOutput(
     const QString &output, const QString &input, const ExpectedSound &expected)
 {
-    const SoundExtent out = MeasureSound(output);
+    const SoundExtent out = measureSound(output);
     const QString unreadable
         = QStringLiteral("The output cannot be read back (%1).").arg(out.error);
     if (!expected.audio)
@@ -125,16 +125,16 @@ OutputVerdict CheckOutput(
     };
     // The container's word first: reading a whole source costs time.
     if (out.readable && expected.probedUs > 0) {
-        const qint64 length = CutLength(expected.cut, 0, expected.probedUs);
+        const qint64 length = cutLength(expected.cut, 0, expected.probedUs);
         if (length > 0 && out.lengthUs >= length - tolerance(length, 0))
             return { true, QString() };
     }
 
-    const SoundExtent source = MeasureSound(input);
+    const SoundExtent source = measureSound(input);
     qint64 length = 0;
     if (source.hasAudio) {
-        length = expected.cut.IsWhole() ? source.lengthUs
-                                        : CutLength(expected.cut, source.startUs, source.endUs);
+        length = expected.cut.isWhole() ? source.lengthUs
+                                        : cutLength(expected.cut, source.startUs, source.endUs);
     }
     if (out.readable && out.lengthUs > 0
         && out.lengthUs >= length - tolerance(length, source.frameUs))
@@ -147,7 +147,7 @@ OutputVerdict CheckOutput(
     }
     if (!out.readable)
         return { false, unreadable };
-    if (!expected.cut.IsWhole())
+    if (!expected.cut.isWhole())
         return { false, QStringLiteral("The chosen range holds no sound.") };
     return { false, QStringLiteral("The output holds no sound.") };
 }

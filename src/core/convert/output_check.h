@@ -21,7 +21,7 @@ struct SoundExtent
     qint64 frameUs = 0; // the longest packet: one codec frame
 };
 
-SoundExtent MeasureSound(const QString &path);
+SoundExtent measureSound(const QString &path);
 
 // What a task is expected to produce.
 struct ExpectedSound
@@ -40,11 +40,11 @@ struct OutputVerdict
 // Whether output holds the whole sound asked of input: its length, within one codec frame on
 // each side or 1 %, whichever is larger. The source is read only when the container's word is
 // not enough to tell (no duration, or an output shorter than it claims).
-OutputVerdict CheckOutput(
+OutputVerdict checkOutput(
     const QString &output, const QString &input, const ExpectedSound &expected);
 
 // The length a cut of a source is expected to give: the part of [start, start + length) that
 // the sound [soundStartUs, soundEndUs) covers.
-qint64 CutLength(const TaskCut &cut, qint64 soundStartUs, qint64 soundEndUs);
+qint64 cutLength(const TaskCut &cut, qint64 soundStartUs, qint64 soundEndUs);
 
 } // namespace sonivert

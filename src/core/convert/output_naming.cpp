@@ -104,25 +104,25 @@ QString ChangeExtension(const QString &path, const QString &extension)
     return parts.folder + parts.base + QLatin1Char('.') + extension;
 }
 
-bool OutputNameRegistry::Contains(const QString &path) const
+bool OutputNameRegistry::contains(const QString &path) const
 {
-    return names_.contains(foldedKey(path));
+    return m_names.contains(foldedKey(path));
 }
 
-void OutputNameRegistry::Reserve(const QString &path)
+void OutputNameRegistry::reserve(const QString &path)
 {
-    names_.insert(foldedKey(path));
+    m_names.insert(foldedKey(path));
 }
 
-void OutputNameRegistry::Release(const QString &path)
+void OutputNameRegistry::release(const QString &path)
 {
-    names_.remove(foldedKey(path));
+    m_names.remove(foldedKey(path));
 }
 
-QString OutputNameRegistry::Claim(const QString &path)
+QString OutputNameRegistry::claim(const QString &path)
 {
     const QString name = MakeUniqueFileName(path, this);
-    Reserve(name);
+    reserve(name);
     return name;
 }
 
@@ -136,7 +136,7 @@ QString MakeUniqueFileName(const QString &path, const OutputNameRegistry *taken)
     const QSet<QString> onDisk = foldedFileNames(folder);
     auto isTaken = [&](const QString &candidate) {
         const QString name = candidate.mid(parts.folder.size());
-        return onDisk.contains(name.toCaseFolded()) || (taken && taken->Contains(candidate));
+        return onDisk.contains(name.toCaseFolded()) || (taken && taken->contains(candidate));
     };
 
     if (!isTaken(path))
@@ -147,15 +147,15 @@ QString MakeUniqueFileName(const QString &path, const OutputNameRegistry *taken)
     return candidate;
 }
 
-QString EncoderOutputFileName(const QString &outputFile, OutputNameRegistry &names)
+QString encoderOutputFileName(const QString &outputFile, OutputNameRegistry &names)
 {
     const QString ending = outputFile.right(3).toUpper();
     if (ending != QLatin1String("M4B") && ending != QLatin1String("M4R"))
         return outputFile;
-    return names.Claim(outputFile.chopped(3) + QLatin1String("M4A"));
+    return names.claim(outputFile.chopped(3) + QLatin1String("M4A"));
 }
 
-QString TemporaryOutputName(const QString &finalPath)
+QString temporaryOutputName(const QString &finalPath)
 {
     const PathParts parts = splitPath(finalPath);
     PathParts temporary = parts;
@@ -168,7 +168,7 @@ QString TemporaryOutputName(const QString &finalPath)
     return candidate;
 }
 
-MoveResult MoveWithoutReplacing(
+MoveResult moveWithoutReplacing(
     const QString &from, const QString &to, const OutputNameRegistry *taken)
 {
     MoveResult result;
@@ -188,7 +188,7 @@ MoveResult MoveWithoutReplacing(
             result.message = qt_error_string(error);
             return result;
         }
-        tried.Reserve(candidate);
+        tried.reserve(candidate);
         candidate = MakeUniqueFileName(to, &tried);
     }
     result.path = candidate;

@@ -14,16 +14,16 @@ QString ChangeExtension(const QString &path, const QString &extension);
 class OutputNameRegistry
 {
 public:
-    bool Contains(const QString &path) const;
-    void Reserve(const QString &path);
-    void Release(const QString &path);
-    void Clear() { names_.clear(); }
+    bool contains(const QString &path) const;
+    void reserve(const QString &path);
+    void release(const QString &path);
+    void clear() { m_names.clear(); }
 
     // MakeUniqueFileName against the disk and this registry, then reserved.
-    QString Claim(const QString &path);
+    QString claim(const QString &path);
 
 private:
-    QSet<QString> names_;
+    QSet<QString> m_names;
 };
 
 // A path at which no file exists yet: the path itself, else NAME_(new).EXT, NAME_(new_1).EXT and
@@ -34,11 +34,11 @@ QString MakeUniqueFileName(const QString &path, const OutputNameRegistry *taken 
 // The file the encoder writes for outputFile: outputFile itself, except that an M4B or M4R output
 // is encoded as M4A first and renamed when its task succeeded. That intermediate name is claimed
 // in names, so it never meets an existing file or another task's name.
-QString EncoderOutputFileName(const QString &outputFile, OutputNameRegistry &names);
+QString encoderOutputFileName(const QString &outputFile, OutputNameRegistry &names);
 
 // A hidden name in the folder of finalPath that keeps its extension (ffmpeg picks the container
 // by it) and names no existing file at the moment of the call.
-QString TemporaryOutputName(const QString &finalPath);
+QString temporaryOutputName(const QString &finalPath);
 
 struct MoveResult
 {
@@ -50,7 +50,7 @@ struct MoveResult
 // Moves from to `to` without ever replacing a file that exists there. When `to` is taken (also
 // when it appeared since it was chosen), the next free name after it is used instead and returned
 // in path; names in `taken` are skipped as well.
-MoveResult MoveWithoutReplacing(
+MoveResult moveWithoutReplacing(
     const QString &from, const QString &to, const OutputNameRegistry *taken = nullptr);
 
 } // namespace sonivert

@@ -8,23 +8,23 @@
 
 namespace sonivert {
 
-ExpectedSound ExpectedSoundOf(const EncodeTask &task)
+ExpectedSound expectedSoundOf(const EncodeTask &task)
 {
-    const bool audio = !SplitOptionWords(task.outputOptions).contains(QStringLiteral("-an"));
+    const bool audio = !splitOptionWords(task.outputOptions).contains(QStringLiteral("-an"));
     return ExpectedSound { audio,
         task.facts.audioDurationUs > 0 ? task.facts.audioDurationUs : task.facts.durationUs,
         task.cut };
 }
 
-QFutureWatcher<OutputVerdict> *ReadBackLater(const EncodeTask &task, QObject *parent)
+QFutureWatcher<OutputVerdict> *readBackLater(const EncodeTask &task, QObject *parent)
 {
     auto promise = std::make_shared<QPromise<OutputVerdict>>();
     auto *watcher = new QFutureWatcher<OutputVerdict>(parent);
     watcher->setFuture(promise->future());
     promise->start();
     QThreadPool::globalInstance()->start([promise, output = task.temporaryOutput,
-                                             input = task.input, expected = ExpectedSoundOf(task)] {
-        promise->addResult(CheckOutput(output, input, expected));
+                                             input = task.input, expected = expectedSoundOf(task)] {
+        promise->addResult(checkOutput(output, input, expected));
         promise->finish();
     });
     return watcher;

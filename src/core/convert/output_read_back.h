@@ -8,10 +8,10 @@
 namespace sonivert {
 
 // What a task is expected to give, for the read-back check.
-ExpectedSound ExpectedSoundOf(const EncodeTask &task);
+ExpectedSound expectedSoundOf(const EncodeTask &task);
 
 // Reads the task's temporary output back on the thread pool, as every engine does before a task
 // counts as done; the watcher (a child of parent) finishes with the verdict.
-QFutureWatcher<OutputVerdict> *ReadBackLater(const EncodeTask &task, QObject *parent);
+QFutureWatcher<OutputVerdict> *readBackLater(const EncodeTask &task, QObject *parent);
 
 } // namespace sonivert

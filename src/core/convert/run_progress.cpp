@@ -5,7 +5,7 @@
 
 namespace sonivert {
 
-QString TotalBarText(int value, int taskCount)
+QString totalBarText(int value, int taskCount)
 {
     if (taskCount <= 0)
         return QStringLiteral("00%");
@@ -15,7 +15,7 @@ QString TotalBarText(int value, int taskCount)
     return QStringLiteral("%1%").arg(percent, 2, 10, QLatin1Char('0'));
 }
 
-int TaskPercent(qint64 positionUs, qint64 totalUs)
+int taskPercent(qint64 positionUs, qint64 totalUs)
 {
     if (totalUs <= 0)
         return -1;
@@ -24,7 +24,7 @@ int TaskPercent(qint64 positionUs, qint64 totalUs)
     return int(std::floor(seconds * 100.0 / total));
 }
 
-RunStopReason ClassifyTaskMessage(const QString &message)
+RunStopReason classifyTaskMessage(const QString &message)
 {
     if (message == QLatin1String("av_interleaved_write_frame(): No space left on device"))
         return RunStopReason::DiskFull;
@@ -38,7 +38,7 @@ RunStopReason ClassifyTaskMessage(const QString &message)
     return RunStopReason::None;
 }
 
-QString StopExplanation(RunStopReason reason, const QString &folder)
+QString stopExplanation(RunStopReason reason, const QString &folder)
 {
     switch (reason) {
     case RunStopReason::DiskFull:
@@ -54,7 +54,7 @@ QString StopExplanation(RunStopReason reason, const QString &folder)
     return QString();
 }
 
-int ThreadCountFor(bool threadMode, const QString &countText)
+int threadCountFor(bool threadMode, const QString &countText)
 {
     if (!threadMode)
         return 0;

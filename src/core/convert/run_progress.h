@@ -9,10 +9,10 @@
 namespace sonivert {
 
 // The total bar's text: value / taskCount with at least two digits, then "%" ("05%", "40%").
-QString TotalBarText(int value, int taskCount);
+QString totalBarText(int value, int taskCount);
 
 // Whole percent of a task from its position and length; -1 when the length is unknown.
-int TaskPercent(qint64 positionUs, qint64 totalUs);
+int taskPercent(qint64 positionUs, qint64 totalUs);
 
 // Why a run ended before its last row: the person's Stop, or one of the three engine messages
 // that stop the whole run, each with its own explanation.
@@ -22,13 +22,13 @@ enum class RunStopReason {
     DiskFull,
     FormatParameters,
 };
-RunStopReason ClassifyTaskMessage(const QString &message);
+RunStopReason classifyTaskMessage(const QString &message);
 // What the person is told when a run stops for reason, writing into folder; "" for None and
 // UserStop.
-QString StopExplanation(RunStopReason reason, const QString &folder);
+QString stopExplanation(RunStopReason reason, const QString &folder);
 
 // The thread count a run starts with: 0 (one per core) without Thread Mode, else the typed
 // count read as a whole number (halves to even), 1 when it is not a number or below 1.
-int ThreadCountFor(bool threadMode, const QString &countText);
+int threadCountFor(bool threadMode, const QString &countText);
 
 } // namespace sonivert

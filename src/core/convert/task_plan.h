@@ -35,7 +35,7 @@ struct TaskCut
     qint64 startUs = 0;
     qint64 lengthUs = -1; // -1: to the end of the sound
 
-    bool IsWhole() const { return startUs <= 0 && lengthUs < 0; }
+    bool isWhole() const { return startUs <= 0 && lengthUs < 0; }
     bool operator==(const TaskCut &) const = default;
 };
 

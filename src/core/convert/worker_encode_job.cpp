@@ -72,7 +72,7 @@ QString encoderOf(const EncodePlan &plan, const QString &output, QString *why)
 
 } // namespace
 
-bool ParseEngineChoice(const QString &text, EngineChoice *choice)
+bool parseEngineChoice(const QString &text, EngineChoice *choice)
 {
     if (text == QLatin1String("auto"))
         *choice = EngineChoice::Auto;
@@ -85,7 +85,7 @@ bool ParseEngineChoice(const QString &text, EngineChoice *choice)
     return true;
 }
 
-QString WorkerRefusal(const EncodePlan &plan, const QString &output)
+QString workerRefusal(const EncodePlan &plan, const QString &output)
 {
     if (plan.video)
         return QStringLiteral("it writes video");
@@ -113,7 +113,7 @@ QString WorkerRefusal(const EncodePlan &plan, const QString &output)
     return QString();
 }
 
-QString EngineFor(EngineChoice choice, const EncodeTask &task, const QString &workerProgram)
+QString engineFor(EngineChoice choice, const EncodeTask &task, const QString &workerProgram)
 {
     switch (choice) {
     case EngineChoice::Ffmpeg:
@@ -125,153 +125,153 @@ QString EngineFor(EngineChoice choice, const EncodeTask &task, const QString &wo
     }
     if (workerProgram.isEmpty() || !task.plan)
         return FfmpegEngineName;
-    return WorkerRefusal(*task.plan, task.output).isEmpty() ? WorkerEngineName : FfmpegEngineName;
+    return workerRefusal(*task.plan, task.output).isEmpty() ? WorkerEngineName : FfmpegEngineName;
 }
 
 WorkerEncodeJob::WorkerEncodeJob(
     WorkerPool *pool, const QString &ffmpegProgram, const EncodeTask &task, QObject *parent)
     : EncodeJob(parent)
-    , pool_(pool)
-    , task_(task)
+    , m_pool(pool)
+    , m_task(task)
 {
-    result_.engine = WorkerEngineName;
+    m_result.engine = WorkerEngineName;
     const QString program = ffmpegProgram.isEmpty() ? QStringLiteral("ffmpeg") : ffmpegProgram;
-    result_.commandLine = QStringList(program)
-        + BuildFfmpegArguments(task.input, task.inputOptions, task.temporaryOutput,
+    m_result.commandLine = QStringList(program)
+        + buildFfmpegArguments(task.input, task.inputOptions, task.temporaryOutput,
             task.outputOptions, task.cut, task.facts.tags);
-    watchdog_.setSingleShot(true);
-    connect(&watchdog_, &QTimer::timeout, this, &WorkerEncodeJob::onTimeout);
+    m_watchdog.setSingleShot(true);
+    connect(&m_watchdog, &QTimer::timeout, this, &WorkerEncodeJob::onTimeout);
 }
 
 WorkerEncodeJob::~WorkerEncodeJob()
 {
-    if (worker_ && pool_)
-        pool_->Discard(worker_, KillWaitMs);
+    if (m_worker && m_pool)
+        m_pool->discard(m_worker, KillWaitMs);
 }
 
-void WorkerEncodeJob::Start()
+void WorkerEncodeJob::start()
 {
-    if (IsFinished() || worker_)
+    if (isFinished() || m_worker)
         return;
     const auto failSoon = [this](const QString &message) {
         QTimer::singleShot(0, this, [this, message] { fail(message); });
     };
-    if (!task_.plan) {
+    if (!m_task.plan) {
         failSoon(QStringLiteral("The converter cannot run this task: it has no plan."));
         return;
     }
-    const QString refusal = WorkerRefusal(*task_.plan, task_.output);
+    const QString refusal = workerRefusal(*m_task.plan, m_task.output);
     if (!refusal.isEmpty()) {
         failSoon(
             QStringLiteral("The converter cannot run this task: ") + refusal + QLatin1Char('.'));
         return;
     }
-    if (!pool_) {
+    if (!m_pool) {
         failSoon(QStringLiteral("The converter program sonivert-worker was not found."));
         return;
     }
     QString error;
-    worker_ = pool_->Acquire(&error);
-    if (!worker_) {
+    m_worker = m_pool->acquire(&error);
+    if (!m_worker) {
         failSoon(error);
         return;
     }
     static qint64 lastId = 0;
-    taskId_ = ++lastId;
-    connect(worker_, &WorkerProcess::messageReceived, this, &WorkerEncodeJob::onMessage);
-    connect(worker_, &WorkerProcess::ended, this, &WorkerEncodeJob::onWorkerEnded);
+    m_taskId = ++lastId;
+    connect(m_worker, &WorkerProcess::messageReceived, this, &WorkerEncodeJob::onMessage);
+    connect(m_worker, &WorkerProcess::ended, this, &WorkerEncodeJob::onWorkerEnded);
 
     QString why;
-    const EncodePlan &plan = *task_.plan;
+    const EncodePlan &plan = *m_task.plan;
     worker::Message message { worker::MessageType::Task, {} };
-    message.Add("id", taskId_)
-        .Add("input", QFile::encodeName(task_.input).toStdString())
-        .Add("output", QFile::encodeName(task_.temporaryOutput).toStdString())
-        .Add("encoder", encoderOf(plan, task_.output, &why).toStdString())
-        .Add("channels", int64_t(plan.channels))
-        .Add("rate", int64_t(plan.sampleRate.toInt()))
-        .Add("bitrate", int64_t(plan.audioBitrateKbps) * 1000)
-        .Add("start_us", int64_t(task_.cut.startUs))
-        .Add("length_us", int64_t(task_.cut.lengthUs));
-    for (const auto &[key, value] : task_.facts.tags)
-        message.Add("tag", (key + QLatin1Char('=') + value).toStdString());
-    if (paused_)
-        worker_->Signal(SIGSTOP);
+    message.add("id", m_taskId)
+        .add("input", QFile::encodeName(m_task.input).toStdString())
+        .add("output", QFile::encodeName(m_task.temporaryOutput).toStdString())
+        .add("encoder", encoderOf(plan, m_task.output, &why).toStdString())
+        .add("channels", int64_t(plan.channels))
+        .add("rate", int64_t(plan.sampleRate.toInt()))
+        .add("bitrate", int64_t(plan.audioBitrateKbps) * 1000)
+        .add("start_us", int64_t(m_task.cut.startUs))
+        .add("length_us", int64_t(m_task.cut.lengthUs));
+    for (const auto &[key, value] : m_task.facts.tags)
+        message.add("tag", (key + QLatin1Char('=') + value).toStdString());
+    if (m_paused)
+        m_worker->signal(SIGSTOP);
     else
-        watchdog_.start(pool_->NoProgressTimeoutMs());
-    if (!worker_->Send(message))
+        m_watchdog.start(m_pool->noProgressTimeoutMs());
+    if (!m_worker->send(message))
         QTimer::singleShot(0, this, [this] { onWorkerEnded(); });
 }
 
-void WorkerEncodeJob::Pause()
+void WorkerEncodeJob::pause()
 {
-    if (paused_ || IsFinished())
+    if (m_paused || isFinished())
         return;
-    paused_ = true;
-    watchdog_.stop();
-    if (worker_)
-        worker_->Signal(SIGSTOP);
+    m_paused = true;
+    m_watchdog.stop();
+    if (m_worker)
+        m_worker->signal(SIGSTOP);
 }
 
-void WorkerEncodeJob::Resume()
+void WorkerEncodeJob::resume()
 {
-    if (!paused_)
+    if (!m_paused)
         return;
-    paused_ = false;
-    if (worker_) {
-        worker_->Signal(SIGCONT);
-        if (pool_)
-            watchdog_.start(pool_->NoProgressTimeoutMs());
+    m_paused = false;
+    if (m_worker) {
+        m_worker->signal(SIGCONT);
+        if (m_pool)
+            m_watchdog.start(m_pool->noProgressTimeoutMs());
     }
 }
 
-void WorkerEncodeJob::Stop()
+void WorkerEncodeJob::stop()
 {
-    if (IsFinished())
+    if (isFinished())
         return;
-    stopping_ = true;
-    watchdog_.stop();
-    if (check_)
-        check_->disconnect(this);
+    m_stopping = true;
+    m_watchdog.stop();
+    if (m_check)
+        m_check->disconnect(this);
     // The worker is ended with its task: its partial file goes with the task.
     dropWorker(KillWaitMs);
-    QTimer::singleShot(0, this, [this] { Finish(JobOutcome::Stopped, QString()); });
+    QTimer::singleShot(0, this, [this] { finish(JobOutcome::Stopped, QString()); });
 }
 
-void WorkerEncodeJob::StopAndWait()
+void WorkerEncodeJob::stopAndWait()
 {
-    if (IsFinished())
+    if (isFinished())
         return;
-    Stop();
-    Finish(JobOutcome::Stopped, QString());
+    stop();
+    finish(JobOutcome::Stopped, QString());
 }
 
 void WorkerEncodeJob::dropWorker(int waitMs)
 {
-    if (!worker_)
+    if (!m_worker)
         return;
-    worker_->disconnect(this);
-    if (pool_)
-        pool_->Discard(worker_, waitMs);
-    worker_ = nullptr;
+    m_worker->disconnect(this);
+    if (m_pool)
+        m_pool->discard(m_worker, waitMs);
+    m_worker = nullptr;
 }
 
 void WorkerEncodeJob::onMessage(const worker::Message &message)
 {
-    if (message.Number("id", -1) != taskId_ || IsFinished() || stopping_)
+    if (message.number("id", -1) != m_taskId || isFinished() || m_stopping)
         return;
-    if (!paused_ && pool_)
-        watchdog_.start(pool_->NoProgressTimeoutMs());
+    if (!m_paused && m_pool)
+        m_watchdog.start(m_pool->noProgressTimeoutMs());
     switch (message.type) {
     case worker::MessageType::Progress:
-        emit progress(message.Number("out_us", 0));
+        emit progress(message.number("out_us", 0));
         break;
     case worker::MessageType::Log:
         takeLogLine(
-            int(message.Number("level", LogInfo)), QString::fromStdString(message.Text("line")));
+            int(message.number("level", LogInfo)), QString::fromStdString(message.text("line")));
         break;
     case worker::MessageType::End:
-        endTask(message.Number("ok", 0) == 1);
+        endTask(message.number("ok", 0) == 1);
         break;
     default:
         break;
@@ -283,57 +283,57 @@ void WorkerEncodeJob::takeLogLine(int level, const QString &line)
     const QString tagged = level <= LogError
         ? QStringLiteral("[error] ") + line
         : (level <= LogWarning ? QStringLiteral("[warning] ") + line : line);
-    result_.logTail << tagged;
-    keepLast(result_.logTail, TailLines);
-    const FfmpegLogLine parsed = ParseFfmpegLogLine(line);
+    m_result.logTail << tagged;
+    keepLast(m_result.logTail, TailLines);
+    const FfmpegLogLine parsed = parseFfmpegLogLine(line);
     if (level <= LogError) {
-        errorLines_ << parsed.text;
-        keepLast(errorLines_, ErrorLineCount);
+        m_errorLines << parsed.text;
+        keepLast(m_errorLines, ErrorLineCount);
     }
-    if (ReportsPartialFile(parsed.text))
-        partialFile_ = true;
-    if (loggedLines_ < LoggedLines)
+    if (reportsPartialFile(parsed.text))
+        m_partialFile = true;
+    if (m_loggedLines < LoggedLines)
         emit logLine(level, tagged);
-    ++loggedLines_;
+    ++m_loggedLines;
 }
 
 void WorkerEncodeJob::endTask(bool ok)
 {
-    watchdog_.stop();
-    if (worker_) {
-        worker_->disconnect(this);
-        if (pool_)
-            pool_->Release(worker_);
-        worker_ = nullptr;
+    m_watchdog.stop();
+    if (m_worker) {
+        m_worker->disconnect(this);
+        if (m_pool)
+            m_pool->release(m_worker);
+        m_worker = nullptr;
     }
-    result_.exitCode = ok ? 0 : 1;
-    if (!ok || partialFile_) {
+    m_result.exitCode = ok ? 0 : 1;
+    if (!ok || m_partialFile) {
         fail(failureMessage());
         return;
     }
-    check_ = ReadBackLater(task_, this);
-    connect(check_, &QFutureWatcherBase::finished, this, [this] {
-        const OutputVerdict verdict = check_->result();
-        Finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
+    m_check = readBackLater(m_task, this);
+    connect(m_check, &QFutureWatcherBase::finished, this, [this] {
+        const OutputVerdict verdict = m_check->result();
+        finish(verdict.whole ? JobOutcome::Succeeded : JobOutcome::Failed, verdict.message);
     });
 }
 
 void WorkerEncodeJob::fail(const QString &message)
 {
-    watchdog_.stop();
-    Finish(JobOutcome::Failed, message);
+    m_watchdog.stop();
+    finish(JobOutcome::Failed, message);
 }
 
 void WorkerEncodeJob::onWorkerEnded()
 {
-    if (IsFinished() || stopping_)
+    if (isFinished() || m_stopping)
         return;
-    const QString how = worker_ ? worker_->EndDescription() : QString();
-    if (worker_) {
-        for (const QString &line : worker_->ErrorTail())
-            result_.logTail << line;
+    const QString how = m_worker ? m_worker->endDescription() : QString();
+    if (m_worker) {
+        for (const QString &line : m_worker->errorTail())
+            m_result.logTail << line;
     }
-    result_.logTail << QStringLiteral("sonivert-worker ")
+    m_result.logTail << QStringLiteral("sonivert-worker ")
             + (how.isEmpty() ? QStringLiteral("ended") : how);
     // The worker has ended: nothing writes the temporary file any more.
     dropWorker(KillWaitMs);
@@ -342,34 +342,34 @@ void WorkerEncodeJob::onWorkerEnded()
 
 void WorkerEncodeJob::onTimeout()
 {
-    if (IsFinished() || stopping_ || paused_)
+    if (isFinished() || m_stopping || m_paused)
         return;
-    result_.logTail << QStringLiteral("sonivert-worker said nothing for %1 s and was ended")
-                           .arg(pool_ ? pool_->NoProgressTimeoutMs() / 1000.0 : 0.0);
+    m_result.logTail << QStringLiteral("sonivert-worker said nothing for %1 s and was ended")
+                            .arg(m_pool ? m_pool->noProgressTimeoutMs() / 1000.0 : 0.0);
     dropWorker(KillWaitMs);
     fail(WorkerHangMessage);
 }
 
 QString WorkerEncodeJob::failureMessage() const
 {
-    if (partialFile_ && result_.exitCode == 0)
-        return task_.input + QLatin1String(": partial file");
-    QStringList lines = errorLines_;
+    if (m_partialFile && m_result.exitCode == 0)
+        return m_task.input + QLatin1String(": partial file");
+    QStringList lines = m_errorLines;
     for (QString &line : lines)
-        line.replace(task_.temporaryOutput, task_.output);
+        line.replace(m_task.temporaryOutput, m_task.output);
     QString message
-        = EngineMessage(lines, FailureFacts { task_.input, task_.output, task_.facts.hasAudio });
+        = engineMessage(lines, FailureFacts { m_task.input, m_task.output, m_task.facts.hasAudio });
     if (message.isEmpty())
         message = QStringLiteral("The converter could not convert this file.");
     return message;
 }
 
-EncodeJobFactory EngineJobFactory(
+EncodeJobFactory engineJobFactory(
     EngineChoice choice, const QString &ffmpegProgram, WorkerPool *pool)
 {
     return [choice, ffmpegProgram, pool](const EncodeTask &task, QObject *parent) -> EncodeJob * {
-        WorkerPool *workers = pool ? pool : WorkerPool::Instance();
-        if (EngineFor(choice, task, workers->Program()) == WorkerEngineName)
+        WorkerPool *workers = pool ? pool : WorkerPool::instance();
+        if (engineFor(choice, task, workers->program()) == WorkerEngineName)
             return new WorkerEncodeJob(workers, ffmpegProgram, task, parent);
         return new FfmpegEncodeJob(ffmpegProgram, task, parent);
     };

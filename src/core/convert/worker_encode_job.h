@@ -22,15 +22,15 @@ enum class EngineChoice {
 };
 
 // "auto", "ffmpeg", "worker"; false for another text.
-bool ParseEngineChoice(const QString &text, EngineChoice *choice);
+bool parseEngineChoice(const QString &text, EngineChoice *choice);
 
 // Why the worker cannot run a plan that writes output, or "" when it can: it converts one audio
 // stream into an audio-only file with an encoder it knows.
-QString WorkerRefusal(const EncodePlan &plan, const QString &output);
+QString workerRefusal(const EncodePlan &plan, const QString &output);
 
 // The engine a task goes to: the worker only for a plan it runs (and, for Auto, when its program
 // is there).
-QString EngineFor(EngineChoice choice, const EncodeTask &task, const QString &workerProgram);
+QString engineFor(EngineChoice choice, const EncodeTask &task, const QString &workerProgram);
 
 // The message of a task whose worker died while it held the task.
 inline const QString WorkerCrashMessage
@@ -50,11 +50,11 @@ public:
         QObject *parent = nullptr);
     ~WorkerEncodeJob() override;
 
-    void Start() override;
-    void Pause() override;
-    void Resume() override;
-    void Stop() override;
-    void StopAndWait() override;
+    void start() override;
+    void pause() override;
+    void resume() override;
+    void stop() override;
+    void stopAndWait() override;
 
 private:
     void onMessage(const worker::Message &message);
@@ -66,23 +66,23 @@ private:
     void dropWorker(int waitMs);
     QString failureMessage() const;
 
-    QPointer<WorkerPool> pool_;
-    EncodeTask task_;
-    QPointer<WorkerProcess> worker_;
-    qint64 taskId_ = 0;
-    QTimer watchdog_;
-    QPointer<QFutureWatcher<OutputVerdict>> check_;
-    QStringList errorLines_;
-    bool partialFile_ = false;
-    bool paused_ = false;
-    bool stopping_ = false;
-    int loggedLines_ = 0;
+    QPointer<WorkerPool> m_pool;
+    EncodeTask m_task;
+    QPointer<WorkerProcess> m_worker;
+    qint64 m_taskId = 0;
+    QTimer m_watchdog;
+    QPointer<QFutureWatcher<OutputVerdict>> m_check;
+    QStringList m_errorLines;
+    bool m_partialFile = false;
+    bool m_paused = false;
+    bool m_stopping = false;
+    int m_loggedLines = 0;
 };
 
 // The factory of an engine choice: Ffmpeg runs every task with the program; Worker every task on
 // the pool's workers (a plan it cannot run fails with the reason); Auto each task where
 // EngineFor sends it.
-EncodeJobFactory EngineJobFactory(
+EncodeJobFactory engineJobFactory(
     EngineChoice choice, const QString &ffmpegProgram, WorkerPool *pool = nullptr);
 
 } // namespace sonivert

@@ -16,7 +16,7 @@ constexpr int StartWaitMs = 10'000;
 
 } // namespace
 
-QString FindWorkerProgram()
+QString findWorkerProgram()
 {
     const QString configured = qEnvironmentVariable("SONIVERT_WORKER_PROGRAM");
     if (!configured.isEmpty())
@@ -31,122 +31,122 @@ QString FindWorkerProgram()
 WorkerProcess::WorkerProcess(const QString &program, QObject *parent)
     : QObject(parent)
 {
-    process_.setProgram(program);
+    m_process.setProgram(program);
     const pid_t parentPid = ::getpid();
-    process_.setChildProcessModifier([parentPid] {
+    m_process.setChildProcessModifier([parentPid] {
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         if (::getppid() != parentPid)
             ::_exit(127);
     });
-    connect(&process_, &QProcess::readyReadStandardOutput, this, &WorkerProcess::readMessages);
-    connect(&process_, &QProcess::readyReadStandardError, this, &WorkerProcess::readErrors);
-    connect(&process_, &QProcess::finished, this, &WorkerProcess::onFinished);
+    connect(&m_process, &QProcess::readyReadStandardOutput, this, &WorkerProcess::readMessages);
+    connect(&m_process, &QProcess::readyReadStandardError, this, &WorkerProcess::readErrors);
+    connect(&m_process, &QProcess::finished, this, &WorkerProcess::onFinished);
 }
 
 WorkerProcess::~WorkerProcess()
 {
-    if (process_.state() != QProcess::NotRunning) {
-        process_.disconnect(this);
-        process_.kill();
-        process_.waitForFinished(1000);
+    if (m_process.state() != QProcess::NotRunning) {
+        m_process.disconnect(this);
+        m_process.kill();
+        m_process.waitForFinished(1000);
     }
 }
 
-bool WorkerProcess::Start()
+bool WorkerProcess::start()
 {
-    process_.start(QIODevice::ReadWrite);
-    if (!process_.waitForStarted(StartWaitMs)) {
-        startError_ = process_.program() + QLatin1String(": ") + process_.errorString();
-        ended_ = true;
+    m_process.start(QIODevice::ReadWrite);
+    if (!m_process.waitForStarted(StartWaitMs)) {
+        m_startError = m_process.program() + QLatin1String(": ") + m_process.errorString();
+        m_ended = true;
         return false;
     }
     return true;
 }
 
-bool WorkerProcess::Send(const worker::Message &message)
+bool WorkerProcess::send(const worker::Message &message)
 {
-    if (ended_ || process_.state() != QProcess::Running)
+    if (m_ended || m_process.state() != QProcess::Running)
         return false;
-    const std::string frame = worker::EncodeFrame(message);
-    return process_.write(frame.data(), qint64(frame.size())) == qint64(frame.size());
+    const std::string frame = worker::encodeFrame(message);
+    return m_process.write(frame.data(), qint64(frame.size())) == qint64(frame.size());
 }
 
-void WorkerProcess::Signal(int signal)
+void WorkerProcess::signal(int signal)
 {
-    const qint64 pid = process_.processId();
-    if (pid > 0 && process_.state() != QProcess::NotRunning)
+    const qint64 pid = m_process.processId();
+    if (pid > 0 && m_process.state() != QProcess::NotRunning)
         ::kill(pid_t(pid), signal);
 }
 
-void WorkerProcess::Kill(int waitMs)
+void WorkerProcess::kill(int waitMs)
 {
-    if (process_.state() == QProcess::NotRunning)
+    if (m_process.state() == QProcess::NotRunning)
         return;
-    process_.kill();
+    m_process.kill();
     if (waitMs > 0)
-        process_.waitForFinished(waitMs);
+        m_process.waitForFinished(waitMs);
 }
 
 void WorkerProcess::readMessages()
 {
-    const QByteArray bytes = process_.readAllStandardOutput();
-    reader_.Append(bytes.constData(), size_t(bytes.size()));
+    const QByteArray bytes = m_process.readAllStandardOutput();
+    m_reader.append(bytes.constData(), size_t(bytes.size()));
     QPointer<WorkerProcess> alive(this);
-    while (std::optional<worker::Message> message = reader_.Next()) {
+    while (std::optional<worker::Message> message = m_reader.next()) {
         emit messageReceived(*message);
-        if (!alive || ended_)
+        if (!alive || m_ended)
             return;
     }
-    if (reader_.Failed() && !ended_) {
-        endDescription_ = QStringLiteral("sent a message that could not be read (%1)")
-                              .arg(QString::fromStdString(reader_.Error()));
-        process_.disconnect(this);
-        process_.kill();
-        process_.waitForFinished(1000);
-        ended_ = true;
+    if (m_reader.failed() && !m_ended) {
+        m_endDescription = QStringLiteral("sent a message that could not be read (%1)")
+                               .arg(QString::fromStdString(m_reader.error()));
+        m_process.disconnect(this);
+        m_process.kill();
+        m_process.waitForFinished(1000);
+        m_ended = true;
         emit ended();
     }
 }
 
 void WorkerProcess::readErrors()
 {
-    const QList<QByteArray> lines = process_.readAllStandardError().split('\n');
+    const QList<QByteArray> lines = m_process.readAllStandardError().split('\n');
     for (const QByteArray &line : lines) {
         if (!line.isEmpty())
-            errorTail_ << QString::fromUtf8(line.left(4096));
+            m_errorTail << QString::fromUtf8(line.left(4096));
     }
-    while (errorTail_.size() > ErrorTailLines)
-        errorTail_.removeFirst();
+    while (m_errorTail.size() > ErrorTailLines)
+        m_errorTail.removeFirst();
 }
 
 void WorkerProcess::onFinished(int exitCode, QProcess::ExitStatus status)
 {
-    if (ended_)
+    if (m_ended)
         return;
     readMessages();
     readErrors();
-    if (ended_)
+    if (m_ended)
         return;
-    ended_ = true;
+    m_ended = true;
     if (status == QProcess::CrashExit) {
         // QProcess gives no signal number; the exit code holds it for a crash.
         const int signal = exitCode;
-        endDescription_ = signal > 0 ? QStringLiteral("ended by signal %1 (%2)")
-                                           .arg(signal)
-                                           .arg(QString::fromLocal8Bit(::strsignal(signal)))
-                                     : QStringLiteral("ended by a signal");
+        m_endDescription = signal > 0 ? QStringLiteral("ended by signal %1 (%2)")
+                                            .arg(signal)
+                                            .arg(QString::fromLocal8Bit(::strsignal(signal)))
+                                      : QStringLiteral("ended by a signal");
     } else {
-        endDescription_ = QStringLiteral("exited with code %1").arg(exitCode);
+        m_endDescription = QStringLiteral("exited with code %1").arg(exitCode);
     }
     emit ended();
 }
 
-WorkerPool *WorkerPool::Instance()
+WorkerPool *WorkerPool::instance()
 {
     static QPointer<WorkerPool> pool;
     if (!pool) {
         pool = new WorkerPool(QCoreApplication::instance());
-        pool->SetProgram(FindWorkerProgram());
+        pool->setProgram(findWorkerProgram());
     }
     return pool;
 }
@@ -158,91 +158,91 @@ WorkerPool::WorkerPool(QObject *parent)
 
 WorkerPool::~WorkerPool()
 {
-    Shutdown();
+    shutdown();
 }
 
-WorkerProcess *WorkerPool::Acquire(QString *error)
+WorkerProcess *WorkerPool::acquire(QString *error)
 {
-    while (!idle_.isEmpty()) {
-        QPointer<WorkerProcess> worker = idle_.takeLast();
-        if (worker && worker->IsRunning()) {
-            busy_ << worker;
+    while (!m_idle.isEmpty()) {
+        QPointer<WorkerProcess> worker = m_idle.takeLast();
+        if (worker && worker->isRunning()) {
+            m_busy << worker;
             return worker;
         }
         if (worker)
             worker->deleteLater();
     }
-    if (program_.isEmpty()) {
+    if (m_program.isEmpty()) {
         if (error)
             *error = QStringLiteral("The converter program sonivert-worker was not found.");
         return nullptr;
     }
-    auto *worker = new WorkerProcess(program_, this);
-    if (!worker->Start()) {
+    auto *worker = new WorkerProcess(m_program, this);
+    if (!worker->start()) {
         if (error)
-            *error = worker->StartError();
+            *error = worker->startError();
         delete worker;
         return nullptr;
     }
-    ++started_;
-    busy_ << worker;
+    ++m_started;
+    m_busy << worker;
     return worker;
 }
 
-void WorkerPool::Release(WorkerProcess *worker)
+void WorkerPool::release(WorkerProcess *worker)
 {
-    busy_.removeAll(worker);
-    if (!worker->IsRunning()) {
+    m_busy.removeAll(worker);
+    if (!worker->isRunning()) {
         worker->deleteLater();
         return;
     }
-    if (idle_.size() >= maxIdle_) {
-        worker->Send(worker::Message { worker::MessageType::Quit, {} });
+    if (m_idle.size() >= m_maxIdle) {
+        worker->send(worker::Message { worker::MessageType::Quit, {} });
         worker->deleteLater();
         return;
     }
-    idle_ << worker;
+    m_idle << worker;
 }
 
-void WorkerPool::Discard(WorkerProcess *worker, int waitMs)
+void WorkerPool::discard(WorkerProcess *worker, int waitMs)
 {
-    busy_.removeAll(worker);
-    idle_.removeAll(worker);
+    m_busy.removeAll(worker);
+    m_idle.removeAll(worker);
     worker->disconnect();
-    worker->Kill(waitMs);
+    worker->kill(waitMs);
     worker->deleteLater();
 }
 
-void WorkerPool::Shutdown()
+void WorkerPool::shutdown()
 {
-    for (const QPointer<WorkerProcess> &worker : std::as_const(idle_)) {
+    for (const QPointer<WorkerProcess> &worker : std::as_const(m_idle)) {
         if (worker)
-            worker->Send(worker::Message { worker::MessageType::Quit, {} });
+            worker->send(worker::Message { worker::MessageType::Quit, {} });
     }
-    for (const QPointer<WorkerProcess> &worker : std::as_const(busy_)) {
+    for (const QPointer<WorkerProcess> &worker : std::as_const(m_busy)) {
         if (worker)
-            worker->Kill(1000);
+            worker->kill(1000);
     }
-    idle_.clear();
-    busy_.clear();
+    m_idle.clear();
+    m_busy.clear();
 }
 
-QList<qint64> WorkerPool::BusyProcessIds() const
+QList<qint64> WorkerPool::busyProcessIds() const
 {
     QList<qint64> ids;
-    for (const QPointer<WorkerProcess> &worker : busy_) {
-        if (worker && worker->IsRunning())
-            ids << worker->ProcessId();
+    for (const QPointer<WorkerProcess> &worker : m_busy) {
+        if (worker && worker->isRunning())
+            ids << worker->processId();
     }
     return ids;
 }
 
-QList<qint64> WorkerPool::ProcessIds() const
+QList<qint64> WorkerPool::processIds() const
 {
-    QList<qint64> ids = BusyProcessIds();
-    for (const QPointer<WorkerProcess> &worker : idle_) {
-        if (worker && worker->IsRunning())
-            ids << worker->ProcessId();
+    QList<qint64> ids = busyProcessIds();
+    for (const QPointer<WorkerProcess> &worker : m_idle) {
+        if (worker && worker->isRunning())
+            ids << worker->processId();
     }
     return ids;
 }

@@ -12,7 +12,7 @@ namespace sonivert {
 
 // sonivert-worker beside the running program, or where SONIVERT_WORKER_PROGRAM points; "" when
 // there is none.
-QString FindWorkerProgram();
+QString findWorkerProgram();
 
 // One sonivert-worker process: it takes task messages and answers with framed messages. It dies
 // with this process.
@@ -24,18 +24,18 @@ public:
     explicit WorkerProcess(const QString &program, QObject *parent = nullptr);
     ~WorkerProcess() override;
 
-    bool Start();
-    QString StartError() const { return startError_; }
-    bool IsRunning() const { return process_.state() != QProcess::NotRunning; }
-    qint64 ProcessId() const { return process_.processId(); }
-    bool Send(const worker::Message &message);
-    void Signal(int signal);
+    bool start();
+    QString startError() const { return m_startError; }
+    bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
+    qint64 processId() const { return m_process.processId(); }
+    bool send(const worker::Message &message);
+    void signal(int signal);
     // SIGKILL, then wait up to waitMs for the end; ended() follows when it has ended.
-    void Kill(int waitMs);
+    void kill(int waitMs);
     // How it ended, for the report: "ended by signal 9 (Killed)", "exited with code 2".
-    QString EndDescription() const { return endDescription_; }
+    QString endDescription() const { return m_endDescription; }
     // What it wrote on its standard error, last lines only.
-    QStringList ErrorTail() const { return errorTail_; }
+    QStringList errorTail() const { return m_errorTail; }
 
 signals:
     void messageReceived(const sonivert::worker::Message &message);
@@ -47,12 +47,12 @@ private:
     void readErrors();
     void onFinished(int exitCode, QProcess::ExitStatus status);
 
-    QProcess process_;
-    worker::FrameReader reader_;
-    QString startError_;
-    QString endDescription_;
-    QStringList errorTail_;
-    bool ended_ = false;
+    QProcess m_process;
+    worker::FrameReader m_reader;
+    QString m_startError;
+    QString m_endDescription;
+    QStringList m_errorTail;
+    bool m_ended = false;
 };
 
 // The long-lived workers of this program: a task takes an idle worker or starts one, and gives
@@ -66,40 +66,40 @@ public:
     static constexpr int DefaultNoProgressTimeoutMs = 120'000;
 
     // The pool of the application (made on first use, gone with the application object).
-    static WorkerPool *Instance();
+    static WorkerPool *instance();
 
     explicit WorkerPool(QObject *parent = nullptr);
     ~WorkerPool() override;
 
-    void SetProgram(const QString &program) { program_ = program; }
-    QString Program() const { return program_; }
+    void setProgram(const QString &program) { m_program = program; }
+    QString program() const { return m_program; }
     // How long a task may go without a word from its worker before it counts as hung.
-    void SetNoProgressTimeoutMs(int ms) { noProgressTimeoutMs_ = ms; }
-    int NoProgressTimeoutMs() const { return noProgressTimeoutMs_; }
+    void setNoProgressTimeoutMs(int ms) { m_noProgressTimeoutMs = ms; }
+    int noProgressTimeoutMs() const { return m_noProgressTimeoutMs; }
     // Idle workers kept beyond this many are told to quit.
-    void SetMaxIdle(int count) { maxIdle_ = count; }
+    void setMaxIdle(int count) { m_maxIdle = count; }
 
     // An idle worker, or a freshly started one; nullptr with the reason in error.
-    WorkerProcess *Acquire(QString *error);
+    WorkerProcess *acquire(QString *error);
     // A worker back from a task that ended normally.
-    void Release(WorkerProcess *worker);
+    void release(WorkerProcess *worker);
     // A worker that cannot be trusted any more: killed (waiting up to waitMs) and dropped.
-    void Discard(WorkerProcess *worker, int waitMs);
+    void discard(WorkerProcess *worker, int waitMs);
     // Ends every worker (idle ones quit, busy ones are killed).
-    void Shutdown();
+    void shutdown();
 
     // For tests and the bench: the process ids of the workers that hold a task, and of all.
-    QList<qint64> BusyProcessIds() const;
-    QList<qint64> ProcessIds() const;
-    int StartedCount() const { return started_; }
+    QList<qint64> busyProcessIds() const;
+    QList<qint64> processIds() const;
+    int startedCount() const { return m_started; }
 
 private:
-    QString program_;
-    QList<QPointer<WorkerProcess>> idle_;
-    QList<QPointer<WorkerProcess>> busy_;
-    int noProgressTimeoutMs_ = DefaultNoProgressTimeoutMs;
-    int maxIdle_ = 8;
-    int started_ = 0;
+    QString m_program;
+    QList<QPointer<WorkerProcess>> m_idle;
+    QList<QPointer<WorkerProcess>> m_busy;
+    int m_noProgressTimeoutMs = DefaultNoProgressTimeoutMs;
+    int m_maxIdle = 8;
+    int m_started = 0;
 };
 
 } // namespace sonivert

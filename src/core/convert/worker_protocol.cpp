@@ -28,18 +28,18 @@ bool knownType(uint8_t type)
 
 } // namespace
 
-Message &Message::Add(std::string key, std::string value)
+Message &Message::add(std::string key, std::string value)
 {
     fields.emplace_back(std::move(key), std::move(value));
     return *this;
 }
 
-Message &Message::Add(std::string key, int64_t value)
+Message &Message::add(std::string key, int64_t value)
 {
-    return Add(std::move(key), std::to_string(value));
+    return add(std::move(key), std::to_string(value));
 }
 
-std::string Message::Text(std::string_view key, std::string_view fallback) const
+std::string Message::text(std::string_view key, std::string_view fallback) const
 {
     for (const auto &[name, value] : fields) {
         if (name == key)
@@ -48,7 +48,7 @@ std::string Message::Text(std::string_view key, std::string_view fallback) const
     return std::string(fallback);
 }
 
-int64_t Message::Number(std::string_view key, int64_t fallback) const
+int64_t Message::number(std::string_view key, int64_t fallback) const
 {
     for (const auto &[name, value] : fields) {
         if (name != key)
@@ -61,7 +61,7 @@ int64_t Message::Number(std::string_view key, int64_t fallback) const
     return fallback;
 }
 
-std::vector<std::string> Message::All(std::string_view key) const
+std::vector<std::string> Message::all(std::string_view key) const
 {
     std::vector<std::string> values;
     for (const auto &[name, value] : fields) {
@@ -71,7 +71,7 @@ std::vector<std::string> Message::All(std::string_view key) const
     return values;
 }
 
-std::string EncodeFrame(const Message &message)
+std::string encodeFrame(const Message &message)
 {
     std::string payload;
     payload.push_back(static_cast<char>(message.type));
@@ -86,7 +86,7 @@ std::string EncodeFrame(const Message &message)
     return frame + payload;
 }
 
-std::optional<Message> DecodePayload(std::string_view payload, std::string *error)
+std::optional<Message> decodePayload(std::string_view payload, std::string *error)
 {
     const auto fail = [error](const char *why) -> std::optional<Message> {
         if (error)
@@ -122,42 +122,42 @@ std::optional<Message> DecodePayload(std::string_view payload, std::string *erro
     return message;
 }
 
-void FrameReader::Append(const char *data, size_t size)
+void FrameReader::append(const char *data, size_t size)
 {
-    if (Failed())
+    if (failed())
         return;
     // What has been read is dropped before the buffer grows.
-    if (start_ > 0 && start_ * 2 >= buffer_.size()) {
-        buffer_.erase(0, start_);
-        start_ = 0;
+    if (m_start > 0 && m_start * 2 >= m_buffer.size()) {
+        m_buffer.erase(0, m_start);
+        m_start = 0;
     }
-    buffer_.append(data, size);
+    m_buffer.append(data, size);
 }
 
-std::optional<Message> FrameReader::Next()
+std::optional<Message> FrameReader::next()
 {
-    if (Failed())
+    if (failed())
         return std::nullopt;
-    const std::string_view bytes(buffer_);
-    if (bytes.size() - start_ < 4)
+    const std::string_view bytes(m_buffer);
+    if (bytes.size() - m_start < 4)
         return std::nullopt;
-    const uint32_t length = getLength(bytes, start_);
+    const uint32_t length = getLength(bytes, m_start);
     if (length > MaxFrameBytes) {
-        error_ = "a frame announces " + std::to_string(length) + " bytes, more than allowed";
+        m_error = "a frame announces " + std::to_string(length) + " bytes, more than allowed";
         return std::nullopt;
     }
-    if (bytes.size() - start_ - 4 < length)
+    if (bytes.size() - m_start - 4 < length)
         return std::nullopt;
     std::string why;
-    std::optional<Message> message = DecodePayload(bytes.substr(start_ + 4, length), &why);
+    std::optional<Message> message = decodePayload(bytes.substr(m_start + 4, length), &why);
     if (!message) {
-        error_ = why;
+        m_error = why;
         return std::nullopt;
     }
-    start_ += 4 + length;
-    if (start_ == buffer_.size()) {
-        buffer_.clear();
-        start_ = 0;
+    m_start += 4 + length;
+    if (m_start == m_buffer.size()) {
+        m_buffer.clear();
+        m_start = 0;
     }
     return message;
 }

@@ -35,17 +35,17 @@ struct Message
     MessageType type = MessageType::Task;
     std::vector<std::pair<std::string, std::string>> fields;
 
-    Message &Add(std::string key, std::string value);
-    Message &Add(std::string key, int64_t value);
+    Message &add(std::string key, std::string value);
+    Message &add(std::string key, int64_t value);
     // The first value of key, or fallback.
-    std::string Text(std::string_view key, std::string_view fallback = {}) const;
+    std::string text(std::string_view key, std::string_view fallback = {}) const;
     // The first value of key as a whole number, or fallback when missing or not a number.
-    int64_t Number(std::string_view key, int64_t fallback) const;
-    std::vector<std::string> All(std::string_view key) const;
+    int64_t number(std::string_view key, int64_t fallback) const;
+    std::vector<std::string> all(std::string_view key) const;
 };
 
 // The frame of a message, length prefix included.
-std::string EncodeFrame(const Message &message);
+std::string encodeFrame(const Message &message);
 
 // Takes bytes as they arrive and gives back whole messages. A frame that announces more than
 // MaxFrameBytes, an unknown type or fields that do not add up make the reader fail for good:
@@ -53,22 +53,22 @@ std::string EncodeFrame(const Message &message);
 class FrameReader
 {
 public:
-    void Append(const char *data, size_t size);
-    void Append(std::string_view bytes) { Append(bytes.data(), bytes.size()); }
-    // The next whole message, if one has arrived. Never when Failed().
-    std::optional<Message> Next();
-    bool Failed() const { return !error_.empty(); }
-    const std::string &Error() const { return error_; }
+    void append(const char *data, size_t size);
+    void append(std::string_view bytes) { append(bytes.data(), bytes.size()); }
+    // The next whole message, if one has arrived. Never when failed().
+    std::optional<Message> next();
+    bool failed() const { return !m_error.empty(); }
+    const std::string &error() const { return m_error; }
     // Bytes of a frame that has begun but not ended.
-    size_t Pending() const { return buffer_.size() - start_; }
+    size_t pending() const { return m_buffer.size() - m_start; }
 
 private:
-    std::string buffer_;
-    size_t start_ = 0;
-    std::string error_;
+    std::string m_buffer;
+    size_t m_start = 0;
+    std::string m_error;
 };
 
 // The payload of one frame (without its length), or nothing with the reason in error.
-std::optional<Message> DecodePayload(std::string_view payload, std::string *error);
+std::optional<Message> decodePayload(std::string_view payload, std::string *error);
 
 } // namespace sonivert::worker

@@ -23,28 +23,28 @@ public:
 
     int count(ChoiceListId list) const { return int(m_settings.choice(list).entries.size()); }
     QString text(ChoiceListId list) const { return m_settings.choiceText(list); }
-    void choose(ChoiceListId list, int index) { m_settings.ChooseEntry(list, index); }
+    void choose(ChoiceListId list, int index) { m_settings.chooseEntry(list, index); }
 
     void step(const QStringList &entryTexts)
     {
-        m_runner.BeforeStep();
-        if (m_runner.StopRequested()) {
+        m_runner.beforeStep();
+        if (m_runner.stopRequested()) {
             m_summary.end = SweepEnd::Stopped;
             return;
         }
-        const StepOutcome outcome = m_runner.RunStep();
+        const StepOutcome outcome = m_runner.runStep();
         if (!outcome.ran) {
             m_summary.end = SweepEnd::Abandoned;
             return;
         }
-        const SweepResult result { CombinationText(entryTexts), outcome.state.trimmed(),
+        const SweepResult result { combinationText(entryTexts), outcome.state.trimmed(),
             outcome.message.trimmed() };
         ++m_summary.steps;
         if (result.failed())
             ++m_summary.failures;
         if (m_onResult)
             m_onResult(result);
-        if (m_runner.StopRequested())
+        if (m_runner.stopRequested())
             m_summary.end = SweepEnd::Stopped;
     }
 
@@ -56,7 +56,7 @@ public:
             const int channels = count(ChoiceListId::Channels);
             for (int channel = 0; channel < channels && !ended(); ++channel) {
                 choose(ChoiceListId::Channels, channel);
-                if (!m_runner.SampleSizeShown(m_settings)) {
+                if (!m_runner.sampleSizeShown(m_settings)) {
                     ratesAndBitrates(false);
                     continue;
                 }
@@ -118,28 +118,28 @@ bool SweepResult::failed() const
     return state == FailedStateText;
 }
 
-QString CombinationText(const QStringList &entryTexts)
+QString combinationText(const QStringList &entryTexts)
 {
     return Gap + entryTexts.join(QLatin1Char(':')) + Gap;
 }
 
-QString ResultLine(const SweepResult &result)
+QString resultLine(const SweepResult &result)
 {
     return result.combination + result.state + Gap + result.message;
 }
 
-bool ShouldWrite(const SweepResult &result, bool failedOnly)
+bool shouldWrite(const SweepResult &result, bool failedOnly)
 {
     return !failedOnly || result.failed();
 }
 
-bool DiagnosisStepRunner::SampleSizeShown(const OutputSettings &settings) const
+bool DiagnosisStepRunner::sampleSizeShown(const OutputSettings &settings) const
 {
     // The dialog never hides the list; it shows nothing only when the codec offers no size.
     return !settings.choice(ChoiceListId::AudioSize).entries.isEmpty();
 }
 
-SweepSummary RunSweep(OutputSettings &settings, SweepKind kind, DiagnosisStepRunner &runner,
+SweepSummary runSweep(OutputSettings &settings, SweepKind kind, DiagnosisStepRunner &runner,
     const std::function<void(const SweepResult &)> &onResult)
 {
     const QList<QStringList> savedPresets = settings.catalogue().presets.rows;
@@ -163,7 +163,7 @@ SweepSummary RunSweep(OutputSettings &settings, SweepKind kind, DiagnosisStepRun
     return sweep.summary();
 }
 
-std::optional<SweepKind> SweepKindFromName(const QString &name)
+std::optional<SweepKind> sweepKindFromName(const QString &name)
 {
     const QString word = name.trimmed().toLower();
     if (word == QLatin1String("audio"))

@@ -38,11 +38,11 @@ inline const QString FailedStateText = QStringLiteral("Unsuccessful!");
 inline const QString CancelledStateText = QStringLiteral("Canceled!");
 
 // "   " + the texts joined with ":" + "   ".
-QString CombinationText(const QStringList &entryTexts);
+QString combinationText(const QStringList &entryTexts);
 // The line written for a result (without its line end): combination, state, "   ", message.
-QString ResultLine(const SweepResult &result);
+QString resultLine(const SweepResult &result);
 // With failedOnly, only failed combinations are written.
-bool ShouldWrite(const SweepResult &result, bool failedOnly);
+bool shouldWrite(const SweepResult &result, bool failedOnly);
 
 // Converts the list once with the current output settings. The GUI starts the main window's
 // run and waits for its end; the command line runs an encoder of its own.
@@ -52,19 +52,19 @@ public:
     virtual ~DiagnosisStepRunner() = default;
     // A step that cannot start a conversion still reports an outcome (the reason it could not),
     // and the sweep goes on.
-    virtual StepOutcome RunStep() = 0;
+    virtual StepOutcome runStep() = 0;
     // Runs before every step: a front end lets what the person did meanwhile take effect, so
     // that a Stop given while the last step ended is seen before the next one begins.
-    virtual void BeforeStep() { }
+    virtual void beforeStep() { }
     // Asked before and after every step: true ends the sweep there.
-    virtual bool StopRequested() const { return false; }
+    virtual bool stopRequested() const { return false; }
     // Whether the sample-size list takes part; asked anew for every channels entry.
-    virtual bool SampleSizeShown(const OutputSettings &settings) const;
+    virtual bool sampleSizeShown(const OutputSettings &settings) const;
 };
 
 enum class SweepEnd {
     Completed,
-    Stopped, // StopRequested() said so
+    Stopped, // stopRequested() said so
     Abandoned, // a step could not run at all: its front end went away
 };
 
@@ -79,10 +79,10 @@ struct SweepSummary
 // combination and handing every result to onResult. The preset table and the applied preset are
 // put back afterwards: choosing entries stores them into the selected preset's row, which must
 // not outlive the sweep.
-SweepSummary RunSweep(OutputSettings &settings, SweepKind kind, DiagnosisStepRunner &runner,
+SweepSummary runSweep(OutputSettings &settings, SweepKind kind, DiagnosisStepRunner &runner,
     const std::function<void(const SweepResult &)> &onResult);
 
 // "audio", "presets", "video" (any letter case).
-std::optional<SweepKind> SweepKindFromName(const QString &name);
+std::optional<SweepKind> sweepKindFromName(const QString &name);
 
 } // namespace sonivert

@@ -11,7 +11,7 @@ namespace {
 
 // n / d rounded to the nearest integer, halves to even, without going through floating point
 // while the product fits (it does for any real duration and bar).
-int64_t RoundedQuotient(int64_t value, int64_t numerator, int64_t denominator)
+int64_t roundedQuotient(int64_t value, int64_t numerator, int64_t denominator)
 {
     int64_t n = 0;
     if (__builtin_mul_overflow(value, numerator, &n))
@@ -32,107 +32,107 @@ int64_t RoundedQuotient(int64_t value, int64_t numerator, int64_t denominator)
 
 } // namespace
 
-TimeHalves TimeHalves::FromMicroseconds(int64_t microseconds)
+TimeHalves TimeHalves::fromMicroseconds(int64_t microseconds)
 {
     TimeHalves t;
-    SplitTime(microseconds, t.low, t.high);
+    splitTime(microseconds, t.low, t.high);
     return t;
 }
 
-int64_t TimeHalves::Microseconds() const
+int64_t TimeHalves::microseconds() const
 {
-    return JoinTimeHalves(low, high);
+    return joinTimeHalves(low, high);
 }
 
-CurrencyTime CurrencyTime::MulDiv(int64_t numerator, int64_t denominator) const
+CurrencyTime CurrencyTime::mulDiv(int64_t numerator, int64_t denominator) const
 {
     if (denominator == 0)
         return {};
-    return FromRaw(RoundedQuotient(raw_, numerator, denominator));
+    return fromRaw(roundedQuotient(m_raw, numerator, denominator));
 }
 
-CurrencyTime CurrencyTime::FromValue(double value)
+CurrencyTime CurrencyTime::fromValue(double value)
 {
-    return FromRaw(int64_t(std::nearbyint(value * 10000.0)));
+    return fromRaw(int64_t(std::nearbyint(value * 10000.0)));
 }
 
-void ClearTime(TimeHalves &time)
+void clearTime(TimeHalves &time)
 {
     time.low = 0;
     time.high = 0;
 }
 
-bool IsPositiveTime(const TimeHalves &time)
+bool isPositiveTime(const TimeHalves &time)
 {
-    return IsPositiveTime(time.low, time.high);
+    return isPositiveTime(time.low, time.high);
 }
 
-bool IsPositiveTime(int32_t low, int32_t high)
+bool isPositiveTime(int32_t low, int32_t high)
 {
     return (low != 0 || high != 0) && high >= 0;
 }
 
-bool IsNoValueTime(int32_t low, int32_t high)
+bool isNoValueTime(int32_t low, int32_t high)
 {
     return low == 0 && uint32_t(high) == 0x80000000u;
 }
 
-CurrencyTime ToCurrencyTime(const TimeHalves &time)
+CurrencyTime toCurrencyTime(const TimeHalves &time)
 {
-    return CurrencyTime::FromRaw(time.Microseconds());
+    return CurrencyTime::fromRaw(time.microseconds());
 }
 
-CurrencyTime ToCurrencyTime(int32_t low, int32_t high)
+CurrencyTime toCurrencyTime(int32_t low, int32_t high)
 {
-    return ToCurrencyTime(TimeHalves { low, high });
+    return toCurrencyTime(TimeHalves { low, high });
 }
 
-TimeHalves FromCurrencyTime(CurrencyTime value)
+TimeHalves fromCurrencyTime(CurrencyTime value)
 {
-    return TimeHalves::FromMicroseconds(value.Raw());
+    return TimeHalves::fromMicroseconds(value.raw());
 }
 
-double TimeToSeconds(const TimeHalves &time)
+double timeToSeconds(const TimeHalves &time)
 {
-    return ToCurrencyTime(time).Value() / 100.0;
+    return toCurrencyTime(time).value() / 100.0;
 }
 
-double TimeToSeconds(int32_t low, int32_t high)
+double timeToSeconds(int32_t low, int32_t high)
 {
-    return TimeToSeconds(TimeHalves { low, high });
+    return timeToSeconds(TimeHalves { low, high });
 }
 
-TimeHalves StoredDuration(int32_t low, int32_t high)
+TimeHalves storedDuration(int32_t low, int32_t high)
 {
     return { low == -1 ? 0 : low, high == -1 ? 0 : high };
 }
 
-int32_t WholeSeconds(double seconds)
+int32_t wholeSeconds(double seconds)
 {
     return int32_t(std::nearbyint(seconds));
 }
 
-TimeHalves TimeOfPixel(int x, int barMaximum, const TimeHalves &duration)
+TimeHalves timeOfPixel(int x, int barMaximum, const TimeHalves &duration)
 {
-    return FromCurrencyTime(ToCurrencyTime(duration).MulDiv(x, barMaximum));
+    return fromCurrencyTime(toCurrencyTime(duration).mulDiv(x, barMaximum));
 }
 
-int PixelOfTime(const TimeHalves &time, const TimeHalves &duration, int barMaximum)
+int pixelOfTime(const TimeHalves &time, const TimeHalves &duration, int barMaximum)
 {
-    const double total = TimeToSeconds(duration);
+    const double total = timeToSeconds(duration);
     if (!(total > 0.0))
         return 0;
-    return int(std::floor(TimeToSeconds(time) / total * barMaximum));
+    return int(std::floor(timeToSeconds(time) / total * barMaximum));
 }
 
-int BarValueForPosition(const TimeHalves &position, const TimeHalves &duration, int barMaximum)
+int barValueForPosition(const TimeHalves &position, const TimeHalves &duration, int barMaximum)
 {
-    if (!IsPositiveTime(position) || !IsPositiveTime(duration))
+    if (!isPositiveTime(position) || !isPositiveTime(duration))
         return -1;
-    return PixelOfTime(position, duration, barMaximum);
+    return pixelOfTime(position, duration, barMaximum);
 }
 
-QRect FitAspectRatio(int width, int height, double aspectRatio)
+QRect fitAspectRatio(int width, int height, double aspectRatio)
 {
     if (!(aspectRatio > 0.0) || width <= 0 || height <= 0)
         return QRect(0, 0, width, height);

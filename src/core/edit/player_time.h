@@ -12,8 +12,8 @@ struct TimeHalves
     int32_t low = 0;
     int32_t high = 0;
 
-    static TimeHalves FromMicroseconds(int64_t microseconds);
-    int64_t Microseconds() const;
+    static TimeHalves fromMicroseconds(int64_t microseconds);
+    int64_t microseconds() const;
     bool operator==(const TimeHalves &) const = default;
 };
 
@@ -24,58 +24,58 @@ class CurrencyTime
 {
 public:
     constexpr CurrencyTime() = default;
-    static constexpr CurrencyTime FromRaw(int64_t raw)
+    static constexpr CurrencyTime fromRaw(int64_t raw)
     {
         CurrencyTime c;
-        c.raw_ = raw;
+        c.m_raw = raw;
         return c;
     }
 
-    constexpr int64_t Raw() const { return raw_; } // the 64 bits: microseconds
-    double Value() const { return double(raw_) / 10000.0; }
-    double Seconds() const { return double(raw_) / 1000000.0; }
+    constexpr int64_t raw() const { return m_raw; } // the 64 bits: microseconds
+    double value() const { return double(m_raw) / 10000.0; }
+    double seconds() const { return double(m_raw) / 1000000.0; }
 
     // value * numerator / denominator, rounded to four decimals (halves to even); 0 for a
     // denominator of 0.
-    CurrencyTime MulDiv(int64_t numerator, int64_t denominator) const;
+    CurrencyTime mulDiv(int64_t numerator, int64_t denominator) const;
     // Rounds a value given in the fixed-point unit (hundredths of a second) to the microsecond.
-    static CurrencyTime FromValue(double value);
+    static CurrencyTime fromValue(double value);
 
     bool operator==(const CurrencyTime &) const = default;
 
 private:
-    int64_t raw_ = 0;
+    int64_t m_raw = 0;
 };
 
-void ClearTime(TimeHalves &time);
+void clearTime(TimeHalves &time);
 // Greater than zero: some bit set and the sign bit of the high half clear.
-bool IsPositiveTime(const TimeHalves &time);
-bool IsPositiveTime(int32_t low, int32_t high);
+bool isPositiveTime(const TimeHalves &time);
+bool isPositiveTime(int32_t low, int32_t high);
 // The media library's mark for an unknown time: only the sign bit set.
-bool IsNoValueTime(int32_t low, int32_t high);
-CurrencyTime ToCurrencyTime(const TimeHalves &time);
-CurrencyTime ToCurrencyTime(int32_t low, int32_t high);
-TimeHalves FromCurrencyTime(CurrencyTime value);
-double TimeToSeconds(const TimeHalves &time);
-double TimeToSeconds(int32_t low, int32_t high);
+bool isNoValueTime(int32_t low, int32_t high);
+CurrencyTime toCurrencyTime(const TimeHalves &time);
+CurrencyTime toCurrencyTime(int32_t low, int32_t high);
+TimeHalves fromCurrencyTime(CurrencyTime value);
+double timeToSeconds(const TimeHalves &time);
+double timeToSeconds(int32_t low, int32_t high);
 
 // A duration as the player reports it: a half that arrives as -1 is stored as 0.
-TimeHalves StoredDuration(int32_t low, int32_t high);
+TimeHalves storedDuration(int32_t low, int32_t high);
 
 // Whole seconds, rounded to the nearest integer with halves to the even neighbour.
-int32_t WholeSeconds(double seconds);
+int32_t wholeSeconds(double seconds);
 
 // The bar's pixel and time mappings. W is the bar's maximum (its width in pixels), D the duration.
 // Time of pixel x: D * x / W rounded to the microsecond (halves to even); 0 when W is 0.
-TimeHalves TimeOfPixel(int x, int barMaximum, const TimeHalves &duration);
+TimeHalves timeOfPixel(int x, int barMaximum, const TimeHalves &duration);
 // Pixel of time t: floor(seconds(t) / seconds(D) * W); 0 when D is not positive.
-int PixelOfTime(const TimeHalves &time, const TimeHalves &duration, int barMaximum);
+int pixelOfTime(const TimeHalves &time, const TimeHalves &duration, int barMaximum);
 // The bar value a reported position moves the bar to, or -1 when the bar stays: both the position
 // and the duration must be positive.
-int BarValueForPosition(const TimeHalves &position, const TimeHalves &duration, int barMaximum);
+int barValueForPosition(const TimeHalves &position, const TimeHalves &duration, int barMaximum);
 
 // The largest rectangle of the given display aspect ratio (width / height) centred in an area of
 // the given size; the whole area when the ratio is not positive.
-QRect FitAspectRatio(int width, int height, double aspectRatio);
+QRect fitAspectRatio(int width, int height, double aspectRatio);
 
 } // namespace sonivert

@@ -11,10 +11,10 @@ namespace sonivert {
 
 namespace {
 
-int32_t HalfOfField(const FileListModel &list, int row, int index)
+int32_t halfOfField(const FileListModel &list, int row, int index)
 {
     bool ok = false;
-    const int32_t value = list.GetFieldText(row, index).trimmed().toInt(&ok);
+    const int32_t value = list.getFieldText(row, index).trimmed().toInt(&ok);
     return ok ? value : 0;
 }
 
@@ -26,51 +26,51 @@ TrimRange::TrimRange(QObject *parent)
     updateTexts();
 }
 
-bool TrimRange::Activate(const TimeHalves &duration, const TimeHalves &start, const TimeHalves &end)
+bool TrimRange::activate(const TimeHalves &duration, const TimeHalves &start, const TimeHalves &end)
 {
-    dirty_ = false;
-    ClearTime(start_);
-    ClearTime(end_);
-    duration_ = duration;
-    timePerPixel_ = barMaximum_ > 0 ? ToCurrencyTime(duration_).Value() / barMaximum_ : 0.0;
-    const int32_t seconds = WholeSeconds(TimeToSeconds(duration_));
+    m_dirty = false;
+    clearTime(m_start);
+    clearTime(m_end);
+    m_duration = duration;
+    m_timePerPixel = m_barMaximum > 0 ? toCurrencyTime(m_duration).value() / m_barMaximum : 0.0;
+    const int32_t seconds = wholeSeconds(timeToSeconds(m_duration));
     if (seconds <= 0) {
         updateTexts();
         emit changed();
         return false;
     }
-    trimGap_ = barMaximum_ / seconds;
-    start_ = start;
-    end_ = end;
-    SetTrimPoints(PixelOf(start_), Unchanged, true, true, false);
-    SetTrimPoints(Unchanged, PixelOf(end_), true, true, false);
-    activated_ = true;
+    m_trimGap = m_barMaximum / seconds;
+    m_start = start;
+    m_end = end;
+    SetTrimPoints(pixelOf(m_start), Unchanged, true, true, false);
+    SetTrimPoints(Unchanged, pixelOf(m_end), true, true, false);
+    m_activated = true;
     return true;
 }
 
-bool TrimRange::ActivateFromRow(const FileListModel &list, int row)
+bool TrimRange::activateFromRow(const FileListModel &list, int row)
 {
-    if (row < 0 || row >= list.Count())
+    if (row < 0 || row >= list.count())
         return false;
-    return Activate({ HalfOfField(list, row, Field::FileDurationLow),
-                        HalfOfField(list, row, Field::FileDurationHigh) },
-        { HalfOfField(list, row, Field::TrimStartLow),
-            HalfOfField(list, row, Field::TrimStartHigh) },
-        { HalfOfField(list, row, Field::TrimEndLow), HalfOfField(list, row, Field::TrimEndHigh) });
+    return activate({ halfOfField(list, row, Field::FileDurationLow),
+                        halfOfField(list, row, Field::FileDurationHigh) },
+        { halfOfField(list, row, Field::TrimStartLow),
+            halfOfField(list, row, Field::TrimStartHigh) },
+        { halfOfField(list, row, Field::TrimEndLow), halfOfField(list, row, Field::TrimEndHigh) });
 }
 
 void TrimRange::SetTrimPoints(
     int startPixel, int endPixel, bool keepTimes, bool pushOther, bool seek)
 {
     if (startPixel >= 0) {
-        placeStart(std::min(startPixel, barMaximum_), keepTimes, pushOther);
+        placeStart(std::min(startPixel, m_barMaximum), keepTimes, pushOther);
         if (seek)
-            emit seekRequested(startPixel_);
+            emit seekRequested(m_startPixel);
     }
     if (endPixel >= 0) {
-        placeEnd(std::min(endPixel, barMaximum_), keepTimes, pushOther);
+        placeEnd(std::min(endPixel, m_barMaximum), keepTimes, pushOther);
         if (seek)
-            emit seekRequested(endPixel_);
+            emit seekRequested(m_endPixel);
     }
     updateTexts();
     emit changed();
@@ -78,86 +78,86 @@ void TrimRange::SetTrimPoints(
 
 void TrimRange::placeStart(int s, bool keepTimes, bool pushOther)
 {
-    if (s + trimGap_ < endPixel_) {
-        startPixel_ = s;
+    if (s + m_trimGap < m_endPixel) {
+        m_startPixel = s;
     } else if (!pushOther) {
-        startPixel_ = std::max(0, endPixel_ - trimGap_);
+        m_startPixel = std::max(0, m_endPixel - m_trimGap);
     } else {
-        endPixel_ = barMaximum_;
+        m_endPixel = m_barMaximum;
         if (!keepTimes)
-            end_ = duration_;
-        startPixel_ = s + trimGap_ <= barMaximum_ ? s : std::max(0, barMaximum_ - trimGap_);
+            m_end = m_duration;
+        m_startPixel = s + m_trimGap <= m_barMaximum ? s : std::max(0, m_barMaximum - m_trimGap);
     }
     if (!keepTimes)
-        start_ = TimeOf(startPixel_);
+        m_start = timeOf(m_startPixel);
 }
 
 void TrimRange::placeEnd(int e, bool keepTimes, bool pushOther)
 {
     bool shortOfGap = false;
-    if (e - trimGap_ >= startPixel_) {
-        endPixel_ = e;
+    if (e - m_trimGap >= m_startPixel) {
+        m_endPixel = e;
     } else if (!pushOther) {
-        endPixel_ = std::min(barMaximum_, startPixel_ + trimGap_);
+        m_endPixel = std::min(m_barMaximum, m_startPixel + m_trimGap);
     } else {
-        startPixel_ = 0;
+        m_startPixel = 0;
         if (!keepTimes)
-            ClearTime(start_);
-        shortOfGap = e - trimGap_ < 0;
-        endPixel_ = shortOfGap ? trimGap_ : e;
+            clearTime(m_start);
+        shortOfGap = e - m_trimGap < 0;
+        m_endPixel = shortOfGap ? m_trimGap : e;
     }
     // An end pushed out to the gap takes the time of where its handle now stands, even when the
     // stored times are kept: the stored end lay inside the gap and cannot be shown.
     if (!keepTimes || shortOfGap)
-        end_ = TimeOf(endPixel_);
+        m_end = timeOf(m_endPixel);
 }
 
-double TrimRange::SelectedSeconds() const
+double TrimRange::selectedSeconds() const
 {
-    return TimeToSeconds(end_) - TimeToSeconds(start_);
+    return timeToSeconds(m_end) - timeToSeconds(m_start);
 }
 
 void TrimRange::updateTexts()
 {
-    const double length = SelectedSeconds();
-    selectedCaption_ = FormatSeconds(WholeSeconds(length), false);
-    selectedTag_ = QString::number(std::nearbyint(length * 100.0) / 100.0, 'f', 2);
-    startText_ = QStringLiteral("Start Time : ")
-        + FormatSeconds(WholeSeconds(TimeToSeconds(start_)), false);
-    endText_
-        = QStringLiteral("End Time : ") + FormatSeconds(WholeSeconds(TimeToSeconds(end_)), false);
+    const double length = selectedSeconds();
+    m_selectedCaption = FormatSeconds(wholeSeconds(length), false);
+    m_selectedTag = QString::number(std::nearbyint(length * 100.0) / 100.0, 'f', 2);
+    m_startText = QStringLiteral("Start Time : ")
+        + FormatSeconds(wholeSeconds(timeToSeconds(m_start)), false);
+    m_endText
+        = QStringLiteral("End Time : ") + FormatSeconds(wholeSeconds(timeToSeconds(m_end)), false);
 }
 
-void TrimRange::Reset()
+void TrimRange::reset()
 {
-    ClearTime(start_);
-    end_ = duration_;
-    SetTrimPoints(PixelOf(start_), Unchanged, true, true, false);
-    SetTrimPoints(Unchanged, PixelOf(end_), true, true, false);
+    clearTime(m_start);
+    m_end = m_duration;
+    SetTrimPoints(pixelOf(m_start), Unchanged, true, true, false);
+    SetTrimPoints(Unchanged, pixelOf(m_end), true, true, false);
 }
 
 void TrimRange::SaveTrim(FileListModel &list, int row)
 {
-    if (row < 0 || row >= list.Count())
+    if (row < 0 || row >= list.count())
         return;
-    if (start_ == end_) {
-        ClearTime(start_);
+    if (m_start == m_end) {
+        clearTime(m_start);
         // The stored length must be the one the conversion will produce.
         updateTexts();
         emit changed();
     }
-    list.SetField(row, Field::TrimStartLow, HalfText(start_.low));
-    list.SetField(row, Field::TrimStartHigh, HalfText(start_.high));
-    list.SetField(row, Field::TrimEndLow, HalfText(end_.low));
-    list.SetField(row, Field::TrimEndHigh, HalfText(end_.high));
-    list.SetField(row, Field::SrcDuration, selectedTag_);
-    list.SetTrimmed(row, start_.Microseconds() > 0 || end_ != duration_);
+    list.SetField(row, Field::TrimStartLow, halfText(m_start.low));
+    list.SetField(row, Field::TrimStartHigh, halfText(m_start.high));
+    list.SetField(row, Field::TrimEndLow, halfText(m_end.low));
+    list.SetField(row, Field::TrimEndHigh, halfText(m_end.high));
+    list.SetField(row, Field::SrcDuration, m_selectedTag);
+    list.setTrimmed(row, m_start.microseconds() > 0 || m_end != m_duration);
     list.UpdateListFooter();
-    list.SetDurationDisplay(row, QStringLiteral("  ") + selectedCaption_,
-        QStringLiteral("Trimmed from (") + list.GetFieldText(row, Field::Duration)
+    list.setDurationDisplay(row, QStringLiteral("  ") + m_selectedCaption,
+        QStringLiteral("Trimmed from (") + list.getFieldText(row, Field::Duration)
             + QStringLiteral(")"),
         ListIcon::Trimmed);
-    dirty_ = false;
+    m_dirty = false;
 }
 
 } // namespace sonivert

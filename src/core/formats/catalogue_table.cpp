@@ -20,7 +20,7 @@ int CatalogueTable::columnIndex(const QString &caption) const
     return -1;
 }
 
-Catalogue &AppCatalogue()
+Catalogue &appCatalogue()
 {
     static Catalogue catalogue;
     return catalogue;
@@ -146,7 +146,7 @@ QList<PresetEntry> ListFormatPresets(
     return entries;
 }
 
-int DefaultPresetIndex(int presetCount)
+int defaultPresetIndex(int presetCount)
 {
     return presetCount >= 2 ? 1 : presetCount - 1;
 }
@@ -166,7 +166,7 @@ bool unpackAndLoad(CatalogueTable &table, const QString &resource, const QString
 
 } // namespace
 
-bool LoadBuiltInCatalogue(Catalogue &catalogue, const QString &tempFolder)
+bool loadBuiltInCatalogue(Catalogue &catalogue, const QString &tempFolder)
 {
     initCatalogueResources();
     const QDir folder(tempFolder);

@@ -26,7 +26,7 @@ struct Catalogue
 };
 
 // The catalogue the program runs with, loaded once at start.
-Catalogue &AppCatalogue();
+Catalogue &appCatalogue();
 
 using LineDecipher = std::function<QString(const QString &line)>;
 
@@ -62,10 +62,10 @@ QList<PresetEntry> ListFormatPresets(
     const CatalogueTable &presets, const QString &maker, const QString &keyword);
 
 // The preset a freshly filled list selects: the second entry, or the last when there are fewer.
-int DefaultPresetIndex(int presetCount);
+int defaultPresetIndex(int presetCount);
 
 // Writes the catalogue stored in the program to "format.dat" and "preset.dat" in tempFolder,
 // loads both and deletes the files again. False when either table could not be loaded.
-bool LoadBuiltInCatalogue(Catalogue &catalogue, const QString &tempFolder);
+bool loadBuiltInCatalogue(Catalogue &catalogue, const QString &tempFolder);
 
 } // namespace sonivert

@@ -45,7 +45,7 @@ OutputChoices::OutputChoices(
 {
 }
 
-void OutputChoices::BeginFill()
+void OutputChoices::beginFill()
 {
     m_rulesOpen = false;
     for (ChoiceList &each : m_lists)
@@ -54,29 +54,29 @@ void OutputChoices::BeginFill()
     m_numberLocked.fill(false);
 }
 
-void OutputChoices::EndFill()
+void OutputChoices::endFill()
 {
     m_rulesOpen = true;
     refreshEnabledStates();
 }
 
-void OutputChoices::SetPresetFrameSize()
+void OutputChoices::setPresetFrameSize()
 {
     const int width = num(NumberId::Width).value;
     const int height = num(NumberId::Height).value;
     if (width == 0 && height == 0)
-        Select(ChoiceListId::FrameSize, QStringLiteral("Original"), Fallback::First);
+        select(ChoiceListId::FrameSize, QStringLiteral("Original"), Fallback::First);
     else
-        Select(ChoiceListId::FrameSize, sizeText(width, height), Fallback::Last);
+        select(ChoiceListId::FrameSize, sizeText(width, height), Fallback::Last);
     m_locked[std::size_t(ChoiceListId::FrameSize)] = m_numberLocked[std::size_t(NumberId::Width)];
 }
 
-void OutputChoices::SetPresetQuality(const QString &cell)
+void OutputChoices::setPresetQuality(const QString &cell)
 {
     QString quality = cell;
     const bool qualityLocked = quality.startsWith(QLatin1Char('#'));
     quality.remove(QLatin1Char('#'));
-    if (const auto level = QualityLevelFromName(quality)) {
+    if (const auto level = qualityLevelFromName(quality)) {
         m_quality = *level;
         m_qualityEnabled = !qualityLocked;
     } else {
@@ -84,27 +84,27 @@ void OutputChoices::SetPresetQuality(const QString &cell)
     }
 }
 
-void OutputChoices::SetPresetVideoBitrate(const QString &cell)
+void OutputChoices::setPresetVideoBitrate(const QString &cell)
 {
     const QString bitrate = QString(cell).remove(QLatin1Char('#'));
     const int width = num(NumberId::Width).value;
     const int height = num(NumberId::Height).value;
     const int maximum = num(NumberId::VideoBitrate).maximum;
     if (bitrate == SmartFit) {
-        FillList(ChoiceListId::VideoBitrate, ListVideoBitrates(width, height, maximum));
-        Select(ChoiceListId::VideoBitrate, cell, Fallback::First);
+        fillList(ChoiceListId::VideoBitrate, ListVideoBitrates(width, height, maximum));
+        select(ChoiceListId::VideoBitrate, cell, Fallback::First);
     } else if (bitrate == QLatin1String("0")) {
-        FillList(ChoiceListId::VideoBitrate, ListVideoBitrates(0, 0, 0));
-        Select(ChoiceListId::VideoBitrate, cell, Fallback::First);
-        SetPresetNumber(NumberId::VideoBitrate, cell);
+        fillList(ChoiceListId::VideoBitrate, ListVideoBitrates(0, 0, 0));
+        select(ChoiceListId::VideoBitrate, cell, Fallback::First);
+        setPresetNumber(NumberId::VideoBitrate, cell);
     } else {
-        FillList(ChoiceListId::VideoBitrate, ListVideoBitrates(width, height, maximum));
-        Select(ChoiceListId::VideoBitrate, cell + Kbps, Fallback::Last);
-        SetPresetNumber(NumberId::VideoBitrate, cell);
+        fillList(ChoiceListId::VideoBitrate, ListVideoBitrates(width, height, maximum));
+        select(ChoiceListId::VideoBitrate, cell + Kbps, Fallback::Last);
+        setPresetNumber(NumberId::VideoBitrate, cell);
     }
 }
 
-bool OutputChoices::Choose(ChoiceListId id, int index)
+bool OutputChoices::choose(ChoiceListId id, int index)
 {
     ChoiceList &target = list(id);
     if (index < 0 || index >= target.entries.size())
@@ -114,7 +114,7 @@ bool OutputChoices::Choose(ChoiceListId id, int index)
     return true;
 }
 
-void OutputChoices::SetNumber(NumberId id, int value)
+void OutputChoices::setNumber(NumberId id, int value)
 {
     const NumberSetting &target = number(id);
     setValue(id, std::clamp(value, target.minimum, std::max(target.minimum, target.maximum)));
@@ -123,16 +123,16 @@ void OutputChoices::SetNumber(NumberId id, int value)
     refreshEnabledStates();
 }
 
-bool OutputChoices::ChooseQualityLevel(QualityLevel level)
+bool OutputChoices::chooseQualityLevel(QualityLevel level)
 {
     m_quality = level;
     const bool smartFit = m_rulesOpen && choiceText(ChoiceListId::VideoCodec) != NoVideo;
     if (smartFit)
-        Select(ChoiceListId::VideoBitrate, SmartFit, Fallback::None);
+        select(ChoiceListId::VideoBitrate, SmartFit, Fallback::None);
     refreshEnabledStates();
     return smartFit;
 }
-void OutputChoices::FillList(ChoiceListId id, const QString &text)
+void OutputChoices::fillList(ChoiceListId id, const QString &text)
 {
     ChoiceList &target = list(id);
     target.entries.clear();
@@ -156,16 +156,16 @@ void OutputChoices::fillFromLibraryOrCell(ChoiceListId id, const QString &cell)
 {
     const QString word = cell.trimmed();
     if (word == QLatin1String("UseFPSLib"))
-        FillList(id, BuildStandardList(StandardList::FrameRates));
+        fillList(id, BuildStandardList(StandardList::FrameRates));
     else if (word == QLatin1String("UseAspectRatioLib"))
-        FillList(id, BuildStandardList(StandardList::AspectRatios));
+        fillList(id, BuildStandardList(StandardList::AspectRatios));
     else if (word == QLatin1String("UseFrameLib"))
-        FillList(id, BuildStandardList(StandardList::FrameSizes));
+        fillList(id, BuildStandardList(StandardList::FrameSizes));
     else
         fillFromCell(id, cell);
 }
 
-void OutputChoices::FillCodecs(ChoiceListId id, const QString &format, const QString &column)
+void OutputChoices::fillCodecs(ChoiceListId id, const QString &format, const QString &column)
 {
     ChoiceList &target = list(id);
     target.entries.clear();
@@ -180,7 +180,7 @@ void OutputChoices::FillCodecs(ChoiceListId id, const QString &format, const QSt
     }
 }
 
-void OutputChoices::Select(ChoiceListId id, const QString &value, Fallback fallback)
+void OutputChoices::select(ChoiceListId id, const QString &value, Fallback fallback)
 {
     QString shown = value;
     if (value.startsWith(QLatin1Char('#'))) {
@@ -198,7 +198,7 @@ void OutputChoices::Select(ChoiceListId id, const QString &value, Fallback fallb
     selectionChanged(id);
 }
 
-void OutputChoices::SetPresetNumber(NumberId id, const QString &cell)
+void OutputChoices::setPresetNumber(NumberId id, const QString &cell)
 {
     QString text = cell;
     m_numberLocked[std::size_t(id)] = text.startsWith(QLatin1Char('#'));
@@ -283,13 +283,13 @@ void OutputChoices::videoCodecChanged()
 
     if (!m_rulesOpen)
         return;
-    Select(ChoiceListId::FPS, fps, Fallback::First);
-    Select(ChoiceListId::FileExtention, extension, Fallback::First);
-    Select(ChoiceListId::AspectRatio, aspect, Fallback::First);
+    select(ChoiceListId::FPS, fps, Fallback::First);
+    select(ChoiceListId::FileExtention, extension, Fallback::First);
+    select(ChoiceListId::AspectRatio, aspect, Fallback::First);
     if (size == QLatin1String("0 x 0"))
-        Select(ChoiceListId::FrameSize, QStringLiteral("Original"), Fallback::First);
+        select(ChoiceListId::FrameSize, QStringLiteral("Original"), Fallback::First);
     else
-        Select(ChoiceListId::FrameSize, size, Fallback::Last);
+        select(ChoiceListId::FrameSize, size, Fallback::Last);
     // The new codec's bit-rate maximum changes the admissible steps even when the size and rate
     // stay (and a codec without frame sizes selects nothing that would rebuild them).
     rebuildVideoBitrates();
@@ -316,8 +316,8 @@ void OutputChoices::rebuildVideoBitrates()
     const int width = num(NumberId::Width).value;
     const int height = num(NumberId::Height).value;
     const int maximum = num(NumberId::VideoBitrate).maximum;
-    FillList(ChoiceListId::VideoBitrate, ListVideoBitrates(width, height, maximum));
-    Select(ChoiceListId::VideoBitrate, previous, Fallback::First);
+    fillList(ChoiceListId::VideoBitrate, ListVideoBitrates(width, height, maximum));
+    select(ChoiceListId::VideoBitrate, previous, Fallback::First);
     setLimits(NumberId::VideoBitrate, LowerVideoBitrate(width, height, maximum), maximum);
 }
 
@@ -341,16 +341,16 @@ void OutputChoices::audioCodecChanged()
         ChoiceListId::AudioSize, GetCatalogueCell(formats, row, QStringLiteral("AudioSize")));
     if (!m_rulesOpen)
         return;
-    Select(ChoiceListId::SampleRate, sampleRate, Fallback::Last);
-    Select(ChoiceListId::Channels, channels, Fallback::Last);
-    Select(ChoiceListId::AudioSize, sampleSize, Fallback::Last);
+    select(ChoiceListId::SampleRate, sampleRate, Fallback::Last);
+    select(ChoiceListId::Channels, channels, Fallback::Last);
+    select(ChoiceListId::AudioSize, sampleSize, Fallback::Last);
     rebuildAudioBitrates(bitrate);
 }
 
 // Keeps the rate the person had when the new list still offers it, else the applied preset's.
 void OutputChoices::rebuildAudioBitrates(const QString &previous)
 {
-    FillList(ChoiceListId::AudioBitrate,
+    fillList(ChoiceListId::AudioBitrate,
         ListAudioBitrates(choiceText(ChoiceListId::AudioCodec),
             choiceText(ChoiceListId::SampleRate), choiceText(ChoiceListId::Channels),
             choiceText(ChoiceListId::AudioSize)));
@@ -370,7 +370,7 @@ void OutputChoices::videoBitrateChanged()
     if (text == SmartFit) {
         setValue(NumberId::VideoBitrate,
             EstimateVideoBitrate(num(NumberId::Width).value, num(NumberId::Height).value,
-                choiceText(ChoiceListId::FPS), QualityFactor(m_quality), BitrateUnit::Kbps));
+                choiceText(ChoiceListId::FPS), qualityFactor(m_quality), BitrateUnit::Kbps));
     } else if (text.endsWith(Kbps)) {
         setValue(NumberId::VideoBitrate, numberFromText(text.chopped(Kbps.size())));
     }

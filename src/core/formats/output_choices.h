@@ -31,23 +31,23 @@ public:
 
     // Filling from a preset row, between BeginFill and EndFill. A cell starting with "#" locks
     // its control.
-    void BeginFill();
-    void EndFill();
-    void FillCodecs(ChoiceListId id, const QString &format, const QString &column);
-    void FillList(ChoiceListId id, const QString &text); // "a;b;c;"
-    void Select(ChoiceListId id, const QString &value, Fallback fallback);
-    void SetPresetNumber(NumberId id, const QString &cell);
-    void SetPresetFrameSize(); // from the width and height, locked like the width
-    void SetPresetQuality(const QString &cell);
-    void SetPresetVideoBitrate(const QString &cell);
+    void beginFill();
+    void endFill();
+    void fillCodecs(ChoiceListId id, const QString &format, const QString &column);
+    void fillList(ChoiceListId id, const QString &text); // "a;b;c;"
+    void select(ChoiceListId id, const QString &value, Fallback fallback);
+    void setPresetNumber(NumberId id, const QString &cell);
+    void setPresetFrameSize(); // from the width and height, locked like the width
+    void setPresetQuality(const QString &cell);
+    void setPresetVideoBitrate(const QString &cell);
 
     // What the person does. Choose is false for an index outside the list; ChooseQualityLevel is
     // true when it re-selected Smart Fit.
-    bool Choose(ChoiceListId id, int index);
-    void SetNumber(NumberId id, int value);
-    bool ChooseQualityLevel(QualityLevel level);
+    bool choose(ChoiceListId id, int index);
+    void setNumber(NumberId id, int value);
+    bool chooseQualityLevel(QualityLevel level);
     // The option builder's estimate replaces the bit-rate value without running any rule.
-    void SetVideoBitrateValue(int kbps) { setValue(NumberId::VideoBitrate, kbps); }
+    void setVideoBitrateValue(int kbps) { setValue(NumberId::VideoBitrate, kbps); }
 
 private:
     ChoiceList &list(ChoiceListId id) { return m_lists[std::size_t(id)]; }

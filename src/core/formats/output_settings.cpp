@@ -45,17 +45,17 @@ OutputSettings::OutputSettings(Catalogue &catalogue, QObject *parent)
 {
 }
 
-void OutputSettings::SelectFormat(const QString &keyword)
+void OutputSettings::selectFormat(const QString &keyword)
 {
     Batch batch(*this);
     m_keyword = keyword.trimmed();
     m_offered = ListFormatPresets(m_catalogue.presets, OfferedMaker, m_keyword);
     m_mainIndex = -1;
     emit presetListChanged();
-    SelectMainPreset(DefaultPresetIndex(int(m_offered.size())));
+    selectMainPreset(defaultPresetIndex(int(m_offered.size())));
 }
 
-void OutputSettings::SelectMainPreset(int index)
+void OutputSettings::selectMainPreset(int index)
 {
     if (index < 0 || index >= m_offered.size())
         return;
@@ -63,15 +63,15 @@ void OutputSettings::SelectMainPreset(int index)
     m_mainIndex = index;
     m_selectedId = m_offered.at(index).id;
     emit mainPresetChanged(index);
-    ApplyPresetId(m_selectedId);
+    applyPresetId(m_selectedId);
 }
 
-void OutputSettings::SetSelectedPresetId(const QString &id)
+void OutputSettings::setSelectedPresetId(const QString &id)
 {
     m_selectedId = id;
 }
 
-void OutputSettings::ApplyPresetId(const QString &id)
+void OutputSettings::applyPresetId(const QString &id)
 {
     ChangePreset(FindCatalogueRow(m_catalogue.presets, QStringLiteral("ID"), id));
 }
@@ -88,68 +88,68 @@ void OutputSettings::ChangePreset(int row)
         return GetCatalogueCell(m_catalogue.presets, row, QLatin1String(caption));
     };
     OutputChoices &c = m_choices;
-    c.BeginFill();
+    c.beginFill();
 
     const QString format = cell("Format");
-    c.FillCodecs(ChoiceListId::VideoCodec, format, QStringLiteral("VideoCodec"));
-    c.FillCodecs(ChoiceListId::AudioCodec, format, QStringLiteral("AudioCodec"));
-    c.Select(ChoiceListId::VideoCodec, cell("VideoCodec"), Fallback::First);
-    c.Select(ChoiceListId::AudioCodec, cell("AudioCodec"), Fallback::First);
+    c.fillCodecs(ChoiceListId::VideoCodec, format, QStringLiteral("VideoCodec"));
+    c.fillCodecs(ChoiceListId::AudioCodec, format, QStringLiteral("AudioCodec"));
+    c.select(ChoiceListId::VideoCodec, cell("VideoCodec"), Fallback::First);
+    c.select(ChoiceListId::AudioCodec, cell("AudioCodec"), Fallback::First);
 
-    c.SetPresetNumber(NumberId::Width, cell("Width"));
-    c.SetPresetNumber(NumberId::Height, cell("Height"));
-    c.SetPresetFrameSize();
+    c.setPresetNumber(NumberId::Width, cell("Width"));
+    c.setPresetNumber(NumberId::Height, cell("Height"));
+    c.setPresetFrameSize();
 
     m_description = { cell("Format"), cell("Keyword"), cell("Maker"), cell("Type"),
         cell("Thumbnail"), cell("Image") };
 
-    c.Select(ChoiceListId::FPS, cell("FPS"), Fallback::First);
-    c.SetPresetQuality(cell("QualityLevel"));
-    c.SetPresetVideoBitrate(cell("VideoBitrate"));
+    c.select(ChoiceListId::FPS, cell("FPS"), Fallback::First);
+    c.setPresetQuality(cell("QualityLevel"));
+    c.setPresetVideoBitrate(cell("VideoBitrate"));
 
-    c.Select(ChoiceListId::FileExtention, cell("FileExtention"), Fallback::First);
-    c.Select(ChoiceListId::AspectRatio, cell("AspectRatio"), Fallback::First);
-    c.Select(ChoiceListId::SampleRate, cell("SampleRate"), Fallback::Last);
-    c.Select(ChoiceListId::Channels, cell("Channels"), Fallback::Last);
-    c.Select(ChoiceListId::AudioSize, cell("AudioSize"), Fallback::Last);
+    c.select(ChoiceListId::FileExtention, cell("FileExtention"), Fallback::First);
+    c.select(ChoiceListId::AspectRatio, cell("AspectRatio"), Fallback::First);
+    c.select(ChoiceListId::SampleRate, cell("SampleRate"), Fallback::Last);
+    c.select(ChoiceListId::Channels, cell("Channels"), Fallback::Last);
+    c.select(ChoiceListId::AudioSize, cell("AudioSize"), Fallback::Last);
 
-    c.FillList(ChoiceListId::AudioBitrate,
+    c.fillList(ChoiceListId::AudioBitrate,
         ListAudioBitrates(choiceText(ChoiceListId::AudioCodec),
             choiceText(ChoiceListId::SampleRate), choiceText(ChoiceListId::Channels),
             choiceText(ChoiceListId::AudioSize)));
-    c.Select(ChoiceListId::AudioBitrate, cell("AudioBitrate") + Kbps, Fallback::Last);
-    c.EndFill();
+    c.select(ChoiceListId::AudioBitrate, cell("AudioBitrate") + Kbps, Fallback::Last);
+    c.endFill();
 }
 
-void OutputSettings::ChooseEntry(ChoiceListId id, int index)
+void OutputSettings::chooseEntry(ChoiceListId id, int index)
 {
     if (index < 0 || index >= choice(id).entries.size())
         return;
     Batch batch(*this);
-    m_choices.Choose(id, index);
+    m_choices.choose(id, index);
     if (m_choices.rulesOpen())
         StoreAudioSettings();
 }
 
-bool OutputSettings::ChooseEntryText(ChoiceListId id, const QString &text)
+bool OutputSettings::chooseEntryText(ChoiceListId id, const QString &text)
 {
     const int index = choice(id).indexOf(text);
     if (index < 0)
         return false;
-    ChooseEntry(id, index);
+    chooseEntry(id, index);
     return true;
 }
 
-void OutputSettings::SetNumber(NumberId id, int value)
+void OutputSettings::setNumber(NumberId id, int value)
 {
     Batch batch(*this);
-    m_choices.SetNumber(id, value);
+    m_choices.setNumber(id, value);
 }
 
-void OutputSettings::ChooseQualityLevel(QualityLevel level)
+void OutputSettings::chooseQualityLevel(QualityLevel level)
 {
     Batch batch(*this);
-    if (m_choices.ChooseQualityLevel(level))
+    if (m_choices.chooseQualityLevel(level))
         StoreAudioSettings();
 }
 
@@ -169,19 +169,19 @@ void OutputSettings::StoreAudioSettings()
         // The preset table keeps audio bit rates as bare numbers; applying appends the unit.
         if (id == ChoiceListId::AudioBitrate && value.endsWith(Kbps))
             value.chop(Kbps.size());
-        SetCatalogueCell(m_catalogue.presets, row, ChoiceListName(id), value, false, false);
+        SetCatalogueCell(m_catalogue.presets, row, choiceListName(id), value, false, false);
     }
 }
 
-void OutputSettings::SetVideoBitrateValue(int kbps)
+void OutputSettings::setVideoBitrateValue(int kbps)
 {
     Batch batch(*this);
-    m_choices.SetVideoBitrateValue(kbps);
+    m_choices.setVideoBitrateValue(kbps);
 }
 
-OutputSettings &AppOutputSettings()
+OutputSettings &appOutputSettings()
 {
-    static OutputSettings settings(AppCatalogue());
+    static OutputSettings settings(appCatalogue());
     return settings;
 }
 

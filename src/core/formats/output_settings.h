@@ -41,23 +41,23 @@ public:
     QString selectedPresetId() const { return m_selectedId; }
 
     // Lists the family's presets and selects the default one (which applies it).
-    void SelectFormat(const QString &keyword);
+    void selectFormat(const QString &keyword);
     // The main window's preset list selects the entry and applies it.
-    void SelectMainPreset(int index);
+    void selectMainPreset(int index);
     // The preset whose row receives the dialog's changes (the dialog's selected row).
-    void SetSelectedPresetId(const QString &id);
-    void ApplyPresetId(const QString &id);
+    void setSelectedPresetId(const QString &id);
+    void applyPresetId(const QString &id);
     void ChangePreset(int row);
 
     // What the person does in the dialog or on the command line.
-    void ChooseEntry(ChoiceListId list, int index);
-    bool ChooseEntryText(ChoiceListId list, const QString &text);
-    void SetNumber(NumberId id, int value);
-    void ChooseQualityLevel(QualityLevel level);
+    void chooseEntry(ChoiceListId list, int index);
+    bool chooseEntryText(ChoiceListId list, const QString &text);
+    void setNumber(NumberId id, int value);
+    void chooseQualityLevel(QualityLevel level);
     void StoreAudioSettings();
 
     // The option builder's estimate replaces the bit-rate value without running any rule.
-    void SetVideoBitrateValue(int kbps);
+    void setVideoBitrateValue(int kbps);
 
 signals:
     void changed();
@@ -79,7 +79,7 @@ private:
     QString m_selectedId;
 };
 
-// The settings of the running program, built on AppCatalogue().
-OutputSettings &AppOutputSettings();
+// The settings of the running program, built on appCatalogue().
+OutputSettings &appOutputSettings();
 
 } // namespace sonivert

@@ -22,12 +22,12 @@ const std::array<const char *, ChoiceListCount> listNames = {
 
 } // namespace
 
-QString ChoiceListName(ChoiceListId list)
+QString choiceListName(ChoiceListId list)
 {
     return QLatin1String(listNames[std::size_t(list)]);
 }
 
-std::optional<ChoiceListId> ChoiceListFromName(const QString &name)
+std::optional<ChoiceListId> choiceListFromName(const QString &name)
 {
     for (int i = 0; i < ChoiceListCount; ++i) {
         if (name.compare(QLatin1String(listNames[std::size_t(i)]), Qt::CaseInsensitive) == 0)
@@ -58,7 +58,7 @@ int ChoiceList::indexOf(const QString &text) const
     return -1;
 }
 
-QString QualityLevelName(QualityLevel level)
+QString qualityLevelName(QualityLevel level)
 {
     switch (level) {
     case QualityLevel::High:
@@ -71,17 +71,17 @@ QString QualityLevelName(QualityLevel level)
     return QString();
 }
 
-std::optional<QualityLevel> QualityLevelFromName(const QString &name)
+std::optional<QualityLevel> qualityLevelFromName(const QString &name)
 {
     for (QualityLevel level :
         { QualityLevel::High, QualityLevel::Standard, QualityLevel::SmallSize }) {
-        if (QualityLevelName(level) == name)
+        if (qualityLevelName(level) == name)
             return level;
     }
     return std::nullopt;
 }
 
-int QualityFactor(QualityLevel level)
+int qualityFactor(QualityLevel level)
 {
     switch (level) {
     case QualityLevel::High:

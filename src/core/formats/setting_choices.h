@@ -23,8 +23,8 @@ enum class ChoiceListId : int {
 };
 inline constexpr int ChoiceListCount = 11;
 
-QString ChoiceListName(ChoiceListId list);
-std::optional<ChoiceListId> ChoiceListFromName(const QString &name); // any letter case
+QString choiceListName(ChoiceListId list);
+std::optional<ChoiceListId> choiceListFromName(const QString &name); // any letter case
 
 struct ChoiceEntry
 {
@@ -64,9 +64,9 @@ enum class QualityLevel {
     SmallSize,
 };
 
-QString QualityLevelName(QualityLevel level);
-std::optional<QualityLevel> QualityLevelFromName(const QString &name);
-int QualityFactor(QualityLevel level);
+QString qualityLevelName(QualityLevel level);
+std::optional<QualityLevel> qualityLevelFromName(const QString &name);
+int qualityFactor(QualityLevel level);
 
 struct PresetDescription
 {

@@ -50,7 +50,7 @@ void Decoder::ContextDeleter::operator()(AVFormatContext *context) const
 }
 
 Decoder::Decoder(int readTimeoutMs)
-    : readTimeoutMs_(readTimeoutMs)
+    : m_readTimeoutMs(readTimeoutMs)
 {
 }
 
@@ -63,17 +63,17 @@ int Decoder::interruptCallback(void *opaque)
 
 bool Decoder::shouldInterrupt() const
 {
-    if (abort_ && abort_->load())
+    if (m_abort && m_abort->load())
         return true;
-    const int64_t deadline = deadline_.load();
+    const int64_t deadline = m_deadline.load();
     return deadline > 0 && monotonicMicroseconds() > deadline;
 }
 
 bool Decoder::OpenFile(const QString &path, const QString &inputOptions)
 {
     CloseFile();
-    lastError_.clear();
-    path_ = path;
+    m_lastError.clear();
+    m_path = path;
 
     AVDictionary *parsed = nullptr;
     const QByteArray optionText = inputOptions.trimmed().toUtf8();
@@ -83,13 +83,13 @@ bool Decoder::OpenFile(const QString &path, const QString &inputOptions)
 
     AVFormatContext *raw = avformat_alloc_context();
     if (!raw) {
-        lastError_ = path + QStringLiteral(": ") + errorText(AVERROR(ENOMEM));
+        m_lastError = path + QStringLiteral(": ") + errorText(AVERROR(ENOMEM));
         return false;
     }
     raw->interrupt_callback.callback = &Decoder::interruptCallback;
     raw->interrupt_callback.opaque = this;
 
-    deadline_ = monotonicMicroseconds() + int64_t(readTimeoutMs_) * 1000;
+    m_deadline = monotonicMicroseconds() + int64_t(m_readTimeoutMs) * 1000;
     // On failure avformat_open_input frees the context itself.
     // The call takes the options it used out of the dictionary and leaves the rest in it.
     parsed = options.release();
@@ -97,25 +97,25 @@ bool Decoder::OpenFile(const QString &path, const QString &inputOptions)
         = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, &parsed);
     options.reset(parsed);
     if (opened < 0) {
-        deadline_ = 0;
-        lastError_ = path + QStringLiteral(": ") + errorText(opened);
+        m_deadline = 0;
+        m_lastError = path + QStringLiteral(": ") + errorText(opened);
         return false;
     }
     std::unique_ptr<AVFormatContext, ContextDeleter> context(raw);
 
-    deadline_ = monotonicMicroseconds() + int64_t(readTimeoutMs_) * 1000;
+    m_deadline = monotonicMicroseconds() + int64_t(m_readTimeoutMs) * 1000;
     const int found = avformat_find_stream_info(context.get(), nullptr);
-    deadline_ = 0;
+    m_deadline = 0;
     // A container whose streams could not all be analysed is still worth a row, unless the
     // read was cut off or nothing at all was found.
     if (found < 0 && (found == AVERROR_EXIT || context->nb_streams == 0)) {
-        lastError_ = path + QStringLiteral(": ") + errorText(found);
+        m_lastError = path + QStringLiteral(": ") + errorText(found);
         return false;
     }
 
-    fileSize_ = context->pb ? avio_size(context->pb) : -1;
-    if (fileSize_ < 0)
-        fileSize_ = QFileInfo(path).size();
+    m_fileSize = context->pb ? avio_size(context->pb) : -1;
+    if (m_fileSize < 0)
+        m_fileSize = QFileInfo(path).size();
 
     for (unsigned i = 0; i < context->nb_streams; ++i) {
         const AVStream *s = context->streams[i];
@@ -124,48 +124,48 @@ bool Decoder::OpenFile(const QString &path, const QString &inputOptions)
         case AVMEDIA_TYPE_VIDEO:
             if (isCoverPicture(s))
                 break;
-            ++videoCount_;
-            if (firstVideo_ < 0)
-                firstVideo_ = index;
+            ++m_videoCount;
+            if (m_firstVideo < 0)
+                m_firstVideo = index;
             break;
         case AVMEDIA_TYPE_AUDIO:
-            ++audioCount_;
-            if (firstAudio_ < 0)
-                firstAudio_ = index;
+            ++m_audioCount;
+            if (m_firstAudio < 0)
+                m_firstAudio = index;
             break;
         case AVMEDIA_TYPE_SUBTITLE:
-            if (firstSubtitle_ < 0)
-                firstSubtitle_ = index;
+            if (m_firstSubtitle < 0)
+                m_firstSubtitle = index;
             break;
         default:
             break;
         }
     }
-    context_ = std::move(context);
+    m_context = std::move(context);
     return true;
 }
 
 void Decoder::CloseFile()
 {
-    context_.reset();
-    fileSize_ = -1;
-    firstVideo_ = firstAudio_ = firstSubtitle_ = -1;
-    videoCount_ = audioCount_ = 0;
+    m_context.reset();
+    m_fileSize = -1;
+    m_firstVideo = m_firstAudio = m_firstSubtitle = -1;
+    m_videoCount = m_audioCount = 0;
 }
 
-int64_t Decoder::FileDuration() const
+int64_t Decoder::fileDuration() const
 {
-    if (!context_ || context_->duration == AV_NOPTS_VALUE)
+    if (!m_context || m_context->duration == AV_NOPTS_VALUE)
         return UnknownTime;
     // AV_TIME_BASE is one microsecond.
-    return context_->duration;
+    return m_context->duration;
 }
 
 int32_t Decoder::GetFileInfoDurationLow() const
 {
     int32_t low = 0;
     int32_t high = 0;
-    SplitTime(FileDuration(), low, high);
+    splitTime(fileDuration(), low, high);
     return low;
 }
 
@@ -173,22 +173,22 @@ int32_t Decoder::GetFileInfoDurationHigh() const
 {
     int32_t low = 0;
     int32_t high = 0;
-    SplitTime(FileDuration(), low, high);
+    splitTime(fileDuration(), low, high);
     return high;
 }
 
 int32_t Decoder::FileSizeLow() const
 {
-    if (fileSize_ < 0)
+    if (m_fileSize < 0)
         return -1;
-    return int32_t(uint32_t(uint64_t(fileSize_) & 0xffffffffu));
+    return int32_t(uint32_t(uint64_t(m_fileSize) & 0xffffffffu));
 }
 
 const AVStream *Decoder::stream(int index, int mediaType) const
 {
-    if (!context_ || index < 0 || unsigned(index) >= context_->nb_streams)
+    if (!m_context || index < 0 || unsigned(index) >= m_context->nb_streams)
         return nullptr;
-    const AVStream *s = context_->streams[index];
+    const AVStream *s = m_context->streams[index];
     if (s->codecpar->codec_type != mediaType)
         return nullptr;
     if (mediaType == AVMEDIA_TYPE_VIDEO && !isVideo(s))
@@ -213,22 +213,22 @@ bool Decoder::IsSubtitleStream(int index) const
 
 VideoStreamInfo Decoder::videoInfo(int index) const
 {
-    return ReadVideoStreamInfo(context_.get(), stream(index, AVMEDIA_TYPE_VIDEO));
+    return readVideoStreamInfo(m_context.get(), stream(index, AVMEDIA_TYPE_VIDEO));
 }
 
 AudioStreamInfo Decoder::audioInfo(int index) const
 {
-    return ReadAudioStreamInfo(stream(index, AVMEDIA_TYPE_AUDIO));
+    return readAudioStreamInfo(stream(index, AVMEDIA_TYPE_AUDIO));
 }
 
 FileTags Decoder::tags() const
 {
-    return ReadFileTags(context_.get(), stream(firstAudio_, AVMEDIA_TYPE_AUDIO));
+    return readFileTags(m_context.get(), stream(m_firstAudio, AVMEDIA_TYPE_AUDIO));
 }
 
-SourceFacts Decoder::ConverterFacts() const
+SourceFacts Decoder::converterFacts() const
 {
-    return context_ ? SourceFactsOf(context_.get()) : SourceFacts {};
+    return m_context ? sourceFactsOf(m_context.get()) : SourceFacts {};
 }
 
 } // namespace sonivert

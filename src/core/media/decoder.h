@@ -26,27 +26,27 @@ public:
     Decoder &operator=(const Decoder &) = delete;
 
     // Stops a blocked open or read as soon as the flag is set (besides the read time-out).
-    void SetAbortFlag(const std::atomic_bool *abort) { abort_ = abort; }
+    void setAbortFlag(const std::atomic_bool *abort) { m_abort = abort; }
 
     bool OpenFile(const QString &path, const QString &inputOptions = QString());
     // "PATH: reason" for the last failed open, or "".
-    QString LastErrorText() const { return lastError_; }
+    QString LastErrorText() const { return m_lastError; }
     void CloseFile();
-    bool IsOpen() const { return context_ != nullptr; }
+    bool isOpen() const { return m_context != nullptr; }
 
     int32_t GetFileInfoDurationLow() const;
     int32_t GetFileInfoDurationHigh() const;
-    int64_t FileDuration() const; // microseconds or UnknownTime
+    int64_t fileDuration() const; // microseconds or UnknownTime
     int32_t FileSizeLow() const;
 
-    int FirstVideoStreamIndex() const { return firstVideo_; }
-    int FirstAudioStreamIndex() const { return firstAudio_; }
-    int FirstSubtitleStreamIndex() const { return firstSubtitle_; }
+    int FirstVideoStreamIndex() const { return m_firstVideo; }
+    int FirstAudioStreamIndex() const { return m_firstAudio; }
+    int FirstSubtitleStreamIndex() const { return m_firstSubtitle; }
     bool IsVideoStream(int index) const;
     bool IsAudioStream(int index) const;
     bool IsSubtitleStream(int index) const;
-    int VideoStreamCount() const { return videoCount_; }
-    int AudioStreamCount() const { return audioCount_; }
+    int VideoStreamCount() const { return m_videoCount; }
+    int AudioStreamCount() const { return m_audioCount; }
 
     // Per-stream facts; StreamInfo reads them.
     QString GetVideoInfosCodecName(int index) const { return videoInfo(index).codecName; }
@@ -69,7 +69,7 @@ public:
     QString GetAudioInfosLanguage(int index) const { return audioInfo(index).language; }
 
     // What the converter needs of the open file (durations, the song tags).
-    SourceFacts ConverterFacts() const;
+    SourceFacts converterFacts() const;
 
     FileTags tags() const;
     QString GetFileInfoTitle() const { return tags().title; }
@@ -92,18 +92,18 @@ private:
     VideoStreamInfo videoInfo(int index) const;
     AudioStreamInfo audioInfo(int index) const;
 
-    int readTimeoutMs_;
-    const std::atomic_bool *abort_ = nullptr;
-    std::atomic<int64_t> deadline_ { 0 }; // monotonic microseconds
-    std::unique_ptr<AVFormatContext, ContextDeleter> context_;
-    QString path_;
-    QString lastError_;
-    int64_t fileSize_ = -1;
-    int firstVideo_ = -1;
-    int firstAudio_ = -1;
-    int firstSubtitle_ = -1;
-    int videoCount_ = 0;
-    int audioCount_ = 0;
+    int m_readTimeoutMs;
+    const std::atomic_bool *m_abort = nullptr;
+    std::atomic<int64_t> m_deadline { 0 }; // monotonic microseconds
+    std::unique_ptr<AVFormatContext, ContextDeleter> m_context;
+    QString m_path;
+    QString m_lastError;
+    int64_t m_fileSize = -1;
+    int m_firstVideo = -1;
+    int m_firstAudio = -1;
+    int m_firstSubtitle = -1;
+    int m_videoCount = 0;
+    int m_audioCount = 0;
 };
 
 } // namespace sonivert

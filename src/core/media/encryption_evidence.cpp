@@ -19,27 +19,27 @@ class HeaderReader
 {
 public:
     explicit HeaderReader(QFile &file)
-        : file_(file)
-        , size_(file.size())
+        : m_file(file)
+        , m_size(file.size())
     {
     }
 
-    qint64 Size() const { return size_; }
+    qint64 size() const { return m_size; }
 
-    bool Read(qint64 offset, void *buffer, qint64 length)
+    bool read(qint64 offset, void *buffer, qint64 length)
     {
-        if (offset < 0 || length < 0 || offset + length > size_ || !file_.seek(offset))
+        if (offset < 0 || length < 0 || offset + length > m_size || !m_file.seek(offset))
             return false;
-        return file_.read(static_cast<char *>(buffer), length) == length;
+        return m_file.read(static_cast<char *>(buffer), length) == length;
     }
 
     // False once the scan has taken all its steps.
-    bool Step() { return --steps_ >= 0; }
+    bool step() { return --m_steps >= 0; }
 
 private:
-    QFile &file_;
-    qint64 size_;
-    int steps_ = scanSteps;
+    QFile &m_file;
+    qint64 m_size;
+    int m_steps = scanSteps;
 };
 
 std::uint64_t bigEndian(const unsigned char *bytes, int count)
@@ -101,16 +101,16 @@ bool boxesShowEncryption(HeaderReader &reader, qint64 begin, qint64 end, int dep
 {
     qint64 position = begin;
     while (position + 8 <= end) {
-        if (!reader.Step())
+        if (!reader.step())
             return false;
         unsigned char header[16];
-        if (!reader.Read(position, header, 8))
+        if (!reader.read(position, header, 8))
             return false;
         std::uint64_t size = bigEndian(header, 4);
         const auto type = std::uint32_t(bigEndian(header + 4, 4));
         qint64 headerSize = 8;
         if (size == 1) {
-            if (!reader.Read(position + 8, header + 8, 8))
+            if (!reader.read(position + 8, header + 8, 8))
                 return false;
             size = bigEndian(header + 8, 8);
             headerSize = 16;
@@ -135,7 +135,7 @@ bool boxesShowEncryption(HeaderReader &reader, qint64 begin, qint64 end, int dep
 bool looksLikeIsoMedia(HeaderReader &reader)
 {
     unsigned char header[8];
-    if (!reader.Read(0, header, 8))
+    if (!reader.read(0, header, 8))
         return false;
     static constexpr std::array firstBoxes { fourCc("ftyp"), fourCc("moov"), fourCc("mdat"),
         fourCc("free"), fourCc("skip"), fourCc("wide"), fourCc("pnot"), fourCc("styp"),
@@ -177,10 +177,10 @@ bool asfObjectsShowEncryption(HeaderReader &reader, qint64 begin, qint64 end, in
 {
     qint64 position = begin;
     while (position + asfObjectHeader <= end) {
-        if (!reader.Step())
+        if (!reader.step())
             return false;
         unsigned char header[asfObjectHeader];
-        if (!reader.Read(position, header, asfObjectHeader))
+        if (!reader.read(position, header, asfObjectHeader))
             return false;
         const std::uint64_t size = littleEndian(header + 16, 8);
         if (size < std::uint64_t(asfObjectHeader))
@@ -193,7 +193,7 @@ bool asfObjectsShowEncryption(HeaderReader &reader, qint64 begin, qint64 end, in
         if (sameGuid(header, asfStreamProperties)) {
             unsigned char flags[2];
             if (position + asfStreamFlagsOffset + 2 <= objectEnd
-                && reader.Read(position + asfStreamFlagsOffset, flags, 2)
+                && reader.read(position + asfStreamFlagsOffset, flags, 2)
                 && (littleEndian(flags, 2) & asfEncryptedStream) != 0)
                 return true;
         }
@@ -209,10 +209,10 @@ bool asfObjectsShowEncryption(HeaderReader &reader, qint64 begin, qint64 end, in
 bool asfShowsEncryption(HeaderReader &reader)
 {
     unsigned char header[asfHeaderFields];
-    if (!reader.Read(0, header, asfHeaderFields) || !sameGuid(header, asfHeader))
+    if (!reader.read(0, header, asfHeaderFields) || !sameGuid(header, asfHeader))
         return false;
     const std::uint64_t size = littleEndian(header + 16, 8);
-    const qint64 end = size > std::uint64_t(reader.Size()) ? reader.Size() : qint64(size);
+    const qint64 end = size > std::uint64_t(reader.size()) ? reader.size() : qint64(size);
     return asfObjectsShowEncryption(reader, asfHeaderFields, end, 0);
 }
 
@@ -241,12 +241,12 @@ bool readVariableNumber(
     HeaderReader &reader, qint64 &position, int maxLength, bool keepMarker, std::uint64_t &value)
 {
     unsigned char bytes[8];
-    if (!reader.Read(position, bytes, 1))
+    if (!reader.read(position, bytes, 1))
         return false;
     int length = 1;
     while (length <= maxLength && (bytes[0] & (0x80 >> (length - 1))) == 0)
         ++length;
-    if (length > maxLength || !reader.Read(position + 1, bytes + 1, length - 1))
+    if (length > maxLength || !reader.read(position + 1, bytes + 1, length - 1))
         return false;
     value = keepMarker ? bytes[0] : bytes[0] & ((0x80 >> (length - 1)) - 1);
     bool allOnes = value == std::uint64_t((0x80 >> (length - 1)) - 1);
@@ -281,7 +281,7 @@ bool elementsShowEncryption(HeaderReader &reader, qint64 begin, qint64 end, int 
 {
     qint64 position = begin;
     while (position < end) {
-        if (!reader.Step())
+        if (!reader.step())
             return false;
         Element element;
         if (!readElement(reader, position, element))
@@ -302,7 +302,7 @@ bool elementsShowEncryption(HeaderReader &reader, qint64 begin, qint64 end, int 
         if (element.id == mkvContentEncodingType && element.size >= 1 && element.size <= 8) {
             unsigned char bytes[8];
             // 1 means the content is encrypted (0 is compression).
-            if (reader.Read(element.payload, bytes, qint64(element.size))
+            if (reader.read(element.payload, bytes, qint64(element.size))
                 && bigEndian(bytes, int(element.size)) == 1)
                 return true;
         }
@@ -319,12 +319,12 @@ bool matroskaShowsEncryption(HeaderReader &reader)
     Element element;
     if (!readElement(reader, 0, element) || element.id != ebmlHeader)
         return false;
-    return elementsShowEncryption(reader, 0, reader.Size(), 0);
+    return elementsShowEncryption(reader, 0, reader.size(), 0);
 }
 
 } // namespace
 
-bool ContainerShowsEncryption(const QString &path)
+bool containerShowsEncryption(const QString &path)
 {
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
@@ -332,7 +332,7 @@ bool ContainerShowsEncryption(const QString &path)
     HeaderReader reader(file);
     if (asfShowsEncryption(reader) || matroskaShowsEncryption(reader))
         return true;
-    return looksLikeIsoMedia(reader) && boxesShowEncryption(reader, 0, reader.Size(), 0);
+    return looksLikeIsoMedia(reader) && boxesShowEncryption(reader, 0, reader.size(), 0);
 }
 
 } // namespace sonivert

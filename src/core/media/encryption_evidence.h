@@ -9,6 +9,6 @@ namespace sonivert {
 // or a stream marked encrypted, a Matroska ContentEncryption. Reads only the header structures
 // (never the media data), so it also answers for files the demuxer refuses. A file that is
 // missing, unreadable or of any other kind shows no encryption.
-bool ContainerShowsEncryption(const QString &path);
+bool containerShowsEncryption(const QString &path);
 
 } // namespace sonivert

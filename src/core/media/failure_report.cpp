@@ -6,29 +6,29 @@ namespace sonivert {
 
 void FailureReport::AddFailureReport(const QString &name, const QString &message, bool encrypted)
 {
-    entries_.append(FailureEntry { name, message, encrypted });
+    m_entries.append(FailureEntry { name, message, encrypted });
 }
 
-bool SaysInvalidData(const QString &text)
+bool saysInvalidData(const QString &text)
 {
     return text.contains(QLatin1String(": Invalid data found when processing input"));
 }
 
-bool IsCopyProtected(const FailureEntry &entry)
+bool isCopyProtected(const FailureEntry &entry)
 {
     return entry.encrypted
-        && SaysInvalidData((entry.name + QLatin1Char(' ') + entry.message).trimmed());
+        && saysInvalidData((entry.name + QLatin1Char(' ') + entry.message).trimmed());
 }
 
 FailureReportDisplay ShowFailureReport(
     const FailureReport &report, const QString &title, const QString &message)
 {
     FailureReportDisplay display;
-    if (report.IsEmpty())
+    if (report.isEmpty())
         return display;
     display.show = true;
-    const QList<FailureEntry> &entries = report.Entries();
-    display.copyProtected = std::any_of(entries.begin(), entries.end(), IsCopyProtected);
+    const QList<FailureEntry> &entries = report.entries();
+    display.copyProtected = std::any_of(entries.begin(), entries.end(), isCopyProtected);
     if (display.copyProtected) {
         display.title = QStringLiteral("DRM Protection");
         display.message

@@ -16,24 +16,24 @@ struct FailureEntry
 class FailureReport
 {
 public:
-    void ClearFailureReport() { entries_.clear(); }
+    void ClearFailureReport() { m_entries.clear(); }
     void AddFailureReport(const QString &name, const QString &message, bool encrypted = false);
 
-    const QList<FailureEntry> &Entries() const { return entries_; }
-    int Count() const { return int(entries_.size()); }
-    bool IsEmpty() const { return entries_.isEmpty(); }
+    const QList<FailureEntry> &entries() const { return m_entries; }
+    int count() const { return int(m_entries.size()); }
+    bool isEmpty() const { return m_entries.isEmpty(); }
 
 private:
-    QList<FailureEntry> entries_;
+    QList<FailureEntry> m_entries;
 };
 
 // The decoder's words for an input it cannot read: ": Invalid data found when processing input".
-bool SaysInvalidData(const QString &text);
+bool saysInvalidData(const QString &text);
 
 // A line counts as copy-protected only when its message says the input was invalid data and the
 // file's container shows encryption. A damaged download or a file without sound fails with the
 // same words, and telling its owner that it is protected would send them the wrong way.
-bool IsCopyProtected(const FailureEntry &entry);
+bool isCopyProtected(const FailureEntry &entry);
 
 // What the report dialog shows for a report: nothing when it is empty; the copy-protection
 // texts when any line is copy-protected; otherwise the given title and message.

@@ -17,13 +17,13 @@ const MediaItem &emptyItem()
 
 } // namespace
 
-QString FileCountText(int rows)
+QString fileCountText(int rows)
 {
     return QStringLiteral(" %1 %2").arg(rows).arg(
         rows < 2 ? QStringLiteral("file") : QStringLiteral("files"));
 }
 
-int FooterTotalSeconds(const QStringList &srcDurations)
+int footerTotalSeconds(const QStringList &srcDurations)
 {
     int64_t total = 0;
     for (const QString &text : srcDurations) {
@@ -39,7 +39,7 @@ int FooterTotalSeconds(const QStringList &srcDurations)
     return int(std::clamp<int64_t>(total, 0, INT32_MAX));
 }
 
-int ProgressFillWidth(int cellWidth, int percent)
+int progressFillWidth(int cellWidth, int percent)
 {
     const int p = std::clamp(percent, 0, 100);
     return int(std::floor(double(p) / 100.0 * double(cellWidth + 2)));
@@ -47,14 +47,14 @@ int ProgressFillWidth(int cellWidth, int percent)
 
 FileListModel::FileListModel(QObject *parent)
     : QAbstractTableModel(parent)
-    , footerCount_(FileCountText(0))
-    , footerDuration_(FormatSeconds(0, false))
+    , m_footerCount(fileCountText(0))
+    , m_footerDuration(FormatSeconds(0, false))
 {
 }
 
 int FileListModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : Count();
+    return parent.isValid() ? 0 : count();
 }
 
 int FileListModel::columnCount(const QModelIndex &parent) const
@@ -66,7 +66,7 @@ QVariant FileListModel::data(const QModelIndex &index, int role) const
 {
     if (!index.isValid() || !valid(index.row()) || index.column() >= MediaFieldCount)
         return QVariant();
-    const MediaItem &item = items_[size_t(index.row())];
+    const MediaItem &item = m_items[size_t(index.row())];
     const int column = index.column();
 
     switch (role) {
@@ -75,9 +75,9 @@ QVariant FileListModel::data(const QModelIndex &index, int role) const
             return QString();
         if (column == Field::Duration && !item.durationCaption.isEmpty())
             return item.durationCaption;
-        return item.Text(column);
+        return item.text(column);
     case FieldValueRole:
-        return item.Get(column);
+        return item.get(column);
     case Qt::ToolTipRole:
         if (column == Field::Duration && !item.durationToolTip.isEmpty())
             return item.durationToolTip;
@@ -111,8 +111,8 @@ QVariant FileListModel::headerData(int section, Qt::Orientation orientation, int
         if (section == Field::StateIcon)
             return QString();
         if (section == Field::State)
-            return stateCaption_;
-        return FieldKey(section);
+            return m_stateCaption;
+        return fieldKey(section);
     }
     if (role == Qt::TextAlignmentRole) {
         if (section >= Field::Duration && section <= Field::State)
@@ -124,72 +124,72 @@ QVariant FileListModel::headerData(int section, Qt::Orientation orientation, int
 
 int FileListModel::AddMediaItem()
 {
-    return AppendMediaItem(MediaItem());
+    return appendMediaItem(MediaItem());
 }
 
-int FileListModel::AppendMediaItem(const MediaItem &item)
+int FileListModel::appendMediaItem(const MediaItem &item)
 {
-    const int row = Count();
+    const int row = count();
     beginInsertRows(QModelIndex(), row, row);
-    items_.push_back(item);
+    m_items.push_back(item);
     endInsertRows();
     return row;
 }
 
-const MediaItem &FileListModel::Item(int row) const
+const MediaItem &FileListModel::item(int row) const
 {
-    return valid(row) ? items_[size_t(row)] : emptyItem();
+    return valid(row) ? m_items[size_t(row)] : emptyItem();
 }
 
 QVariant FileListModel::GetField(int row, int index) const
 {
-    return valid(row) ? items_[size_t(row)].Get(index) : QVariant();
+    return valid(row) ? m_items[size_t(row)].get(index) : QVariant();
 }
 
-QString FileListModel::GetFieldText(int row, int index) const
+QString FileListModel::getFieldText(int row, int index) const
 {
-    return valid(row) ? items_[size_t(row)].Text(index) : QString();
+    return valid(row) ? m_items[size_t(row)].text(index) : QString();
 }
 
-int FileListModel::GetFieldInt(int row, int index) const
+int FileListModel::getFieldInt(int row, int index) const
 {
-    return valid(row) ? items_[size_t(row)].Integer(index) : 0;
+    return valid(row) ? m_items[size_t(row)].integer(index) : 0;
 }
 
 bool FileListModel::SetField(int row, int index, const QVariant &value)
 {
     if (!valid(row))
         return false;
-    MediaItem &item = items_[size_t(row)];
-    if (!item.Set(index, value))
+    MediaItem &item = m_items[size_t(row)];
+    if (!item.set(index, value))
         return false;
     if (index == Field::SrcDuration)
-        item.srcDurationTag = item.Text(index);
+        item.srcDurationTag = item.text(index);
     emitRowChanged(row, index, index);
     return true;
 }
 
-QString FileListModel::SrcDurationTag(int row) const
+QString FileListModel::srcDurationTag(int row) const
 {
-    return valid(row) ? items_[size_t(row)].srcDurationTag : QString();
+    return valid(row) ? m_items[size_t(row)].srcDurationTag : QString();
 }
 
-void FileListModel::SetDurationDisplay(
+void FileListModel::setDurationDisplay(
     int row, const QString &caption, const QString &toolTip, int icon)
 {
     if (!valid(row))
         return;
-    MediaItem &item = items_[size_t(row)];
+    MediaItem &item = m_items[size_t(row)];
     item.durationCaption = caption;
     item.durationToolTip = toolTip;
     item.durationIcon = icon;
     emitRowChanged(row, Field::Duration, Field::Duration);
 }
 
-void FileListModel::SetTrimmed(int row, bool trimmed)
+void FileListModel::setTrimmed(int row, bool trimmed)
 {
     if (valid(row))
-        items_[size_t(row)].trimmed = trimmed;
+        m_items[size_t(row)].trimmed = trimmed;
 }
 
 void FileListModel::SetRowState(int row, bool showState, int state)
@@ -203,7 +203,7 @@ void FileListModel::SetRowState(int row, bool showState, RowState state)
 {
     if (!valid(row))
         return;
-    MediaItem &item = items_[size_t(row)];
+    MediaItem &item = m_items[size_t(row)];
     if (!showState) {
         item.stateIcon = ListIcon::None;
         emitRowChanged(row, Field::StateIcon, Field::StateIcon);
@@ -213,27 +213,27 @@ void FileListModel::SetRowState(int row, bool showState, RowState state)
     item.state = state;
     // One counter for all rows, so only one row animates at a time.
     if (state == RowState::InProgress) {
-        if (animationCounter_ == 0 || animationCounter_ == 10)
-            animationCounter_ = 1;
-        item.stateIcon = animationCounter_;
-        ++animationCounter_;
+        if (m_animationCounter == 0 || m_animationCounter == 10)
+            m_animationCounter = 1;
+        item.stateIcon = m_animationCounter;
+        ++m_animationCounter;
         emitRowChanged(row, Field::StateIcon, Field::State);
         return;
     }
-    animationCounter_ = 1;
+    m_animationCounter = 1;
 
     QString text;
     switch (state) {
     case RowState::Ready:
         item.stateIcon = ListIcon::Ready;
         item.stateTextColour = StateTextBlack;
-        item.Set(Field::ErrMsg, QString());
+        item.set(Field::ErrMsg, QString());
         break;
     case RowState::Done:
         item.stateIcon = ListIcon::Done;
         text = QStringLiteral("Done");
         item.stateTextColour = StateTextBlack;
-        item.Set(Field::ErrMsg, QString());
+        item.set(Field::ErrMsg, QString());
         break;
     case RowState::Failed:
         item.stateIcon = ListIcon::Failed;
@@ -244,39 +244,39 @@ void FileListModel::SetRowState(int row, bool showState, RowState state)
         item.stateIcon = ListIcon::Cancelled;
         text = QStringLiteral("Canceled!");
         item.stateTextColour = StateTextRed;
-        item.Set(Field::ErrMsg, QString());
+        item.set(Field::ErrMsg, QString());
         break;
     case RowState::InProgress:
         break;
     }
-    item.Set(Field::State, text);
+    item.set(Field::State, text);
     item.progress = -1;
     emitRowChanged(row, Field::StateIcon, Field::ErrMsg);
 }
 
-RowState FileListModel::GetRowState(int row) const
+RowState FileListModel::getRowState(int row) const
 {
-    return valid(row) ? items_[size_t(row)].state : RowState::Ready;
+    return valid(row) ? m_items[size_t(row)].state : RowState::Ready;
 }
 
 void FileListModel::SetRowProgress(int row, int column, int percent)
 {
     if (column == -1 || !valid(row))
         return;
-    MediaItem &item = items_[size_t(row)];
+    MediaItem &item = m_items[size_t(row)];
     item.progress = std::clamp(percent, 0, 100);
-    item.Set(Field::State, QStringLiteral("%1%").arg(item.progress));
+    item.set(Field::State, QStringLiteral("%1%").arg(item.progress));
     emitRowChanged(row, Field::State, Field::State);
 }
 
-int FileListModel::GetRowProgress(int row) const
+int FileListModel::getRowProgress(int row) const
 {
-    return valid(row) ? items_[size_t(row)].progress : -1;
+    return valid(row) ? m_items[size_t(row)].progress : -1;
 }
 
 void FileListModel::RemoveSelectedItems(const QList<int> &rows)
 {
-    if (items_.empty())
+    if (m_items.empty())
         return;
     QList<int> sorted;
     for (int row : rows) {
@@ -296,37 +296,37 @@ void FileListModel::RemoveSelectedItems(const QList<int> &rows)
         }
         --i;
         beginRemoveRows(QModelIndex(), first, last);
-        items_.erase(items_.begin() + first, items_.begin() + last + 1);
+        m_items.erase(m_items.begin() + first, m_items.begin() + last + 1);
         endRemoveRows();
     }
 }
 
 void FileListModel::ClearMediaItems()
 {
-    if (items_.empty())
+    if (m_items.empty())
         return;
     beginResetModel();
-    items_.clear();
-    items_.shrink_to_fit();
+    m_items.clear();
+    m_items.shrink_to_fit();
     endResetModel();
 }
 
 void FileListModel::UpdateListFooter()
 {
     QStringList durations;
-    durations.reserve(Count());
-    for (const MediaItem &item : items_)
-        durations.append(item.Text(Field::SrcDuration));
-    footerCount_ = FileCountText(Count());
-    footerDuration_ = FormatSeconds(FooterTotalSeconds(durations), false);
-    emit footerChanged(footerCount_, footerDuration_);
+    durations.reserve(count());
+    for (const MediaItem &item : m_items)
+        durations.append(item.text(Field::SrcDuration));
+    m_footerCount = fileCountText(count());
+    m_footerDuration = FormatSeconds(footerTotalSeconds(durations), false);
+    emit footerChanged(m_footerCount, m_footerDuration);
 }
 
-void FileListModel::SetStateColumnCaption(const QString &caption)
+void FileListModel::setStateColumnCaption(const QString &caption)
 {
-    if (caption == stateCaption_)
+    if (caption == m_stateCaption)
         return;
-    stateCaption_ = caption;
+    m_stateCaption = caption;
     emit headerDataChanged(Qt::Horizontal, Field::State, Field::State);
 }
 

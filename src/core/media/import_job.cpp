@@ -50,26 +50,26 @@ void keepLargeBuffersOutOfTheHeaps()
 
 ImportJob::ImportJob(FileListModel *list, FailureReport *report, QObject *parent)
     : QObject(parent)
-    , list_(list)
-    , report_(report)
-    , maxParallel_(std::max(1, QThread::idealThreadCount()))
+    , m_list(list)
+    , m_report(report)
+    , m_maxParallel(std::max(1, QThread::idealThreadCount()))
 {
     keepLargeBuffersOutOfTheHeaps();
-    pool_.setMaxThreadCount(maxParallel_);
+    m_pool.setMaxThreadCount(m_maxParallel);
 }
 
 ImportJob::~ImportJob()
 {
     // Probes still running must not post into a half-destroyed job.
-    cancel_ = true;
-    abort_ = true;
-    pool_.waitForDone();
+    m_cancel = true;
+    m_abort = true;
+    m_pool.waitForDone();
 }
 
-void ImportJob::SetMaxParallel(int probes)
+void ImportJob::setMaxParallel(int probes)
 {
-    maxParallel_ = std::max(1, probes);
-    pool_.setMaxThreadCount(maxParallel_);
+    m_maxParallel = std::max(1, probes);
+    m_pool.setMaxThreadCount(m_maxParallel);
 }
 
 void ImportJob::ImportFiles(const QStringList &paths)
@@ -84,29 +84,29 @@ void ImportJob::ImportDroppedFiles(const QStringList &accepted, const QStringLis
 
 void ImportJob::start(const QStringList &paths, const QStringList &refused, bool countFromZero)
 {
-    if (running_)
+    if (m_running)
         return;
-    paths_.clear();
+    m_paths.clear();
     for (const QString &path : paths) {
         const QString trimmed = path.trimmed();
         if (trimmed.isEmpty())
             continue;
-        if (paths_.size() >= MaxImportPaths)
+        if (m_paths.size() >= MaxImportPaths)
             break;
-        paths_.append(trimmed);
+        m_paths.append(trimmed);
     }
-    refused_ = refused;
-    countFromZero_ = countFromZero;
-    testExistence_ = paths_.size() >= 2;
-    running_ = true;
-    cancel_ = false;
-    abort_ = false;
-    head_ = launched_ = inFlight_ = 0;
-    stopAfter_ = -1;
-    waiting_.clear();
-    outcome_ = ImportOutcome();
+    m_refused = refused;
+    m_countFromZero = countFromZero;
+    m_testExistence = m_paths.size() >= 2;
+    m_running = true;
+    m_cancel = false;
+    m_abort = false;
+    m_head = m_launched = m_inFlight = 0;
+    m_stopAfter = -1;
+    m_waiting.clear();
+    m_outcome = ImportOutcome();
 
-    if (paths_.isEmpty()) {
+    if (m_paths.isEmpty()) {
         // Finish from the event loop so the caller can connect first.
         QTimer::singleShot(0, this, &ImportJob::finish);
         return;
@@ -119,21 +119,21 @@ void ImportJob::start(const QStringList &paths, const QStringList &refused, bool
 
 void ImportJob::launchMore()
 {
-    while (inFlight_ < maxParallel_ && launched_ < paths_.size() && !cancel_.load()) {
-        const int index = launched_++;
-        ++inFlight_;
-        const QString path = paths_.at(index);
-        const bool testExistence = testExistence_;
-        const int timeout = readTimeoutMs_;
-        pool_.start([this, index, path, testExistence, timeout] {
+    while (m_inFlight < m_maxParallel && m_launched < m_paths.size() && !m_cancel.load()) {
+        const int index = m_launched++;
+        ++m_inFlight;
+        const QString path = m_paths.at(index);
+        const bool testExistence = m_testExistence;
+        const int timeout = m_readTimeoutMs;
+        m_pool.start([this, index, path, testExistence, timeout] {
             Result result;
             // Files behind the head are dropped after a cancel; only the head is still probed.
-            if (cancel_.load() && index > stopAfter_)
+            if (m_cancel.load() && index > m_stopAfter)
                 result.skipped = true;
             else if (testExistence && !QFileInfo::exists(path))
                 result.missing = true;
             else
-                result.probe = ProbeMediaFile(path, ProbeOptions { timeout, &abort_ });
+                result.probe = probeMediaFile(path, ProbeOptions { timeout, &m_abort });
             QMetaObject::invokeMethod(
                 this, [this, index, result] { onResult(index, result); }, Qt::QueuedConnection);
         });
@@ -142,41 +142,41 @@ void ImportJob::launchMore()
 
 void ImportJob::onResult(int index, const Result &result)
 {
-    --inFlight_;
-    if (!running_)
+    --m_inFlight;
+    if (!m_running)
         return;
-    waiting_.emplace(index, result);
+    m_waiting.emplace(index, result);
     advanceHead();
-    if (running_)
+    if (m_running)
         launchMore();
 }
 
 void ImportJob::advanceHead()
 {
-    for (auto it = waiting_.find(head_); it != waiting_.end(); it = waiting_.find(head_)) {
+    for (auto it = m_waiting.find(m_head); it != m_waiting.end(); it = m_waiting.find(m_head)) {
         const Result result = it->second;
-        waiting_.erase(it);
-        const QString &path = paths_.at(head_);
+        m_waiting.erase(it);
+        const QString &path = m_paths.at(m_head);
         if (result.missing) {
-            report_->AddFailureReport(FileNameOf(path), QStringLiteral("File not found!"));
-            emit fileSettled(head_, -1);
+            m_report->AddFailureReport(fileNameOf(path), QStringLiteral("File not found!"));
+            emit fileSettled(m_head, -1);
         } else if (!result.skipped) {
             if (result.probe.ok) {
-                const int row = list_->AppendMediaItem(ownedCopy(result.probe.item));
-                if (outcome_.firstNewRow < 0)
-                    outcome_.firstNewRow = row;
-                ++outcome_.rowsAdded;
+                const int row = m_list->appendMediaItem(ownedCopy(result.probe.item));
+                if (m_outcome.firstNewRow < 0)
+                    m_outcome.firstNewRow = row;
+                ++m_outcome.rowsAdded;
                 emit rowReady(row);
-                emit fileSettled(head_, row);
+                emit fileSettled(m_head, row);
             } else {
-                report_->AddFailureReport(
+                m_report->AddFailureReport(
                     result.probe.name, result.probe.message, result.probe.encrypted);
-                emit fileSettled(head_, -1);
+                emit fileSettled(m_head, -1);
             }
-            ReadyLastRow(*list_);
+            readyLastRow(*m_list);
         }
-        ++head_;
-        if (head_ >= paths_.size() || (stopAfter_ >= 0 && head_ > stopAfter_)) {
+        ++m_head;
+        if (m_head >= m_paths.size() || (m_stopAfter >= 0 && m_head > m_stopAfter)) {
             finish();
             return;
         }
@@ -186,34 +186,34 @@ void ImportJob::advanceHead()
 
 void ImportJob::reportHead()
 {
-    if (!running_ || head_ >= paths_.size())
+    if (!m_running || m_head >= m_paths.size())
         return;
-    const int shown = countFromZero_ ? head_ : head_ + 1;
-    emit progress(shown, int(paths_.size()), FileNameOf(paths_.at(head_)));
+    const int shown = m_countFromZero ? m_head : m_head + 1;
+    emit progress(shown, int(m_paths.size()), fileNameOf(m_paths.at(m_head)));
 }
 
 void ImportJob::cancel()
 {
-    if (!running_ || cancel_.load())
+    if (!m_running || m_cancel.load())
         return;
-    stopAfter_ = head_;
-    cancel_ = true;
-    outcome_.cancelled = true;
+    m_stopAfter = m_head;
+    m_cancel = true;
+    m_outcome.cancelled = true;
 }
 
 void ImportJob::finish()
 {
-    if (!running_)
+    if (!m_running)
         return;
-    running_ = false;
+    m_running = false;
     // Probes still going are of files after the cancel point; stop them and drop their rows.
-    abort_ = true;
-    waiting_.clear();
-    for (const QString &path : std::as_const(refused_))
-        report_->AddFailureReport(FileNameOf(path), QStringLiteral("File format not supported!"));
-    refused_.clear();
-    list_->UpdateListFooter();
-    emit finished(outcome_);
+    m_abort = true;
+    m_waiting.clear();
+    for (const QString &path : std::as_const(m_refused))
+        m_report->AddFailureReport(fileNameOf(path), QStringLiteral("File format not supported!"));
+    m_refused.clear();
+    m_list->UpdateListFooter();
+    emit finished(m_outcome);
 }
 
 } // namespace sonivert

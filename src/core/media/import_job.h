@@ -31,8 +31,8 @@ public:
     ImportJob(FileListModel *list, FailureReport *report, QObject *parent = nullptr);
     ~ImportJob() override;
 
-    void SetReadTimeout(int milliseconds) { readTimeoutMs_ = milliseconds; }
-    void SetMaxParallel(int probes);
+    void setReadTimeout(int milliseconds) { m_readTimeoutMs = milliseconds; }
+    void setMaxParallel(int probes);
 
     // Files chosen in the open dialog or named on the command line. A single file is probed
     // without an existence test; with more, a missing file gives "File not found!".
@@ -42,10 +42,10 @@ public:
     void ImportDroppedFiles(const QStringList &accepted, const QStringList &refused);
 
     // Two or more files show the wait dialog; one file is probed behind the window.
-    bool ShowsWaitDialog() const { return paths_.size() >= 2; }
-    int Total() const { return int(paths_.size()); }
-    bool IsRunning() const { return running_; }
-    bool IsCancelled() const { return cancel_.load(); }
+    bool showsWaitDialog() const { return m_paths.size() >= 2; }
+    int total() const { return int(m_paths.size()); }
+    bool isRunning() const { return m_running; }
+    bool isCancelled() const { return m_cancel.load(); }
 
 public slots:
     // Stops before the next file: the file the counter shows is still added.
@@ -76,24 +76,24 @@ private:
     void reportHead();
     void finish();
 
-    FileListModel *list_;
-    FailureReport *report_;
-    QThreadPool pool_;
-    int readTimeoutMs_ = 30000;
-    int maxParallel_;
-    QStringList paths_;
-    QStringList refused_;
-    bool countFromZero_ = false;
-    bool testExistence_ = false;
-    bool running_ = false;
-    int head_ = 0; // the next path whose outcome goes into the list
-    int launched_ = 0;
-    int inFlight_ = 0;
-    std::atomic_int stopAfter_ { -1 }; // set by cancel: the last path still taken
-    std::map<int, Result> waiting_; // outcomes that arrived ahead of the head
-    ImportOutcome outcome_;
-    std::atomic_bool cancel_ { false };
-    std::atomic_bool abort_ { false };
+    FileListModel *m_list;
+    FailureReport *m_report;
+    QThreadPool m_pool;
+    int m_readTimeoutMs = 30000;
+    int m_maxParallel;
+    QStringList m_paths;
+    QStringList m_refused;
+    bool m_countFromZero = false;
+    bool m_testExistence = false;
+    bool m_running = false;
+    int m_head = 0; // the next path whose outcome goes into the list
+    int m_launched = 0;
+    int m_inFlight = 0;
+    std::atomic_int m_stopAfter { -1 }; // set by cancel: the last path still taken
+    std::map<int, Result> m_waiting; // outcomes that arrived ahead of the head
+    ImportOutcome m_outcome;
+    std::atomic_bool m_cancel { false };
+    std::atomic_bool m_abort { false };
 };
 
 } // namespace sonivert

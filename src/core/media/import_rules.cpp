@@ -51,27 +51,27 @@ constexpr FilterEntry filterEntries[] = {
 
 } // namespace
 
-QString SupportedExtensionsText()
+QString supportedExtensionsText()
 {
     return QStringLiteral("|3gp|3gpp|3gp2|3g2|3gpp2|avi|ivf|div|divx|mts|m2ts|dv|vob|flv|f4v|flc|"
                           "fli|m4v|mkv|mpg|mpeg|mpa|dat|mp4|mxf|dvr-ms|nsv|ogv|mov|qt|rm|rmvb|h264|"
                           "tivo|ts|tp|trp|vro|wmv|asf|wtv|webm|");
 }
 
-bool IsSupportedExtension(const QString &extension)
+bool isSupportedExtension(const QString &extension)
 {
     const QString e = extension.toLower();
     if (e.isEmpty() || e.contains(QLatin1Char('|')))
         return false;
-    return SupportedExtensionsText().contains(QLatin1Char('|') + e + QLatin1Char('|'));
+    return supportedExtensionsText().contains(QLatin1Char('|') + e + QLatin1Char('|'));
 }
 
-bool IsSupportedFile(const QString &path)
+bool isSupportedFile(const QString &path)
 {
-    return IsSupportedExtension(QFileInfo(path).suffix());
+    return isSupportedExtension(QFileInfo(path).suffix());
 }
 
-QStringList ImportDialogFilters()
+QStringList importDialogFilters()
 {
     QStringList filters;
     for (const FilterEntry &entry : filterEntries) {
@@ -87,9 +87,9 @@ QStringList ImportDialogFilters()
     return filters;
 }
 
-QString RememberInputFolder(const QString &firstPath, const QString &settingsKey)
+QString rememberInputFolder(const QString &firstPath, const QString &settingsKey)
 {
-    const QString folder = FolderOf(firstPath.trimmed());
+    const QString folder = folderOf(firstPath.trimmed());
     RegWriteText(settingsKey, QStringLiteral("InputPath"), folder);
     return folder;
 }

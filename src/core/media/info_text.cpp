@@ -16,7 +16,7 @@ const QString notAvailable = QStringLiteral("Not Available");
 // Applies the "Not Available" rule, then the label's conversion to what is left.
 template<typename Convert> InfoText infoText(const QString &raw, Convert convert)
 {
-    if (IsNotAvailableValue(raw))
+    if (isNotAvailableValue(raw))
         return InfoText { notAvailable, false };
     return InfoText { convert(raw), true };
 }
@@ -43,7 +43,7 @@ QString hertz(const QString &raw)
 
 QString frameSize(const MediaItem &item)
 {
-    return item.Text(Field::VideoWidth) + QStringLiteral(" x ") + item.Text(Field::VideoHeight);
+    return item.text(Field::VideoWidth) + QStringLiteral(" x ") + item.text(Field::VideoHeight);
 }
 
 QString sizeText(qint64 size)
@@ -56,21 +56,21 @@ QString sizeText(qint64 size)
 
 } // namespace
 
-bool IsNotAvailableValue(const QString &value)
+bool isNotAvailableValue(const QString &value)
 {
     const QString t = value.trimmed();
     return t.isEmpty() || t == QLatin1String("0") || t == QLatin1String("x")
         || t == QLatin1String("-1 x -1") || t == QLatin1String("-1") || t == QLatin1String("1:1");
 }
 
-QString BitRateText(const QString &value)
+QString bitRateText(const QString &value)
 {
     bool ok = false;
     const qlonglong rate = value.trimmed().toLongLong(&ok);
     return QString::number(ok ? rate / 1000 : 0) + QStringLiteral(" kbps");
 }
 
-QString ChannelText(const QString &value)
+QString channelText(const QString &value)
 {
     const QString v = value.trimmed();
     if (v == QLatin1String("1"))
@@ -80,7 +80,7 @@ QString ChannelText(const QString &value)
     return v + QStringLiteral(" Channels");
 }
 
-QString AspectDescription(const QString &aspectText)
+QString aspectDescription(const QString &aspectText)
 {
     struct Entry
     {
@@ -113,7 +113,7 @@ QString AspectDescription(const QString &aspectText)
     return description.replace(QLatin1Char(','), QLatin1Char('.'));
 }
 
-QString AttributeText(int attributes)
+QString attributeText(int attributes)
 {
     QString text;
     if (attributes & FileAttribute::Hidden)
@@ -131,7 +131,7 @@ QString AttributeText(int attributes)
     return text.replace(QLatin1Char(','), QStringLiteral(", "));
 }
 
-int LinuxFileAttributes(const QString &path)
+int linuxFileAttributes(const QString &path)
 {
     const QFileInfo info(path);
     if (!info.exists())
@@ -146,49 +146,49 @@ int LinuxFileAttributes(const QString &path)
     return attributes;
 }
 
-std::array<InfoText, InputInfoLabelCount> InputFileInfoTexts(const MediaItem &item)
+std::array<InfoText, InputInfoLabelCount> inputFileInfoTexts(const MediaItem &item)
 {
     return {
-        infoText(item.Text(Field::VideoCodecName), asIs),
+        infoText(item.text(Field::VideoCodecName), asIs),
         infoText(frameSize(item), pixels),
-        infoText(item.Text(Field::VideoBitRate), BitRateText),
-        infoText(item.Text(Field::VideoFrameRateNumerator), framesPerSecond),
-        infoText(item.Text(Field::AudioCodecName), asIs),
-        infoText(item.Text(Field::AudioSampleRate), hertz),
-        infoText(item.Text(Field::AudioBitRate), BitRateText),
-        infoText(item.Text(Field::AudioChannels), ChannelText),
-        infoText(item.Text(Field::VideoSampleAspectRatio), asIs),
+        infoText(item.text(Field::VideoBitRate), bitRateText),
+        infoText(item.text(Field::VideoFrameRateNumerator), framesPerSecond),
+        infoText(item.text(Field::AudioCodecName), asIs),
+        infoText(item.text(Field::AudioSampleRate), hertz),
+        infoText(item.text(Field::AudioBitRate), bitRateText),
+        infoText(item.text(Field::AudioChannels), channelText),
+        infoText(item.text(Field::VideoSampleAspectRatio), asIs),
     };
 }
 
-QString FileDateText(const QDateTime &time)
+QString fileDateText(const QDateTime &time)
 {
     if (!time.isValid())
         return QString();
     return QLocale().toString(time, QStringLiteral("dddd, MMMM dd, yyyy, hh:mm:ss AP"));
 }
 
-FileFacts ReadFileFacts(const MediaItem &item)
+FileFacts readFileFacts(const MediaItem &item)
 {
     FileFacts facts;
-    facts.path = item.Text(Field::FilePath).trimmed() + item.Text(Field::Name);
+    facts.path = item.text(Field::FilePath).trimmed() + item.text(Field::Name);
     const QFileInfo info(facts.path);
     if (!info.exists())
         return facts;
     facts.read = true;
     facts.typeDescription = QMimeDatabase().mimeTypeForFile(info).comment();
     facts.sizeText = sizeText(info.size());
-    facts.created = FileDateText(info.birthTime());
-    facts.accessed = FileDateText(info.lastRead());
-    facts.modified = FileDateText(info.lastModified());
-    facts.attributes = LinuxFileAttributes(facts.path);
+    facts.created = fileDateText(info.birthTime());
+    facts.accessed = fileDateText(info.lastRead());
+    facts.modified = fileDateText(info.lastModified());
+    facts.attributes = linuxFileAttributes(facts.path);
     return facts;
 }
 
-std::array<InfoText, PropertiesLabelCount> PropertiesInfoTexts(
+std::array<InfoText, PropertiesLabelCount> propertiesInfoTexts(
     const MediaItem &item, const FileFacts &facts)
 {
-    const QFileInfo name(item.Text(Field::Name));
+    const QFileInfo name(item.text(Field::Name));
     std::array<InfoText, PropertiesLabelCount> labels;
     if (!facts.read) {
         // The "Not Available" rule runs last, after every fact was read, so it never ran.
@@ -203,20 +203,20 @@ std::array<InfoText, PropertiesLabelCount> PropertiesInfoTexts(
     labels[4] = infoText(facts.created, asIs);
     labels[5] = infoText(facts.accessed, asIs);
     labels[6] = infoText(facts.modified, asIs);
-    labels[7] = infoText(AttributeText(facts.attributes), asIs);
-    labels[8] = infoText(item.Text(Field::VideoCodecName), asIs);
+    labels[7] = infoText(attributeText(facts.attributes), asIs);
+    labels[8] = infoText(item.text(Field::VideoCodecName), asIs);
     labels[9] = infoText(frameSize(item), pixels);
-    labels[10] = infoText(item.Text(Field::VideoBitRate), BitRateText);
-    labels[11] = infoText(item.Text(Field::VideoFrameRateNumerator), framesPerSecond);
-    labels[12] = infoText(AspectDescription(item.Text(Field::VideoSampleAspectRatio)), asIs);
-    labels[14] = infoText(item.Text(Field::AudioCodecName), asIs);
-    labels[15] = infoText(item.Text(Field::AudioBitRate), BitRateText);
-    labels[16] = infoText(item.Text(Field::AudioSampleRate), hertz);
-    labels[17] = infoText(item.Text(Field::AudioChannels), ChannelText);
+    labels[10] = infoText(item.text(Field::VideoBitRate), bitRateText);
+    labels[11] = infoText(item.text(Field::VideoFrameRateNumerator), framesPerSecond);
+    labels[12] = infoText(aspectDescription(item.text(Field::VideoSampleAspectRatio)), asIs);
+    labels[14] = infoText(item.text(Field::AudioCodecName), asIs);
+    labels[15] = infoText(item.text(Field::AudioBitRate), bitRateText);
+    labels[16] = infoText(item.text(Field::AudioSampleRate), hertz);
+    labels[17] = infoText(item.text(Field::AudioChannels), channelText);
     const int tags[] = { Field::FileTitle, Field::FileComment, Field::FileAuthor, Field::FileAlbum,
         Field::FileYear, Field::FileTrack, Field::FileGenre, Field::FileCopyright };
     for (int i = 0; i < 8; ++i)
-        labels[size_t(19 + i)] = infoText(item.Text(tags[i]), asIs);
+        labels[size_t(19 + i)] = infoText(item.text(tags[i]), asIs);
     return labels;
 }
 

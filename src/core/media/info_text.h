@@ -21,13 +21,13 @@ inline constexpr int InputInfoLabelCount = 9;
 inline constexpr int PropertiesLabelCount = 27;
 
 // "", "0", "x", "-1 x -1", "-1" and "1:1" (after trimming) mean "not determined".
-bool IsNotAvailableValue(const QString &value);
+bool isNotAvailableValue(const QString &value);
 // The value as an integer divided by 1000, truncated: "128000" gives "128 kbps".
-QString BitRateText(const QString &value);
+QString bitRateText(const QString &value);
 // "1 Channel (Mono)", "2 Channels (Stereo)", otherwise "6 Channels".
-QString ChannelText(const QString &value);
+QString channelText(const QString &value);
 // The dialog's description of an aspect text: "1.78" gives "1.78:1 - (16:9)  Widescreen".
-QString AspectDescription(const QString &aspectText);
+QString aspectDescription(const QString &aspectText);
 
 // File attributes as bits, as the dialog names them.
 namespace FileAttribute {
@@ -41,12 +41,12 @@ enum : int {
 } // namespace FileAttribute
 
 // "Hidden, Read-only, System, Normal, Archive" for the bits set, in that order; "" for none.
-QString AttributeText(int attributes);
+QString attributeText(int attributes);
 // Hidden for a dot-file, read-only when not writable, Normal when neither.
-int LinuxFileAttributes(const QString &path);
+int linuxFileAttributes(const QString &path);
 
 // Labels 0 to 8 of the information panel for one row.
-std::array<InfoText, InputInfoLabelCount> InputFileInfoTexts(const MediaItem &item);
+std::array<InfoText, InputInfoLabelCount> inputFileInfoTexts(const MediaItem &item);
 
 // What the properties dialog knows about the file itself.
 struct FileFacts
@@ -62,14 +62,14 @@ struct FileFacts
 };
 
 // Reads the file's facts when the dialog opens; a file that has gone gives only its path.
-FileFacts ReadFileFacts(const MediaItem &item);
+FileFacts readFileFacts(const MediaItem &item);
 // "dddd, MMMM dd, yyyy, hh:mm:ss AP" in the system locale; "" for an invalid time.
-QString FileDateText(const QDateTime &time);
+QString fileDateText(const QDateTime &time);
 
 // Labels 0 to 26 of the properties dialog (13 and 18 stay empty and unavailable). The labels are
 // filled in order and the file's own facts come third: when they could not be read, only the
 // name and the extension are shown, as they are, and every later label stays empty.
-std::array<InfoText, PropertiesLabelCount> PropertiesInfoTexts(
+std::array<InfoText, PropertiesLabelCount> propertiesInfoTexts(
     const MediaItem &item, const FileFacts &facts);
 
 } // namespace sonivert

@@ -112,7 +112,7 @@ QString toText(const QVariant &value)
 
 } // namespace
 
-FieldType FieldTypeOf(int index)
+FieldType fieldTypeOf(int index)
 {
     switch (index) {
     case Field::FileSize:
@@ -140,12 +140,12 @@ FieldType FieldTypeOf(int index)
     }
 }
 
-QString FieldKey(int index)
+QString fieldKey(int index)
 {
     return inRange(index) ? fieldKeys().at(index) : QString();
 }
 
-int FieldIndexOfKey(const QString &key)
+int fieldIndexOfKey(const QString &key)
 {
     // Column 4's caption is empty; an empty key names no field.
     if (key.isEmpty())
@@ -156,22 +156,22 @@ int FieldIndexOfKey(const QString &key)
 MediaItem::MediaItem()
 {
     for (int i = 0; i < MediaFieldCount; ++i)
-        fields[size_t(i)] = emptyValue(FieldTypeOf(i));
+        fields[size_t(i)] = emptyValue(fieldTypeOf(i));
 }
 
-QVariant MediaItem::Get(int index) const
+QVariant MediaItem::get(int index) const
 {
     if (!inRange(index))
         return QVariant();
     return fields[size_t(index)];
 }
 
-bool MediaItem::Set(int index, const QVariant &value)
+bool MediaItem::set(int index, const QVariant &value)
 {
     if (!inRange(index))
         return false;
     QVariant &slot = fields[size_t(index)];
-    switch (FieldTypeOf(index)) {
+    switch (fieldTypeOf(index)) {
     case FieldType::Integer:
         slot = QVariant(toInteger(value));
         break;
@@ -185,27 +185,27 @@ bool MediaItem::Set(int index, const QVariant &value)
     return true;
 }
 
-QString MediaItem::Text(int index) const
+QString MediaItem::text(int index) const
 {
-    return inRange(index) ? toText(Get(index)) : QString();
+    return inRange(index) ? toText(get(index)) : QString();
 }
 
-int MediaItem::Integer(int index) const
+int MediaItem::integer(int index) const
 {
-    return inRange(index) ? toInteger(Get(index)) : 0;
+    return inRange(index) ? toInteger(get(index)) : 0;
 }
 
-bool MediaItem::Boolean(int index) const
+bool MediaItem::boolean(int index) const
 {
-    return inRange(index) && toBoolean(Get(index));
+    return inRange(index) && toBoolean(get(index));
 }
 
-QString HalfText(int32_t half)
+QString halfText(int32_t half)
 {
     return QString::number(half);
 }
 
-int64_t JoinHalfTexts(const QString &low, const QString &high)
+int64_t joinHalfTexts(const QString &low, const QString &high)
 {
     bool okLow = false;
     bool okHigh = false;

@@ -68,11 +68,11 @@ inline constexpr int VisibleFieldCount = 5;
 
 enum class FieldType { Text, Integer, Boolean };
 
-FieldType FieldTypeOf(int index);
+FieldType fieldTypeOf(int index);
 // The column caption: " ", "Name", "Duration", "Format", "", then "SrcDuration" ... "ErrMsg".
-QString FieldKey(int index);
+QString fieldKey(int index);
 // -1 when no field has that key.
-int FieldIndexOfKey(const QString &key);
+int fieldIndexOfKey(const QString &key);
 
 enum class RowState : int {
     InProgress = 0,
@@ -122,18 +122,18 @@ struct MediaItem
     SourceFacts source; // what the converter needs beyond the fields
 
     // The value coerced to the field's type: "" / 0 / false for what does not read as such.
-    QVariant Get(int index) const;
+    QVariant get(int index) const;
     // Stores the value converted to the field's type; false for an index out of range.
-    bool Set(int index, const QVariant &value);
+    bool set(int index, const QVariant &value);
 
-    QString Text(int index) const;
-    int Integer(int index) const;
-    bool Boolean(int index) const;
+    QString text(int index) const;
+    int integer(int index) const;
+    bool boolean(int index) const;
 };
 
 // The decimal text of the signed reading of a 32-bit half ("-1294967296" for 3,000,000,000).
-QString HalfText(int32_t half);
+QString halfText(int32_t half);
 // Joins two half texts back into the 64-bit value; unreadable texts count as 0.
-int64_t JoinHalfTexts(const QString &low, const QString &high);
+int64_t joinHalfTexts(const QString &low, const QString &high);
 
 } // namespace sonivert

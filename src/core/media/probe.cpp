@@ -34,12 +34,12 @@ QString shortDecimal(double value)
 
 void fillItem(MediaItem &item, const QString &path, const Decoder &d)
 {
-    int64_t duration = d.FileDuration();
+    int64_t duration = d.fileDuration();
     if (duration == UnknownTime)
         duration = 0;
     int32_t low = 0;
     int32_t high = 0;
-    SplitTime(duration, low, high);
+    splitTime(duration, low, high);
 
     const int v = d.FirstVideoStreamIndex();
     const int a = d.FirstAudioStreamIndex();
@@ -53,71 +53,71 @@ void fillItem(MediaItem &item, const QString &path, const Decoder &d)
             d.GetVideoInfosDARDenominator(v), d.GetVideoInfosDisplayAspectRatio(v))
         : ClassifyAspectRatio(0, 0, 0, 0, 0.0f);
 
-    item.Set(Field::StateIcon, QString());
-    item.Set(Field::Name, FileNameOf(path));
-    item.Set(Field::Duration, FormatMediaTime(duration).left(8));
-    item.Set(Field::Format, QFileInfo(path).suffix().toUpper());
-    item.Set(Field::State, QString());
-    item.Set(Field::SrcDuration, twoDecimals(double(duration) / 1000000.0));
-    item.srcDurationTag = item.Text(Field::SrcDuration);
-    item.Set(Field::FilePath, FolderOf(path));
-    item.Set(Field::FileSize, d.FileSizeLow());
-    item.Set(Field::FileDuration, d.GetFileInfoDurationLow());
-    item.Set(Field::VideoStream, d.IsVideoStream(v));
-    item.Set(Field::AudioStream, d.IsAudioStream(a));
-    item.Set(Field::SubtitleStream, d.IsSubtitleStream(t));
-    item.Set(Field::VideoStreamCount, d.VideoStreamCount());
-    item.Set(Field::VideoCodecName, NormaliseCodecName(d.GetVideoInfosCodecName(v).trimmed()));
-    item.Set(Field::VideoWidth, width);
-    item.Set(Field::VideoHeight, height);
-    item.Set(Field::VideoBitRate, d.GetVideoInfosBitRate(v));
-    item.Set(Field::VideoFrameRateNumerator,
-        FrameRateField(
+    item.set(Field::StateIcon, QString());
+    item.set(Field::Name, fileNameOf(path));
+    item.set(Field::Duration, FormatMediaTime(duration).left(8));
+    item.set(Field::Format, QFileInfo(path).suffix().toUpper());
+    item.set(Field::State, QString());
+    item.set(Field::SrcDuration, twoDecimals(double(duration) / 1000000.0));
+    item.srcDurationTag = item.text(Field::SrcDuration);
+    item.set(Field::FilePath, folderOf(path));
+    item.set(Field::FileSize, d.FileSizeLow());
+    item.set(Field::FileDuration, d.GetFileInfoDurationLow());
+    item.set(Field::VideoStream, d.IsVideoStream(v));
+    item.set(Field::AudioStream, d.IsAudioStream(a));
+    item.set(Field::SubtitleStream, d.IsSubtitleStream(t));
+    item.set(Field::VideoStreamCount, d.VideoStreamCount());
+    item.set(Field::VideoCodecName, NormaliseCodecName(d.GetVideoInfosCodecName(v).trimmed()));
+    item.set(Field::VideoWidth, width);
+    item.set(Field::VideoHeight, height);
+    item.set(Field::VideoBitRate, d.GetVideoInfosBitRate(v));
+    item.set(Field::VideoFrameRateNumerator,
+        frameRateField(
             d.GetVideoInfosFrameRateNumerator(v), d.GetVideoInfosFrameRateDenominator(v)));
-    item.Set(Field::VideoSampleAspectRatio, aspect);
-    item.Set(Field::VideoDurationLow, d.GetVideoInfosDurationLow(v));
-    item.Set(Field::VideoLanguage, d.GetVideoInfosLanguage(v));
-    item.Set(Field::AudioStreamCount, d.AudioStreamCount());
-    item.Set(Field::AudioCodecName, NormaliseCodecName(d.GetAudioInfosCodecName(a).trimmed()));
-    item.Set(Field::AudioBitRate, d.GetAudioInfosBitRate(a));
-    item.Set(Field::AudioSampleRate, d.GetAudioInfosSampleRate(a));
-    item.Set(Field::AudioChannels, d.GetAudioInfosChannels(a));
-    item.Set(Field::AudioDurationLow, d.GetAudioInfosDurationLow(a));
-    item.Set(Field::AudioLanguage, d.GetAudioInfosLanguage(a));
-    item.Set(Field::FileTitle, d.GetFileInfoTitle());
-    item.Set(Field::FileComment, d.GetFileInfoComment());
-    item.Set(Field::FileAuthor, d.GetFileInfoAuthor());
-    item.Set(Field::FileAlbum, d.GetFileInfoAlbum());
-    item.Set(Field::FileYear, d.GetFileInfoYear());
-    item.Set(Field::FileTrack, d.GetFileInfoTrack());
-    item.Set(Field::FileGenre, d.GetFileInfoGenre());
-    item.Set(Field::FileCopyright, d.GetFileInfoCopyright());
-    item.Set(Field::TrimStartLow, QStringLiteral("0"));
-    item.Set(Field::TrimStartHigh, QStringLiteral("0"));
-    item.Set(Field::TrimEndLow, HalfText(low));
-    item.Set(Field::TrimEndHigh, HalfText(high));
-    item.Set(Field::Filters, QString());
-    item.Set(Field::Deinterlacing, QStringLiteral("black"));
-    item.Set(Field::ConvertedFileName, QString());
-    item.Set(Field::NewAspectRatio, QStringLiteral("Original"));
-    item.Set(Field::FileDurationLow, HalfText(low));
-    item.Set(Field::FileDurationHigh, HalfText(high));
-    item.Set(Field::ErrMsg, QString());
-    item.source = d.ConverterFacts();
+    item.set(Field::VideoSampleAspectRatio, aspect);
+    item.set(Field::VideoDurationLow, d.GetVideoInfosDurationLow(v));
+    item.set(Field::VideoLanguage, d.GetVideoInfosLanguage(v));
+    item.set(Field::AudioStreamCount, d.AudioStreamCount());
+    item.set(Field::AudioCodecName, NormaliseCodecName(d.GetAudioInfosCodecName(a).trimmed()));
+    item.set(Field::AudioBitRate, d.GetAudioInfosBitRate(a));
+    item.set(Field::AudioSampleRate, d.GetAudioInfosSampleRate(a));
+    item.set(Field::AudioChannels, d.GetAudioInfosChannels(a));
+    item.set(Field::AudioDurationLow, d.GetAudioInfosDurationLow(a));
+    item.set(Field::AudioLanguage, d.GetAudioInfosLanguage(a));
+    item.set(Field::FileTitle, d.GetFileInfoTitle());
+    item.set(Field::FileComment, d.GetFileInfoComment());
+    item.set(Field::FileAuthor, d.GetFileInfoAuthor());
+    item.set(Field::FileAlbum, d.GetFileInfoAlbum());
+    item.set(Field::FileYear, d.GetFileInfoYear());
+    item.set(Field::FileTrack, d.GetFileInfoTrack());
+    item.set(Field::FileGenre, d.GetFileInfoGenre());
+    item.set(Field::FileCopyright, d.GetFileInfoCopyright());
+    item.set(Field::TrimStartLow, QStringLiteral("0"));
+    item.set(Field::TrimStartHigh, QStringLiteral("0"));
+    item.set(Field::TrimEndLow, halfText(low));
+    item.set(Field::TrimEndHigh, halfText(high));
+    item.set(Field::Filters, QString());
+    item.set(Field::Deinterlacing, QStringLiteral("black"));
+    item.set(Field::ConvertedFileName, QString());
+    item.set(Field::NewAspectRatio, QStringLiteral("Original"));
+    item.set(Field::FileDurationLow, halfText(low));
+    item.set(Field::FileDurationHigh, halfText(high));
+    item.set(Field::ErrMsg, QString());
+    item.source = d.converterFacts();
     item.stateIcon = ListIcon::Ready;
     item.state = RowState::Ready;
 }
 
 } // namespace
 
-QString FileNameOf(const QString &path)
+QString fileNameOf(const QString &path)
 {
     const QFileInfo info(path);
     // Base name, ".", extension; a name without an extension keeps no dangling dot.
     return info.fileName();
 }
 
-QString FolderOf(const QString &path)
+QString folderOf(const QString &path)
 {
     QString folder = QFileInfo(path).absolutePath();
     if (!folder.endsWith(QLatin1Char('/')))
@@ -125,10 +125,10 @@ QString FolderOf(const QString &path)
     return folder;
 }
 
-ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options)
+ProbeResult probeMediaFile(const QString &path, const ProbeOptions &options)
 {
     ProbeResult result;
-    result.name = FileNameOf(path);
+    result.name = fileNameOf(path);
     // Opening a pipe or a device can block before any read time-out applies.
     const QFileInfo info(path);
     if (info.exists() && !info.isFile() && !info.isDir()) {
@@ -136,11 +136,11 @@ ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options)
         return result;
     }
     Decoder decoder(options.readTimeoutMs);
-    decoder.SetAbortFlag(options.abort);
+    decoder.setAbortFlag(options.abort);
     try {
         if (!decoder.OpenFile(path)) {
             result.message = decoder.LastErrorText().trimmed();
-            result.encrypted = SaysInvalidData(result.message) && ContainerShowsEncryption(path);
+            result.encrypted = saysInvalidData(result.message) && containerShowsEncryption(path);
             return result;
         }
         fillItem(result.item, path, decoder);
@@ -159,18 +159,18 @@ ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options)
 
 void ProbeFile(const QString &path, FileListModel &list, FailureReport &report)
 {
-    const ProbeResult result = ProbeMediaFile(path);
+    const ProbeResult result = probeMediaFile(path);
     if (result.ok)
-        list.AppendMediaItem(result.item);
+        list.appendMediaItem(result.item);
     else
         report.AddFailureReport(result.name, result.message, result.encrypted);
-    ReadyLastRow(list);
+    readyLastRow(list);
 }
 
-void ReadyLastRow(FileListModel &list)
+void readyLastRow(FileListModel &list)
 {
-    if (list.Count() > 0)
-        list.SetRowState(list.Count() - 1, true, RowState::Ready);
+    if (list.count() > 0)
+        list.SetRowState(list.count() - 1, true, RowState::Ready);
 }
 
 QString NormaliseCodecName(const QString &name)
@@ -229,7 +229,7 @@ QString ClassifyAspectRatio(
     return text;
 }
 
-int FrameRateField(int numerator, int denominator)
+int frameRateField(int numerator, int denominator)
 {
     if (numerator == 0 || numerator == -1)
         return numerator;

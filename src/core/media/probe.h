@@ -28,14 +28,14 @@ struct ProbeOptions
 
 // Probes one file into a complete item with all 47 fields, or into a report line. Safe to call
 // from several threads at once.
-ProbeResult ProbeMediaFile(const QString &path, const ProbeOptions &options = {});
+ProbeResult probeMediaFile(const QString &path, const ProbeOptions &options = {});
 
 // Appends the probed row (ready) or adds the report line; either way the last row of the list is
 // then set to ready.
 void ProbeFile(const QString &path, FileListModel &list, FailureReport &report);
 // What every probe ends with, whatever its outcome: the list's last row is shown as ready again
 // (a row of an earlier run included).
-void ReadyLastRow(FileListModel &list);
+void readyLastRow(FileListModel &list);
 
 // A name ending in a part in parentheses becomes that part without them:
 // "AAC (Advanced Audio Coding)" gives "Advanced Audio Coding"; other names stay as they are.
@@ -48,11 +48,11 @@ QString ClassifyAspectRatio(
 
 // Whole frames per second of field 17: numerator / denominator truncated; 0 and -1 stay as they
 // are, and a zero denominator keeps the numerator.
-int FrameRateField(int numerator, int denominator);
+int frameRateField(int numerator, int denominator);
 
 // "a.b.mkv" for ".../a.b.mkv".
-QString FileNameOf(const QString &path);
+QString fileNameOf(const QString &path);
 // The parent folder of the path with a trailing "/".
-QString FolderOf(const QString &path);
+QString folderOf(const QString &path);
 
 } // namespace sonivert

@@ -40,7 +40,7 @@ int64_t streamDurationUs(const AVStream *stream)
 
 } // namespace
 
-int DefaultAudioStreamIndex(const AVFormatContext *context)
+int defaultAudioStreamIndex(const AVFormatContext *context)
 {
     int best = -1;
     int64_t bestScore = -1;
@@ -58,7 +58,7 @@ int DefaultAudioStreamIndex(const AVFormatContext *context)
     return best;
 }
 
-SongTags ReadableTags(const QList<QPair<QString, QString>> &containerTags,
+SongTags readableTags(const QList<QPair<QString, QString>> &containerTags,
     const QList<QPair<QString, QString>> &streamTags)
 {
     const auto find = [](const QList<QPair<QString, QString>> &tags, const QString &key) {
@@ -88,12 +88,12 @@ SongTags ReadableTags(const QList<QPair<QString, QString>> &containerTags,
     return tags;
 }
 
-SourceFacts SourceFactsOf(const AVFormatContext *context)
+SourceFacts sourceFactsOf(const AVFormatContext *context)
 {
     SourceFacts facts;
     if (context->duration != AV_NOPTS_VALUE && context->duration > 0)
         facts.durationUs = context->duration;
-    const int audio = DefaultAudioStreamIndex(context);
+    const int audio = defaultAudioStreamIndex(context);
     facts.hasAudio = audio >= 0;
     QList<QPair<QString, QString>> streamTags;
     if (facts.hasAudio) {
@@ -101,18 +101,18 @@ SourceFacts SourceFactsOf(const AVFormatContext *context)
         facts.audioDurationUs = streamDurationUs(stream);
         streamTags = tagsOf(stream->metadata);
     }
-    facts.tags = ReadableTags(tagsOf(context->metadata), streamTags);
+    facts.tags = readableTags(tagsOf(context->metadata), streamTags);
     return facts;
 }
 
-SourceFacts ReadSourceFacts(const QString &path)
+SourceFacts readSourceFacts(const QString &path)
 {
     AVFormatContext *raw = nullptr;
     if (avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
         return {};
     std::unique_ptr<AVFormatContext, InputCloser> context(raw);
     avformat_find_stream_info(context.get(), nullptr);
-    return SourceFactsOf(context.get());
+    return sourceFactsOf(context.get());
 }
 
 } // namespace sonivert

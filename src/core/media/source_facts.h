@@ -26,16 +26,16 @@ struct SourceFacts
 };
 
 // The facts of an open file.
-SourceFacts SourceFactsOf(const AVFormatContext *context);
+SourceFacts sourceFactsOf(const AVFormatContext *context);
 // Opens path to read its facts; all unknown when it cannot be opened.
-SourceFacts ReadSourceFacts(const QString &path);
+SourceFacts readSourceFacts(const QString &path);
 
 // The audio stream ffmpeg converts when no stream is chosen: the one with the most channels,
 // a default stream before others, the first among equals. -1 when there is none.
-int DefaultAudioStreamIndex(const AVFormatContext *context);
+int defaultAudioStreamIndex(const AVFormatContext *context);
 
 // The song tags among a file's container and stream tags, in a stable order.
-SongTags ReadableTags(const QList<QPair<QString, QString>> &containerTags,
+SongTags readableTags(const QList<QPair<QString, QString>> &containerTags,
     const QList<QPair<QString, QString>> &streamTags);
 
 } // namespace sonivert

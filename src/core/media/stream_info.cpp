@@ -55,7 +55,7 @@ int32_t durationLow(const AVStream *s)
         microseconds = av_rescale_q(s->duration, s->time_base, AVRational { 1, AV_TIME_BASE });
     int32_t low = 0;
     int32_t high = 0;
-    SplitTime(microseconds, low, high);
+    splitTime(microseconds, low, high);
     return low;
 }
 
@@ -80,7 +80,7 @@ void readDisplayAspect(const AVFormatContext *context, const AVStream *s, VideoS
 
 } // namespace
 
-VideoStreamInfo ReadVideoStreamInfo(const AVFormatContext *context, const AVStream *s)
+VideoStreamInfo readVideoStreamInfo(const AVFormatContext *context, const AVStream *s)
 {
     VideoStreamInfo info;
     if (!context || !s)
@@ -98,7 +98,7 @@ VideoStreamInfo ReadVideoStreamInfo(const AVFormatContext *context, const AVStre
     return info;
 }
 
-AudioStreamInfo ReadAudioStreamInfo(const AVStream *s)
+AudioStreamInfo readAudioStreamInfo(const AVStream *s)
 {
     AudioStreamInfo info;
     if (!s)
@@ -112,7 +112,7 @@ AudioStreamInfo ReadAudioStreamInfo(const AVStream *s)
     return info;
 }
 
-FileTags ReadFileTags(const AVFormatContext *context, const AVStream *firstAudio)
+FileTags readFileTags(const AVFormatContext *context, const AVStream *firstAudio)
 {
     FileTags tags;
     if (!context)

@@ -49,8 +49,8 @@ struct FileTags
 };
 
 // A null stream or context reads as unknown.
-VideoStreamInfo ReadVideoStreamInfo(const AVFormatContext *context, const AVStream *stream);
-AudioStreamInfo ReadAudioStreamInfo(const AVStream *stream);
-FileTags ReadFileTags(const AVFormatContext *context, const AVStream *firstAudio);
+VideoStreamInfo readVideoStreamInfo(const AVFormatContext *context, const AVStream *stream);
+AudioStreamInfo readAudioStreamInfo(const AVStream *stream);
+FileTags readFileTags(const AVFormatContext *context, const AVStream *firstAudio);
 
 } // namespace sonivert

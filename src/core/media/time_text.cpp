@@ -6,13 +6,13 @@
 
 namespace sonivert {
 
-int64_t JoinTimeHalves(int32_t low, int32_t high)
+int64_t joinTimeHalves(int32_t low, int32_t high)
 {
     const uint64_t bits = (uint64_t(uint32_t(high)) << 32) | uint64_t(uint32_t(low));
     return int64_t(bits);
 }
 
-void SplitTime(int64_t value, int32_t &low, int32_t &high)
+void splitTime(int64_t value, int32_t &low, int32_t &high)
 {
     const uint64_t bits = uint64_t(value);
     low = int32_t(uint32_t(bits & 0xffffffffu));
@@ -21,12 +21,12 @@ void SplitTime(int64_t value, int32_t &low, int32_t &high)
 
 double MicrosecondsToSeconds(int32_t low, int32_t high)
 {
-    return double(JoinTimeHalves(low, high)) / 1000000.0;
+    return double(joinTimeHalves(low, high)) / 1000000.0;
 }
 
 QString FormatMediaTime(int32_t low, int32_t high)
 {
-    return FormatMediaTime(JoinTimeHalves(low, high));
+    return FormatMediaTime(joinTimeHalves(low, high));
 }
 
 QString FormatMediaTime(int64_t microseconds)
@@ -53,10 +53,10 @@ QString FormatSeconds(int32_t seconds, bool asWords)
                              .arg(hours, 2, 10, QLatin1Char('0'))
                              .arg(minutes, 2, 10, QLatin1Char('0'))
                              .arg(secs, 2, 10, QLatin1Char('0'));
-    return asWords ? ClockTextToWords(text) : text;
+    return asWords ? clockTextToWords(text) : text;
 }
 
-QString ClockTextToWords(const QString &text)
+QString clockTextToWords(const QString &text)
 {
     const qsizetype p = text.indexOf(QLatin1Char(':'));
     if (p < 0 || text.size() < p + 3)

@@ -9,8 +9,8 @@ namespace sonivert {
 // travels as two signed 32-bit halves: value = high * 2^32 + (low taken as unsigned).
 constexpr int64_t UnknownTime = INT64_MIN;
 
-int64_t JoinTimeHalves(int32_t low, int32_t high);
-void SplitTime(int64_t value, int32_t &low, int32_t &high);
+int64_t joinTimeHalves(int32_t low, int32_t high);
+void splitTime(int64_t value, int32_t &low, int32_t &high);
 
 double MicrosecondsToSeconds(int32_t low, int32_t high);
 
@@ -20,7 +20,7 @@ QString FormatMediaTime(int64_t microseconds);
 
 // "hh:mm:ss" of whole seconds, or the same spelled out ("1 hour, 1 minute, and 0 seconds").
 QString FormatSeconds(int32_t seconds, bool asWords);
-QString ClockTextToWords(const QString &text);
+QString clockTextToWords(const QString &text);
 
 // "512 bytes", "4.88 kB", "1.91 MB"... with the user's decimal separator; "" past yottabytes.
 QString FormatByteSize(double size);

@@ -2,7 +2,7 @@
 
 namespace sonivert {
 
-void CommandLock::Lock(const QList<QWidget *> &controls)
+void CommandLock::lock(const QList<QWidget *> &controls)
 {
     if (m_locked)
         return;
@@ -17,7 +17,7 @@ void CommandLock::Lock(const QList<QWidget *> &controls)
     }
 }
 
-void CommandLock::Release()
+void CommandLock::release()
 {
     if (!m_locked)
         return;

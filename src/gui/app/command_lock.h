@@ -11,9 +11,9 @@ namespace sonivert {
 class CommandLock
 {
 public:
-    void Lock(const QList<QWidget *> &controls);
-    void Release();
-    bool IsLocked() const { return m_locked; }
+    void lock(const QList<QWidget *> &controls);
+    void release();
+    bool isLocked() const { return m_locked; }
 
 private:
     struct Saved

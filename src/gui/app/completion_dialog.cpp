@@ -30,7 +30,7 @@ CompletionDialog::CompletionDialog(const QString &outputFolder, QWidget *mainWin
     QPushButton *picture = m_buttons[2];
     picture->setFlat(true);
     picture->setFocusPolicy(Qt::NoFocus);
-    picture->setIcon(QIcon(IconStore::Get(14)));
+    picture->setIcon(QIcon(IconStore::get(14)));
     picture->setIconSize(QSize(48, 48));
     picture->setFixedSize(64, 64);
 

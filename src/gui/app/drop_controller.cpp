@@ -17,7 +17,7 @@ DropController::DropController(
     : QObject(parent)
     , m_canAcceptDrops(std::move(canAcceptDrops))
     , m_onFiles(std::move(onFiles))
-    , m_extensionList(SupportedExtensionsText())
+    , m_extensionList(supportedExtensionsText())
     , m_scanner(new DropScanner(this))
 {
     connect(m_scanner, &DropScanner::itemStarted, this, [this](const QString &item) {
@@ -60,7 +60,7 @@ bool DropController::isBusy() const
     return m_scanner->isRunning();
 }
 
-QStringList DropController::LocalPaths(const QMimeData *mimeData)
+QStringList DropController::localPaths(const QMimeData *mimeData)
 {
     QStringList paths;
     if (!mimeData || !mimeData->hasUrls())
@@ -82,7 +82,7 @@ bool DropController::wants(QDropEvent *event) const
     // A file browser that sees a move taken deletes the source: only ever take a copy.
     if (!(event->possibleActions() & Qt::CopyAction))
         return false;
-    return !LocalPaths(event->mimeData()).isEmpty();
+    return !localPaths(event->mimeData()).isEmpty();
 }
 
 bool DropController::handleDragEnter(QDragEnterEvent *event)
@@ -107,7 +107,7 @@ bool DropController::handleDrop(QDropEvent *event, QWidget *mainWindow)
         event->ignore();
         return false;
     }
-    const QStringList dropped = LocalPaths(event->mimeData());
+    const QStringList dropped = localPaths(event->mimeData());
     event->setDropAction(Qt::CopyAction);
     event->accept();
 
@@ -126,7 +126,7 @@ bool DropController::handleDrop(QDropEvent *event, QWidget *mainWindow)
 
 void DropController::finish(const QStringList &found)
 {
-    const DropPartition partition = PartitionDroppedFiles(found, m_extensionList);
+    const DropPartition partition = partitionDroppedFiles(found, m_extensionList);
     if (m_dialog) {
         m_dialog->hide();
         m_dialog->deleteLater();

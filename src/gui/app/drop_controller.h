@@ -49,7 +49,7 @@ public:
     bool isBusy() const;
 
     // The local files and folders of a text/uri-list, in drop order; anything else is left out.
-    static QStringList LocalPaths(const QMimeData *mimeData);
+    static QStringList localPaths(const QMimeData *mimeData);
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;

@@ -38,8 +38,8 @@ FileListController::FileListController(MainWindow &window, InfoPanel &info,
     m_list = new FileListModel(this);
     m_info.setFileList(m_list);
     FileViewMain *view = m_window.fileView();
-    view->SetFileList(m_list);
-    view->SetIconProvider([this](int id) { return QIcon(m_listIcons.Icon(id)); });
+    view->setFileList(m_list);
+    view->setIconProvider([this](int id) { return QIcon(m_listIcons.icon(id)); });
     connect(view, &FileViewMain::singleRowSelected, this, [this](int row) {
         if (m_window.GetConvertButtonState() == 0)
             m_window.Show_InputFileInfo(row);
@@ -88,8 +88,8 @@ void FileListController::buildListMenu()
 
 void FileListController::load()
 {
-    m_listIcons.Load(SkinImageFolder() + kListIconsFile);
-    m_inputFolder = Folders().inputPath;
+    m_listIcons.load(skinImageFolder() + kListIconsFile);
+    m_inputFolder = folders().inputPath;
 }
 
 void FileListController::importFiles(const QStringList &chosen)
@@ -100,19 +100,19 @@ void FileListController::importFiles(const QStringList &chosen)
     if (paths.isEmpty()) {
         m_choosingFiles = true;
         paths = QFileDialog::getOpenFileNames(&m_window, QStringLiteral("Add Files"), m_inputFolder,
-            ImportDialogFilters().join(QStringLiteral(";;")));
+            importDialogFilters().join(QStringLiteral(";;")));
         m_choosingFiles = false;
         if (paths.isEmpty() || m_import) {
             scheduleNextPendingText();
             return;
         }
     }
-    m_inputFolder = RememberInputFolder(paths.first(), m_settingsKey);
-    if (FindFfmpegProgram().isEmpty()) {
-        ShowMessage(MissingFfmpegMessage(), MsgCritical, QString(), &m_window);
+    m_inputFolder = rememberInputFolder(paths.first(), m_settingsKey);
+    if (findFfmpegProgram().isEmpty()) {
+        ShowMessage(missingFfmpegMessage(), MsgCritical, QString(), &m_window);
         return;
     }
-    m_import = StartImport(&m_window, m_list, &m_window.failureReport(), paths);
+    m_import = startImport(&m_window, m_list, &m_window.failureReport(), paths);
     connect(m_import, &ImportJob::finished, this, &FileListController::onImportFinished);
     lockCommandsForImport();
 }
@@ -121,11 +121,11 @@ void FileListController::importDroppedFiles(const QStringList &accepted, const Q
 {
     if (m_import || (accepted.isEmpty() && refused.isEmpty()))
         return;
-    if (!accepted.isEmpty() && FindFfmpegProgram().isEmpty()) {
-        ShowMessage(MissingFfmpegMessage(), MsgCritical, QString(), &m_window);
+    if (!accepted.isEmpty() && findFfmpegProgram().isEmpty()) {
+        ShowMessage(missingFfmpegMessage(), MsgCritical, QString(), &m_window);
         return;
     }
-    m_import = StartDroppedImport(&m_window, m_list, &m_window.failureReport(), accepted, refused);
+    m_import = startDroppedImport(&m_window, m_list, &m_window.failureReport(), accepted, refused);
     connect(m_import, &ImportJob::finished, this, &FileListController::onImportFinished);
     lockCommandsForImport();
 }
@@ -134,15 +134,15 @@ void FileListController::importDroppedFiles(const QStringList &accepted, const Q
 // (a conversion of a half-filled list, a second import, a removal of the row being added).
 void FileListController::lockCommandsForImport()
 {
-    m_importLock.Lock(m_lockedByImport);
+    m_importLock.lock(m_lockedByImport);
 }
 
 void FileListController::onImportFinished(const ImportOutcome &)
 {
     m_import = nullptr;
-    m_importLock.Release();
+    m_importLock.release();
     settleListState();
-    ShowFailureReportDialog(&m_window, m_window.failureReport(), QStringLiteral("Failed"),
+    showFailureReportDialog(&m_window, m_window.failureReport(), QStringLiteral("Failed"),
         QStringLiteral("Failed to import files!"), m_settingsKey);
     emit importFinished();
     QTimer::singleShot(0, this, &FileListController::openNextPendingText);
@@ -151,9 +151,9 @@ void FileListController::onImportFinished(const ImportOutcome &)
 // After an import or a refused file: the list commands follow whether the list has rows.
 void FileListController::settleListState()
 {
-    if (m_list->Count() > 0) {
+    if (m_list->count() > 0) {
         m_window.SetControlsState(ControlsMode::Normal, true);
-        m_window.fileView()->SelectRow(0);
+        m_window.fileView()->selectAndReveal(0);
         m_window.fileView()->setFocus();
     } else {
         m_window.SetControlsState(ControlsMode::ListState, false);
@@ -168,8 +168,8 @@ void FileListController::openFileFromText(const QString &text)
         m_pendingTexts.append(text);
         return;
     }
-    const QString path = PathFromCommandText(text);
-    if (IsSupportedFile(path)) {
+    const QString path = pathFromCommandText(text);
+    if (isSupportedFile(path)) {
         importFiles({ path });
     } else {
         ShowMessage(QStringLiteral("Plase check if the file format supported and listed in our "
@@ -187,7 +187,7 @@ void FileListController::finishStartUp()
 
 bool FileListController::freeForHandOver() const
 {
-    return m_startUpDone && !m_window.isUnloaded() && !Flags().isUnloading && !m_import
+    return m_startUpDone && !m_window.isUnloaded() && !flags().isUnloading && !m_import
         && !m_choosingFiles && !m_drops->isBusy() && m_window.isEnabled()
         && !QApplication::activeModalWidget();
 }
@@ -208,10 +208,10 @@ void FileListController::removeCommand()
 {
     if (!m_window.listButton(BtnRemove)->isEnabled())
         return;
-    m_list->RemoveSelectedItems(m_window.fileView()->SelectedRows());
+    m_list->RemoveSelectedItems(m_window.fileView()->selectedRows());
     m_list->UpdateListFooter();
     m_info.clear();
-    if (m_list->Count() == 0)
+    if (m_list->count() == 0)
         m_window.SetControlsState(ControlsMode::ListState, false);
 }
 
@@ -227,21 +227,21 @@ void FileListController::clearListCommand()
 
 void FileListController::trimCommand()
 {
-    const QList<int> rows = m_window.fileView()->SelectedRows();
+    const QList<int> rows = m_window.fileView()->selectedRows();
     if (rows.size() != 1 || m_window.GetConvertButtonState() != 0)
         return;
     m_info.setCurrentRow(rows.first());
-    OpenTrimEditor(&m_window, m_list, rows.first());
+    openTrimEditor(&m_window, m_list, rows.first());
 }
 
 void FileListController::openFileLocation()
 {
-    const QList<int> rows = m_window.fileView()->SelectedRows();
+    const QList<int> rows = m_window.fileView()->selectedRows();
     if (rows.isEmpty())
         return;
     const int row = rows.first();
     OpenOutputFolder(
-        &m_window, m_list->GetFieldText(row, 6) + m_list->GetFieldText(row, 1), true, false);
+        &m_window, m_list->getFieldText(row, 6) + m_list->getFieldText(row, 1), true, false);
 }
 
 void FileListController::showListMenu(const QPoint &pos)

@@ -44,7 +44,7 @@ void GettingStartedTip::showTip()
     m_tipWindowPos = m_window.pos();
     m_timerCheckMoveForm.start();
     m_listArea.setDropPictureShown(false);
-    m_popup->ShowGettingStartedTip(SkinImageFolder());
+    m_popup->ShowGettingStartedTip(skinImageFolder());
     m_addFiles->setEnabled(true);
 }
 

@@ -62,21 +62,21 @@ void MainWindow::setUpFileList()
     m_files = new FileListController(*this, *m_info, lockedByImport, m_identity.settingsKey);
     connect(m_files, &FileListController::importFinished, this, &MainWindow::importFinished);
     connect(m_cmd[BtnSetting], &QPushButton::clicked, this,
-        [this] { FormatSettingWindow(this)->exec(); });
-    connect(m_diagnose, &QPushButton::clicked, this, [this] { OpenDiagnoseWindow(this); });
-    setFormatChoicesEnabler([this](bool on) { FormatSettingWindow(this)->SetChoicesEnabled(on); });
+        [this] { formatSettingWindow(this)->exec(); });
+    connect(m_diagnose, &QPushButton::clicked, this, [this] { openDiagnoseWindow(this); });
+    setFormatChoicesEnabler([this](bool on) { formatSettingWindow(this)->setChoicesEnabled(on); });
 }
 
-void MainWindow::Load(const QStringList &arguments)
+void MainWindow::load(const QStringList &arguments)
 {
     m_arguments = arguments;
     setWindowTitle(m_identity.companyName + QLatin1Char(' ') + m_identity.productName);
     LoadSettings(m_identity.settingsKey);
-    m_options->setOutputFolder(Folders().outputPath);
-    LoadSkinAndImages(this, Folders().skinFolder);
-    m_listArea->setDropPicture(QPixmap(SkinImageFolder() + kDragDropFile));
+    m_options->setOutputFolder(folders().outputPath);
+    LoadSkinAndImages(this, folders().skinFolder);
+    m_listArea->setDropPicture(QPixmap(skinImageFolder() + kDragDropFile));
     m_files->load();
-    if (!LoadBuiltInCatalogue(AppCatalogue(), Folders().tempFolder))
+    if (!loadBuiltInCatalogue(appCatalogue(), folders().tempFolder))
         throw std::runtime_error("the format catalogue cannot be loaded");
 
     SetControlsState(ControlsMode::ListState, false);
@@ -84,12 +84,12 @@ void MainWindow::Load(const QStringList &arguments)
     m_timerStartUp.start();
 
     m_output->selectFirstFormat();
-    Flags().diagnosisRunning = false;
+    flags().diagnosisRunning = false;
     setAcceptDrops(true);
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinInfo"), QString());
     SetConvertButtonState(0);
-    Flags().isUnloading = false;
+    flags().isUnloading = false;
 }
 
 void MainWindow::SetControlsState(ControlsMode mode, bool flag)
@@ -123,7 +123,7 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
         fileView()->setEnabled(true);
         break;
     }
-    if (Flags().diagnosisRunning)
+    if (flags().diagnosisRunning)
         m_cmd[BtnConvert]->setEnabled(false);
 }
 
@@ -135,7 +135,7 @@ void MainWindow::setUpConversion()
         convertCommand();
     };
     m_runHooks.stopEngine = [this] {
-        m_convert->run()->Abandon();
+        m_convert->run()->abandon();
     };
 }
 
@@ -143,7 +143,7 @@ void MainWindow::closeEvent(QCloseEvent *event)
 {
     if (m_unloaded || closeQuery()) {
         if (!m_unloaded)
-            Unload();
+            unload();
         event->accept();
         return;
     }
@@ -166,12 +166,12 @@ bool MainWindow::closeQuery()
     return false;
 }
 
-void MainWindow::Unload()
+void MainWindow::unload()
 {
     setAcceptDrops(false);
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinInfo"), QString());
-    Flags().isUnloading = true;
+    flags().isUnloading = true;
 
     if (m_runHooks.stopEngine) {
         UnloadingDialog notice(this);
@@ -181,14 +181,14 @@ void MainWindow::Unload()
         notice.hide();
     }
     hide();
-    UnloadSkin();
+    unloadSkin();
 
     m_timerStartUp.stop();
     m_startTip->stopTimers();
     m_convert->stopElapsedTimer();
     tipPopup()->closeTip();
-    if (FrmEditVideo *editor = FrmEditVideo::Current())
-        editor->StopTimers();
+    if (FrmEditVideo *editor = FrmEditVideo::current())
+        editor->stopTimers();
     // Every other window goes with the main one.
     for (QWidget *window : QApplication::topLevelWidgets()) {
         if (window != this)

@@ -61,7 +61,7 @@ public:
     ~MainWindow() override;
 
     // The load sequence; arguments are the command-line files (only the first is ever opened).
-    void Load(const QStringList &arguments);
+    void load(const QStringList &arguments);
 
     // While a diagnosis sweep runs, Convert stays disabled whatever the mode.
     void SetControlsState(ControlsMode mode, bool flag);
@@ -139,7 +139,7 @@ private:
     void setUpConversion();
 
     bool closeQuery();
-    void Unload();
+    void unload();
     void onStartUpTimer();
 
     Identity m_identity;

@@ -36,7 +36,7 @@ bool openLocal(const QString &folder)
 
 } // namespace
 
-void ShowInFileManager(QWidget *owner, const QString &path)
+void revealInFileManager(QWidget *owner, const QString &path)
 {
     Q_UNUSED(owner);
     if (showItemsOverDBus(path))
@@ -54,7 +54,7 @@ void OpenOutputFolder(QWidget *owner, const QString &path, bool select, bool ask
         QDir().mkpath(path);
     }
     if (select) {
-        ShowInFileManager(owner, path);
+        revealInFileManager(owner, path);
         return;
     }
     openLocal(path);

@@ -12,6 +12,6 @@ namespace sonivert {
 void OpenOutputFolder(QWidget *owner, const QString &path, bool select, bool askCreate);
 
 // Shows one file selected in its folder; the parent folder opens where selection is unsupported.
-void ShowInFileManager(QWidget *owner, const QString &path);
+void revealInFileManager(QWidget *owner, const QString &path);
 
 } // namespace sonivert

@@ -80,7 +80,7 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
         if (m_folder->text() != folder)
             m_folder->setText(folder);
     });
-    m_formatBinder = new FormatPresetBinder(m_format, m_preset, AppOutputSettings(), this);
+    m_formatBinder = new FormatPresetBinder(m_format, m_preset, appOutputSettings(), this);
 }
 
 OutputPanel::~OutputPanel()
@@ -96,7 +96,7 @@ bool OutputPanel::useFolder()
     QString folder = m_options.outputFolder();
     QString why;
     const bool usable = CheckOutputFolder(folder, &why);
-    m_options.setOutputFolder(usable ? WithTrailingSeparator(folder) : folder);
+    m_options.setOutputFolder(usable ? withTrailingSeparator(folder) : folder);
     if (usable)
         return true;
     m_folderProblem->setText(why);
@@ -109,7 +109,7 @@ bool OutputPanel::useFolder()
 void OutputPanel::selectFirstFormat()
 {
     m_formatBinder->FillFormatKeywordList();
-    m_formatBinder->SelectFormatAt(0);
+    m_formatBinder->selectFormatAt(0);
 }
 
 void OutputPanel::setFormatListEnabled(bool enabled)
@@ -148,12 +148,12 @@ void OutputPanel::browseFolderCommand()
         = QFileDialog::getExistingDirectory(window(), QStringLiteral("Output Folder"), start);
     if (chosen.isEmpty())
         chosen = start;
-    m_options.chooseOutputFolder(WithTrailingSeparator(QDir::fromNativeSeparators(chosen)));
+    m_options.chooseOutputFolder(withTrailingSeparator(QDir::fromNativeSeparators(chosen)));
 }
 
 void OutputPanel::folderEdited()
 {
-    m_options.setOutputFolder(WithTrailingSeparator(m_options.outputFolder()));
+    m_options.setOutputFolder(withTrailingSeparator(m_options.outputFolder()));
 }
 
 } // namespace sonivert

@@ -66,7 +66,7 @@ void bringToFront(QWidget *window)
 
 } // namespace
 
-void SetApplicationIdentity(
+void setApplicationIdentity(
     const QString &companyName, const QString &productName, const QString &version)
 {
     QApplication::setApplicationName(productName);
@@ -78,7 +78,7 @@ void SetApplicationIdentity(
 
 int Main(QApplication &app)
 {
-    SetConstantFailureHandler(&showConstantFailure);
+    setConstantFailureHandler(&showConstantFailure);
     MainWindow::Identity identity;
     identity.companyName = GetNamedConstant(QStringLiteral("COMPANY_NAME"));
     identity.productName = GetNamedConstant(QStringLiteral("PRODUCT_NAME"));
@@ -87,7 +87,7 @@ int Main(QApplication &app)
     identity.settingsKey = GetNamedConstant(QStringLiteral("REGISTRY_PRODUCT"));
     GetNamedConstant(QStringLiteral("FOLDER_DATA"));
     GetNamedConstant(QStringLiteral("FOLDER_TEMP"));
-    SetApplicationIdentity(identity.companyName, identity.productName, version);
+    setApplicationIdentity(identity.companyName, identity.productName, version);
 
     SetupFolders(QCoreApplication::applicationDirPath(), identity.settingsKey);
 
@@ -109,7 +109,7 @@ int Main(QApplication &app)
                 window.OpenFileFromText(text);
         });
     try {
-        window.Load(arguments);
+        window.load(arguments);
         window.show();
     } catch (const std::exception &) {
         ShowMessage(QStringLiteral("Missing or corrupted resource files.\nPlease re-install the "

@@ -11,7 +11,7 @@ namespace sonivert {
 int Main(QApplication &app);
 
 // The program's name, company and version as Qt knows them (the failure report sends the version).
-void SetApplicationIdentity(
+void setApplicationIdentity(
     const QString &companyName, const QString &productName, const QString &version);
 
 } // namespace sonivert

@@ -74,7 +74,7 @@ ConversionPanel::ConversionPanel(
 
     // Each row is planned from the output settings as they are when the run is queued.
     m_planner = [this](int row) {
-        return PlanTask(m_window.fileList()->Item(row), AppOutputSettings());
+        return planTask(m_window.fileList()->item(row), appOutputSettings());
     };
 }
 
@@ -116,7 +116,7 @@ void ConversionPanel::showButtonState(int state)
     QPushButton *button = m_controls.convert;
     button->setText(QString::fromLatin1(look.caption));
     button->setFixedWidth(look.width);
-    button->setIcon(QIcon(IconStore::Get(look.image)));
+    button->setIcon(QIcon(IconStore::get(look.image)));
 }
 
 void ConversionPanel::convertCommand()
@@ -126,11 +126,11 @@ void ConversionPanel::convertCommand()
     m_window.tipPopup()->closeTip();
     switch (m_run->State()) {
     case RunState::Converting:
-        m_run->Pause();
+        m_run->pause();
         m_elapsedTimer.stop();
         return;
     case RunState::Paused:
-        m_run->Resume();
+        m_run->resume();
         if (!m_elapsedFrozen)
             m_elapsedTimer.start();
         return;
@@ -142,9 +142,9 @@ void ConversionPanel::convertCommand()
 void ConversionPanel::startRun()
 {
     FileListModel *list = m_window.fileList();
-    if (list->Count() == 0 || !m_planner || m_preparing)
+    if (list->count() == 0 || !m_planner || m_preparing)
         return;
-    Flags().stoppedByUser = false;
+    flags().stoppedByUser = false;
     m_window.setAcceptDrops(false);
     if (!m_controls.output->useFolder()) {
         m_window.setAcceptDrops(true);
@@ -153,11 +153,11 @@ void ConversionPanel::startRun()
 
     m_preparing = true;
     m_window.SetConvertButtonState(1);
-    m_run->Begin(m_controls.options->outputFolder());
+    m_run->begin(m_controls.options->outputFolder());
     m_failureDetails.clear();
     m_elapsedFrozen = false;
     m_window.Show_InputFileInfo(0);
-    for (int row = 0; row < list->Count(); ++row) {
+    for (int row = 0; row < list->count(); ++row) {
         list->SetRowState(row, true, RowState::Ready);
     }
 
@@ -169,11 +169,11 @@ void ConversionPanel::startRun()
 
     if (queued) {
         m_window.SetControlsState(ControlsMode::Converting, false);
-        m_run->Start(m_controls.options->threadCount());
+        m_run->start(m_controls.options->threadCount());
         if (m_run->State() != RunState::Idle)
             m_elapsedTimer.start();
     } else {
-        m_run->Abandon();
+        m_run->abandon();
         m_window.SetConvertButtonState(0);
         m_window.SetControlsState(ControlsMode::Normal, true);
         m_totalBar->hide();
@@ -187,7 +187,7 @@ bool ConversionPanel::prepareRun()
 {
     m_abortPreparation = false;
     FileListModel *list = m_window.fileList();
-    const int rows = list->Count();
+    const int rows = list->count();
     PreparationDialog wait(&m_window);
     m_window.setEnabled(false);
     wait.setEnabled(true);
@@ -197,14 +197,14 @@ bool ConversionPanel::prepareRun()
 
     for (int row = 0; row < rows && !m_abortPreparation; ++row) {
         const QString input
-            = list->GetFieldText(row, Field::FilePath) + list->GetFieldText(row, Field::Name);
-        const QString output = m_run->AddRow(row, input, m_planner(row));
+            = list->getFieldText(row, Field::FilePath) + list->getFieldText(row, Field::Name);
+        const QString output = m_run->addRow(row, input, m_planner(row));
         if (output.isEmpty()) {
             wait.finish();
             m_window.setEnabled(true);
             // A diagnosis step writes the refusal in its line and the sweep goes on.
             QString reason = m_run->LastErrorText();
-            if (!Flags().diagnosisRunning)
+            if (!flags().diagnosisRunning)
                 ShowMessage(reason.replace(QStringLiteral(": "), QStringLiteral("\n\n")),
                     MsgWarning, QStringLiteral("Attention!"), &m_window);
             m_abortPreparation = true;
@@ -235,30 +235,30 @@ void ConversionPanel::stopCommand()
     if (m_run->State() == RunState::Idle) {
         // Nothing runs, so no row is the current one: every row reads as cancelled.
         FileListModel *list = m_window.fileList();
-        Flags().stoppedByUser = true;
-        for (int row = 0; row < list->Count(); ++row)
+        flags().stoppedByUser = true;
+        for (int row = 0; row < list->count(); ++row)
             list->SetRowState(row, true, RowState::Cancelled);
         m_elapsedTimer.stop();
-        list->SetStateColumnCaption(QString());
+        list->setStateColumnCaption(QString());
         showFirstSelectedRow();
         return;
     }
     m_controls.convert->setEnabled(false);
     m_controls.stop->setEnabled(false);
-    Flags().stoppedByUser = true;
-    m_run->Stop();
+    flags().stoppedByUser = true;
+    m_run->stop();
 }
 
 void ConversionPanel::showFirstSelectedRow()
 {
-    const QList<int> selected = m_window.fileView()->SelectedRows();
+    const QList<int> selected = m_window.fileView()->selectedRows();
     m_window.Show_InputFileInfo(selected.isEmpty() ? -1 : selected.first());
     m_window.fileView()->setFocus();
 }
 
 void ConversionPanel::onRowProgress(int row, int percent)
 {
-    if (Flags().EditWindowOpen || Flags().isUnloading || m_run->State() == RunState::Idle)
+    if (flags().EditWindowOpen || flags().isUnloading || m_run->State() == RunState::Idle)
         return;
     m_window.fileList()->SetRowProgress(row, 4, std::max(percent, 0));
     m_window.fileList()->SetRowState(row, true, RowState::InProgress);
@@ -267,32 +267,32 @@ void ConversionPanel::onRowProgress(int row, int percent)
 
 void ConversionPanel::onTotalProgress(int percent)
 {
-    if (Flags().EditWindowOpen || Flags().isUnloading)
+    if (flags().EditWindowOpen || flags().isUnloading)
         return;
     m_totalBar->showTotal(percent);
 }
 
 void ConversionPanel::onRowEnded(int row, RowOutcome outcome, const QString &message)
 {
-    if (Flags().EditWindowOpen || Flags().isUnloading)
+    if (flags().EditWindowOpen || flags().isUnloading)
         return;
     FileListModel *list = m_window.fileList();
     switch (outcome) {
     case RowOutcome::Done:
-        list->SetField(row, Field::ConvertedFileName, m_run->FinalOutput(row));
+        list->SetField(row, Field::ConvertedFileName, m_run->finalOutput(row));
         list->SetRowState(row, true, RowState::Done);
         m_window.fileView()->scrollTo(list->index(row, 1), QAbstractItemView::PositionAtTop);
-        if (row + 1 < list->Count() && m_run->State() != RunState::Idle)
+        if (row + 1 < list->count() && m_run->State() != RunState::Idle)
             selectAndShow(row + 1);
         break;
     case RowOutcome::Failed:
         list->SetField(row, Field::ErrMsg, message);
-        m_failureDetails.insert(row, m_run->TaskDetails(row));
+        m_failureDetails.insert(row, m_run->taskDetails(row));
         list->SetRowState(row, true, RowState::Failed);
         // After a failure the elapsed time is no longer shown for the rest of the run.
         m_elapsedFrozen = true;
         m_elapsedTimer.stop();
-        list->SetStateColumnCaption(QString());
+        list->setStateColumnCaption(QString());
         selectAndShow(0);
         break;
     case RowOutcome::Cancelled:
@@ -306,13 +306,13 @@ void ConversionPanel::onRowEnded(int row, RowOutcome outcome, const QString &mes
 
 void ConversionPanel::onRunEnded(RunStopReason reason)
 {
-    if (Flags().EditWindowOpen || Flags().isUnloading)
+    if (flags().EditWindowOpen || flags().isUnloading)
         return;
     m_elapsedTimer.stop();
-    m_window.fileList()->SetStateColumnCaption(QString());
+    m_window.fileList()->setStateColumnCaption(QString());
     if (reason == RunStopReason::UserStop || reason == RunStopReason::DiskFull
         || reason == RunStopReason::FormatParameters) {
-        Flags().stoppedByUser = true;
+        flags().stoppedByUser = true;
         m_controls.convert->setEnabled(true);
         m_controls.stop->setEnabled(true);
         m_totalBar->clear();
@@ -324,16 +324,16 @@ void ConversionPanel::onRunEnded(RunStopReason reason)
         return;
     }
     // A diagnosis sweep tries rejected settings on purpose and lists the message itself.
-    const QString explanation = StopExplanation(reason, m_controls.options->outputFolder());
+    const QString explanation = stopExplanation(reason, m_controls.options->outputFolder());
     if (!explanation.isEmpty()
-        && !(reason == RunStopReason::FormatParameters && Flags().diagnosisRunning))
+        && !(reason == RunStopReason::FormatParameters && flags().diagnosisRunning))
         ShowMessage(explanation, MsgWarning, QStringLiteral("Attention!"), &m_window);
 }
 
 void ConversionPanel::onElapsedTick()
 {
-    m_window.fileList()->SetStateColumnCaption(
-        QStringLiteral("Elapsed: ") + FormatSeconds(m_run->ElapsedSeconds(), false));
+    m_window.fileList()->setStateColumnCaption(
+        QStringLiteral("Elapsed: ") + FormatSeconds(m_run->elapsedSeconds(), false));
     m_totalBar->tick();
 }
 
@@ -344,11 +344,11 @@ void ConversionPanel::completeRun()
     m_window.SetControlsState(ControlsMode::Normal, true);
     m_window.setAcceptDrops(true);
     emit runFinished();
-    if (Flags().diagnosisRunning)
+    if (flags().diagnosisRunning)
         return;
 
     reportFailures();
-    if (Flags().stoppedByUser || !m_reportedTasks.isEmpty())
+    if (flags().stoppedByUser || !m_reportedTasks.isEmpty())
         return;
     selectAndShow(0);
     tellCompletion();
@@ -360,20 +360,20 @@ void ConversionPanel::reportFailures()
     FailureReport &report = m_window.failureReport();
     report.ClearFailureReport();
     m_reportedTasks.clear();
-    for (int row = 0; row < list->Count(); ++row) {
-        if (list->GetRowState(row) == RowState::Failed) {
+    for (int row = 0; row < list->count(); ++row) {
+        if (list->getRowState(row) == RowState::Failed) {
             // An encrypted file that opens is only found out when its sound will not decode.
-            const QString message = list->GetFieldText(row, Field::ErrMsg).trimmed();
+            const QString message = list->getFieldText(row, Field::ErrMsg).trimmed();
             const QString input
-                = list->GetFieldText(row, Field::FilePath) + list->GetFieldText(row, Field::Name);
-            report.AddFailureReport(list->GetFieldText(row, Field::Name).trimmed(), message,
-                SaysInvalidData(message) && ContainerShowsEncryption(input));
+                = list->getFieldText(row, Field::FilePath) + list->getFieldText(row, Field::Name);
+            report.AddFailureReport(list->getFieldText(row, Field::Name).trimmed(), message,
+                saysInvalidData(message) && containerShowsEncryption(input));
             m_reportedTasks.append(row);
         }
     }
     if (m_reportedTasks.isEmpty())
         return;
-    ShowFailureReportDialog(&m_window, report, QStringLiteral("Conversion Reports"),
+    showFailureReportDialog(&m_window, report, QStringLiteral("Conversion Reports"),
         QStringLiteral("Can not convert these files!"), m_settingsKey,
         [this](int entry) { return m_failureDetails.value(m_reportedTasks.value(entry, -1)); });
 }
@@ -396,9 +396,9 @@ void ConversionPanel::tellCompletion()
 
 void ConversionPanel::selectAndShow(int row)
 {
-    if (row < 0 || row >= m_window.fileList()->Count())
+    if (row < 0 || row >= m_window.fileList()->count())
         return;
-    m_window.fileView()->SelectRow(row);
+    m_window.fileView()->selectAndReveal(row);
     m_window.Show_InputFileInfo(row);
     m_window.fileView()->setFocus();
 }

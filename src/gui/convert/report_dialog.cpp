@@ -35,7 +35,7 @@ ReportDialog::ReportDialog(FailureReport &report, const FailureReportDisplay &di
     icon->setObjectName(QStringLiteral("Cmd_Icon"));
     icon->setFlat(true);
     icon->setFocusPolicy(Qt::NoFocus);
-    icon->setIcon(IconStore::Get(display.imageId));
+    icon->setIcon(IconStore::get(display.imageId));
     icon->setIconSize(QSize(48, 48));
     icon->setFixedSize(56, 56);
 
@@ -52,7 +52,7 @@ ReportDialog::ReportDialog(FailureReport &report, const FailureReportDisplay &di
     m_list->setRootIsDecorated(false);
     m_list->setHeaderLabels({ QStringLiteral("File"), QStringLiteral("Reason") });
     m_list->header()->setStretchLastSection(true);
-    for (const FailureEntry &entry : report.Entries()) {
+    for (const FailureEntry &entry : report.entries()) {
         auto *item = new QTreeWidgetItem(m_list, { entry.name, entry.message });
         item->setToolTip(0, entry.name);
         item->setToolTip(1, entry.message);
@@ -77,7 +77,7 @@ ReportDialog::ReportDialog(FailureReport &report, const FailureReportDisplay &di
     for (int i = 0; i < 2; ++i)
         m_panels[i]->setObjectName(QStringLiteral("Cmd_Panels_%1").arg(i));
     m_panels[0]->setDefault(true);
-    if (ReportEndpoint(m_settingsKey).isEmpty()) {
+    if (reportEndpoint(m_settingsKey).isEmpty()) {
         m_panels[1]->setEnabled(false);
         m_panels[1]->setToolTip(
             QStringLiteral("No report address is configured, so the report cannot be sent."));
@@ -130,8 +130,8 @@ void ReportDialog::sendReport()
 {
     const QVersionNumber version = QVersionNumber::fromString(QApplication::applicationVersion());
     const int random = int(QRandomGenerator::global()->bounded(1, 1001));
-    const QString text = BuildFailureReportText(
-        m_report.Entries(), version.majorVersion(), version.minorVersion(), random);
+    const QString text = buildFailureReportText(
+        m_report.entries(), version.majorVersion(), version.minorVersion(), random);
     for (QPushButton *button : m_panels)
         button->setEnabled(false);
     setCursor(Qt::BusyCursor);
@@ -142,7 +142,7 @@ void ReportDialog::sendReport()
         finish();
         close();
     });
-    m_sender->send(ReportEndpoint(m_settingsKey), text);
+    m_sender->send(reportEndpoint(m_settingsKey), text);
 }
 
 void ReportDialog::finish()
@@ -173,7 +173,7 @@ void ReportDialog::done(int result)
     QDialog::done(result);
 }
 
-ReportDialog *ShowFailureReportDialog(QWidget *mainWindow, FailureReport &report,
+ReportDialog *showFailureReportDialog(QWidget *mainWindow, FailureReport &report,
     const QString &caption, const QString &message, const QString &settingsKey,
     ReportDialog::DetailsProvider details)
 {

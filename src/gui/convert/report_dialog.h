@@ -59,7 +59,7 @@ private:
 
 // Shows the report over the main window (which is disabled until the dialog closes) when it
 // holds lines; the copy-protection rule picks the caption. Returns the dialog, or nullptr.
-ReportDialog *ShowFailureReportDialog(QWidget *mainWindow, FailureReport &report,
+ReportDialog *showFailureReportDialog(QWidget *mainWindow, FailureReport &report,
     const QString &caption, const QString &message, const QString &settingsKey,
     ReportDialog::DetailsProvider details = {});
 

@@ -42,7 +42,7 @@ void TotalBar::showTotal(int percent)
     m_savedTotal = percent;
     if (m_style == Style::Percent) {
         setValue(percent);
-        setFormat(TotalBarText(percent, 1));
+        setFormat(totalBarText(percent, 1));
     }
 }
 
@@ -91,7 +91,7 @@ void TotalBar::setStyle(Style style)
         m_busyCaption->hide();
         setRange(0, 100);
         setValue(m_savedTotal);
-        setFormat(m_savedTotal > 0 ? TotalBarText(m_savedTotal, 1) : QString());
+        setFormat(m_savedTotal > 0 ? totalBarText(m_savedTotal, 1) : QString());
     }
 }
 

@@ -52,7 +52,7 @@ public:
     {
     }
 
-    void BeforeStep() override
+    void beforeStep() override
     {
         // The last run ended inside an engine event; a click that came in meanwhile (Stop, the
         // close box) is handled now, while the main window takes clicks, rather than lost behind
@@ -72,9 +72,9 @@ public:
     // Why the last step could not run at all, for the results.
     QString abandonReason() const { return m_abandonReason; }
 
-    StepOutcome RunStep() override
+    StepOutcome runStep() override
     {
-        if (!m_main || !m_window || m_main->fileList()->Count() == 0) {
+        if (!m_main || !m_window || m_main->fileList()->count() == 0) {
             m_abandonReason = QStringLiteral("The file list is empty; nothing could be converted.");
             return { false, QString(), QString() };
         }
@@ -108,29 +108,29 @@ public:
 
         FileListModel *list = m_main->fileList();
         StepOutcome outcome;
-        outcome.state = list->GetFieldText(0, Field::State).trimmed();
-        outcome.message = list->GetFieldText(0, Field::ErrMsg).trimmed();
+        outcome.state = list->getFieldText(0, Field::State).trimmed();
+        outcome.message = list->getFieldText(0, Field::ErrMsg).trimmed();
         // Only the outcome matters; the files would pile up in the output folder.
-        for (int row = 0; row < list->Count(); ++row) {
-            if (list->GetRowState(row) == RowState::Done)
-                QFile::remove(list->GetFieldText(row, Field::ConvertedFileName));
+        for (int row = 0; row < list->count(); ++row) {
+            if (list->getRowState(row) == RowState::Done)
+                QFile::remove(list->getFieldText(row, Field::ConvertedFileName));
         }
         return outcome;
     }
 
-    bool StopRequested() const override
+    bool stopRequested() const override
     {
         return !m_window || m_window->m_stopRequested || !m_main
-            || m_main->fileList()->Count() == 0;
+            || m_main->fileList()->count() == 0;
     }
 
-    bool SampleSizeShown(const OutputSettings &settings) const override
+    bool sampleSizeShown(const OutputSettings &settings) const override
     {
-        const QWidget *dialog = FormatSettingWindow(m_main);
+        const QWidget *dialog = formatSettingWindow(m_main);
         const auto *sizes = dialog->findChild<QComboBox *>(QStringLiteral("Combo_OutputFile_8"));
         if (sizes && !sizes->isVisibleTo(dialog))
             return false;
-        return DiagnosisStepRunner::SampleSizeShown(settings);
+        return DiagnosisStepRunner::sampleSizeShown(settings);
     }
 
 private:
@@ -157,7 +157,7 @@ DiagnoseWindow::DiagnoseWindow(MainWindow *mainWindow)
     setWindowTitle(QStringLiteral("Diagnose"));
     buildLayout();
 
-    connect(m_main, &MainWindow::engineLog, this, &DiagnoseWindow::AppendEngineLog);
+    connect(m_main, &MainWindow::engineLog, this, &DiagnoseWindow::appendEngineLog);
     // Stop on the main window ends the sweep too, once the stopped step has been read.
     connect(m_main->listButton(BtnStop), &QPushButton::clicked, this, [this] {
         if (m_sweeping)
@@ -173,7 +173,7 @@ DiagnoseWindow::DiagnoseWindow(MainWindow *mainWindow)
 DiagnoseWindow::~DiagnoseWindow()
 {
     if (m_sweeping)
-        Flags().diagnosisRunning = false;
+        flags().diagnosisRunning = false;
 }
 
 void DiagnoseWindow::buildLayout()
@@ -248,7 +248,7 @@ void DiagnoseWindow::buildLayout()
 
 void DiagnoseWindow::updateCommands()
 {
-    const bool rows = m_main && m_main->fileList()->Count() > 0;
+    const bool rows = m_main && m_main->fileList()->count() > 0;
     for (int i : { TestAudioSettings, TestPresets, TestVideoCodecs }) {
         m_test[std::size_t(i)]->setEnabled(rows && !m_sweeping);
         m_test[std::size_t(i)]->setToolTip(rows ? QString() : EmptyListText);
@@ -265,7 +265,7 @@ void DiagnoseWindow::testCommand(int index)
         return;
     if (index == TestClear) {
         m_results->clear();
-        Flags().diagnosisRunning = false;
+        flags().diagnosisRunning = false;
         return;
     }
     SweepKind kind = SweepKind::AudioSettings;
@@ -275,7 +275,7 @@ void DiagnoseWindow::testCommand(int index)
         kind = SweepKind::VideoCodecs;
     else if (index != TestAudioSettings)
         return;
-    if (m_main->fileList()->Count() == 0) {
+    if (m_main->fileList()->count() == 0) {
         m_status->setText(EmptyListText);
         return;
     }
@@ -287,7 +287,7 @@ void DiagnoseWindow::testCommand(int index)
 
     m_sweeping = true;
     m_stopRequested = false;
-    Flags().diagnosisRunning = true;
+    flags().diagnosisRunning = true;
     m_main->listButton(BtnConvert)->setEnabled(false);
     updateCommands();
     m_status->setText(
@@ -296,17 +296,17 @@ void DiagnoseWindow::testCommand(int index)
     const QPointer<DiagnoseWindow> self(this);
     StepRunner runner(m_main, this);
     const SweepSummary summary
-        = RunSweep(AppOutputSettings(), kind, runner, [this, &self](const SweepResult &result) {
+        = runSweep(appOutputSettings(), kind, runner, [this, &self](const SweepResult &result) {
               if (self)
                   writeResult(result);
           });
-    Flags().diagnosisRunning = false;
+    flags().diagnosisRunning = false;
     if (!self)
         return; // the main window went away with this window in the middle of the sweep
 
     m_sweeping = false;
     if (m_main && m_main->GetConvertButtonState() == 0)
-        m_main->listButton(BtnConvert)->setEnabled(m_main->fileList()->Count() > 0);
+        m_main->listButton(BtnConvert)->setEnabled(m_main->fileList()->count() > 0);
     if (summary.end == SweepEnd::Abandoned && !runner.abandonReason().isEmpty())
         appendLine(m_results, runner.abandonReason());
     updateCommands();
@@ -318,8 +318,8 @@ void DiagnoseWindow::testCommand(int index)
 
 void DiagnoseWindow::writeResult(const SweepResult &result)
 {
-    if (ShouldWrite(result, m_failedOnly->isChecked()))
-        appendLine(m_results, ResultLine(result));
+    if (shouldWrite(result, m_failedOnly->isChecked()))
+        appendLine(m_results, resultLine(result));
 }
 
 void DiagnoseWindow::showSummary(const SweepSummary &summary)
@@ -349,7 +349,7 @@ void DiagnoseWindow::requestStop()
     updateCommands();
 }
 
-void DiagnoseWindow::AppendEngineLog(const QString &line)
+void DiagnoseWindow::appendEngineLog(const QString &line)
 {
     if (!m_engineLogOn->isChecked())
         return;
@@ -363,9 +363,9 @@ void DiagnoseWindow::appendOptionString()
         return;
     const FileListModel *list = m_main->fileList();
     const int row = m_main->CurrentItemIndex();
-    if (row < 0 || row >= list->Count())
+    if (row < 0 || row >= list->count())
         return;
-    appendLine(m_options, BuildEncoderOptions(list->Item(row), AppOutputSettings()));
+    appendLine(m_options, BuildEncoderOptions(list->item(row), appOutputSettings()));
 }
 
 void DiagnoseWindow::keyPressEvent(QKeyEvent *event)
@@ -391,7 +391,7 @@ void DiagnoseWindow::closeEvent(QCloseEvent *event)
     deleteLater();
 }
 
-DiagnoseWindow *OpenDiagnoseWindow(MainWindow *mainWindow)
+DiagnoseWindow *openDiagnoseWindow(MainWindow *mainWindow)
 {
     static QPointer<DiagnoseWindow> window;
     if (window && window->parentWidget() != mainWindow)

@@ -41,7 +41,7 @@ public:
     bool isSweeping() const { return m_sweeping; }
 
     // Appends an engine line to txtLog while Chk_EngLog is checked.
-    void AppendEngineLog(const QString &line);
+    void appendEngineLog(const QString &line);
     // Appends the option string of the main window's selected row to Text1.
     void appendOptionString();
 
@@ -82,6 +82,6 @@ private:
 inline constexpr int EngineLogLineLimit = 5000;
 
 // Shows the one diagnosis window beside the main window, creating it when needed.
-DiagnoseWindow *OpenDiagnoseWindow(MainWindow *mainWindow);
+DiagnoseWindow *openDiagnoseWindow(MainWindow *mainWindow);
 
 } // namespace sonivert

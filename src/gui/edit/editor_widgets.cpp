@@ -55,7 +55,7 @@ constexpr int PanelRowTop = 518;
 
 } // namespace
 
-EditorWidgets BuildEditorWidgets(QDialog *dialog, const TrimRange &range)
+EditorWidgets buildEditorWidgets(QDialog *dialog, const TrimRange &range)
 {
     EditorWidgets w;
     dialog->setFixedSize(WindowWidth, WindowHeight);
@@ -99,11 +99,11 @@ EditorWidgets BuildEditorWidgets(QDialog *dialog, const TrimRange &range)
             QRect(10 + i * (icon + 4), PlayerRowTop, icon, 30));
         w.cmdPlayer[size_t(i)]->setIconSize(QSize(20, 20));
     }
-    w.cmdPlayer[0]->setIcon(IconStore::Get(SkinImage::PlayerPlay));
+    w.cmdPlayer[0]->setIcon(IconStore::get(SkinImage::PlayerPlay));
     w.cmdPlayer[0]->setToolTip(QStringLiteral("Play"));
-    w.cmdPlayer[1]->setIcon(IconStore::Get(SkinImage::PlayerStop));
+    w.cmdPlayer[1]->setIcon(IconStore::get(SkinImage::PlayerStop));
     w.cmdPlayer[1]->setToolTip(QStringLiteral("Stop"));
-    w.cmdPlayer[2]->setIcon(IconStore::Get(SkinImage::PlayerVolumeOn));
+    w.cmdPlayer[2]->setIcon(IconStore::get(SkinImage::PlayerVolumeOn));
     w.cmdPlayer[2]->setToolTip(QStringLiteral("Mute"));
     w.cmdPlayer[0]->setProperty("tag", QStringLiteral("Play"));
     w.cmdPlayer[2]->setProperty("tag", QStringLiteral("On"));
@@ -115,16 +115,16 @@ EditorWidgets BuildEditorWidgets(QDialog *dialog, const TrimRange &range)
     w.sliderMPVolume->setValue(100);
     w.sliderMPVolume->setToolTip(QStringLiteral("Volume"));
 
-    w.lblStartTime = label(dialog, QStringLiteral("lbl_StartTime"), range.StartText(),
+    w.lblStartTime = label(dialog, QStringLiteral("lbl_StartTime"), range.startText(),
         QRect(270, PlayerRowTop, 150, 30), Qt::AlignLeft);
-    w.lblSelectedTime = label(dialog, QStringLiteral("lbl_SelectedTime"), range.SelectedCaption(),
+    w.lblSelectedTime = label(dialog, QStringLiteral("lbl_SelectedTime"), range.selectedCaption(),
         QRect(420, PlayerRowTop, 70, 30), Qt::AlignHCenter);
-    w.lblSelectedTime->setProperty("tag", range.SelectedTag());
+    w.lblSelectedTime->setProperty("tag", range.selectedTag());
     w.lblSelectedTime->setToolTip(QStringLiteral("Selected length"));
     QFont bold = w.lblSelectedTime->font();
     bold.setBold(true);
     w.lblSelectedTime->setFont(bold);
-    w.lblEndTime = label(dialog, QStringLiteral("lbl_EndTime"), range.EndText(),
+    w.lblEndTime = label(dialog, QStringLiteral("lbl_EndTime"), range.endText(),
         QRect(490, PlayerRowTop, 140, 30), Qt::AlignRight);
 
     w.cmdTrim[4]
@@ -133,13 +133,13 @@ EditorWidgets BuildEditorWidgets(QDialog *dialog, const TrimRange &range)
     w.cmdTrim[4]->setToolTip(QStringLiteral("Start one step earlier"));
     w.cmdTrim[0] = button(dialog, QStringLiteral("Cmd_Trim_0"),
         QStringLiteral("Set Start Trim Point"), QRect(44, TrimRowTop, 180, 32));
-    w.cmdTrim[0]->setIcon(IconStore::Get(SkinImage::TrimLeftSmall));
+    w.cmdTrim[0]->setIcon(IconStore::get(SkinImage::TrimLeftSmall));
     w.cmdTrim[2] = button(dialog, QStringLiteral("Cmd_Trim_2"), QStringLiteral("Play Selection"),
         QRect(230, TrimRowTop, 180, 32));
-    w.cmdTrim[2]->setIcon(IconStore::Get(SkinImage::TrimPlaySelected));
+    w.cmdTrim[2]->setIcon(IconStore::get(SkinImage::TrimPlaySelected));
     w.cmdTrim[1] = button(dialog, QStringLiteral("Cmd_Trim_1"),
         QStringLiteral("Set End Trim Point"), QRect(416, TrimRowTop, 180, 32));
-    w.cmdTrim[1]->setIcon(IconStore::Get(SkinImage::TrimRightSmall));
+    w.cmdTrim[1]->setIcon(IconStore::get(SkinImage::TrimRightSmall));
     w.cmdTrim[3]
         = button(dialog, QStringLiteral("Cmd_Trim_3"), QString(), QRect(600, TrimRowTop, 30, 32));
     w.cmdTrim[3]->setIcon(dialog->style()->standardIcon(QStyle::SP_MediaSeekForward));

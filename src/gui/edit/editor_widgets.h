@@ -44,6 +44,6 @@ struct EditorWidgets
 };
 
 // Lays the editor out in dialog, its range texts as range has them.
-EditorWidgets BuildEditorWidgets(QDialog *dialog, const TrimRange &range);
+EditorWidgets buildEditorWidgets(QDialog *dialog, const TrimRange &range);
 
 } // namespace sonivert

@@ -29,32 +29,33 @@ void setTag(QObject *control, const QString &tag)
 
 int32_t signedField(const FileListModel &list, int row, int index)
 {
-    return list.GetFieldText(row, index).trimmed().toInt();
+    return list.getFieldText(row, index).trimmed().toInt();
 }
 
 } // namespace
 
 FrmEditVideo::FrmEditVideo(FileListModel *list, int row, QWidget *mainWindow)
     : QDialog(nullptr)
-    , list_(list)
-    , row_(row)
-    , mainWindow_(mainWindow ? mainWindow->window() : nullptr)
-    , player_(new PreviewPlayer(this))
+    , m_list(list)
+    , m_row(row)
+    , m_mainWindow(mainWindow ? mainWindow->window() : nullptr)
+    , m_player(new PreviewPlayer(this))
 {
     setObjectName(QStringLiteral("frmEditVideo"));
     setAttribute(Qt::WA_DeleteOnClose);
     g_current = this;
 
-    const QString name = list_->GetFieldText(row_, Field::Name);
-    filePath_ = (list_->GetFieldText(row_, Field::FilePath) + name).trimmed();
-    w_ = BuildEditorWidgets(this, range_);
+    const QString name = m_list->getFieldText(m_row, Field::Name);
+    m_filePath = (m_list->getFieldText(m_row, Field::FilePath) + name).trimmed();
+    m_widgets = buildEditorWidgets(this, m_range);
     // Nothing plays yet: what needs an open medium waits for the first start.
     setPlayerControlsEnabled(false);
-    transport_ = new PreviewTransport(player_,
-        { this, w_.picPreview, w_.progressBarPlay, w_.sliderPlay, w_.cmdPlayer, w_.sliderMPVolume,
-            w_.lblPlayTime, w_.lblPlayTotal, w_.timerPlaySelected },
-        filePath_, this);
-    range_.SetBarMaximum(w_.progressBarPlay->maximum());
+    m_transport = new PreviewTransport(m_player,
+        { this, m_widgets.picPreview, m_widgets.progressBarPlay, m_widgets.sliderPlay,
+            m_widgets.cmdPlayer, m_widgets.sliderMPVolume, m_widgets.lblPlayTime,
+            m_widgets.lblPlayTotal, m_widgets.timerPlaySelected },
+        m_filePath, this);
+    m_range.setBarMaximum(m_widgets.progressBarPlay->maximum());
     setWindowTitle(QStringLiteral("Trim - ") + name.trimmed());
     connectControls();
     onRangeChanged();
@@ -65,69 +66,69 @@ FrmEditVideo::~FrmEditVideo()
     finishClose();
 }
 
-FrmEditVideo *FrmEditVideo::Current()
+FrmEditVideo *FrmEditVideo::current()
 {
     return g_current.data();
 }
 
 TimeHalves FrmEditVideo::MediaDuration() const
 {
-    return transport_->MediaDuration();
+    return m_transport->MediaDuration();
 }
 
 TimeHalves FrmEditVideo::PlayPosition() const
 {
-    return transport_->PlayPosition();
+    return m_transport->PlayPosition();
 }
 
 TimeHalves FrmEditVideo::LastSeekTime() const
 {
-    return transport_->LastSeekTime();
+    return m_transport->LastSeekTime();
 }
 
 int FrmEditVideo::ResumeAfterSeek() const
 {
-    return transport_->ResumeAfterSeek();
+    return m_transport->ResumeAfterSeek();
 }
 
 void FrmEditVideo::EditWindow_StopPlayer()
 {
-    transport_->PressStop();
+    m_transport->pressStop();
 }
 
 void FrmEditVideo::SeekToPixel(int x)
 {
-    transport_->SeekToPixel(x);
+    m_transport->SeekToPixel(x);
 }
 
 void FrmEditVideo::connectControls()
 {
-    connect(w_.cmdTrim[0], &QPushButton::clicked, this, [this] { pressSetPoint(0); });
-    connect(w_.cmdTrim[1], &QPushButton::clicked, this, [this] { pressSetPoint(1); });
-    connect(w_.cmdTrim[2], &QPushButton::clicked, this, &FrmEditVideo::pressPlaySelection);
-    connect(w_.cmdTrim[3], &QPushButton::clicked, this, [this] { pressNudge(3); });
-    connect(w_.cmdTrim[4], &QPushButton::clicked, this, [this] { pressNudge(4); });
-    connect(w_.cmdReset, &QPushButton::clicked, this, &FrmEditVideo::pressReset);
-    connect(w_.cmdPanels[0], &QPushButton::clicked, this, [this] {
+    connect(m_widgets.cmdTrim[0], &QPushButton::clicked, this, [this] { pressSetPoint(0); });
+    connect(m_widgets.cmdTrim[1], &QPushButton::clicked, this, [this] { pressSetPoint(1); });
+    connect(m_widgets.cmdTrim[2], &QPushButton::clicked, this, &FrmEditVideo::pressPlaySelection);
+    connect(m_widgets.cmdTrim[3], &QPushButton::clicked, this, [this] { pressNudge(3); });
+    connect(m_widgets.cmdTrim[4], &QPushButton::clicked, this, [this] { pressNudge(4); });
+    connect(m_widgets.cmdReset, &QPushButton::clicked, this, &FrmEditVideo::pressReset);
+    connect(m_widgets.cmdPanels[0], &QPushButton::clicked, this, [this] {
         SaveTrim();
-        closing_ = true;
+        m_closing = true;
         close();
     });
-    connect(w_.cmdPanels[1], &QPushButton::clicked, this, &QWidget::close);
+    connect(m_widgets.cmdPanels[1], &QPushButton::clicked, this, &QWidget::close);
     for (int i = 0; i < 2; ++i) {
-        TrimHandle *handle = w_.trimPointImage[size_t(i)];
+        TrimHandle *handle = m_widgets.trimPointImage[size_t(i)];
         connect(handle, &TrimHandle::pressed, this, [this, i] { onHandlePressed(i); });
         connect(handle, &TrimHandle::dragged, this, [this, i](int x) { onHandleDragged(i, x); });
         connect(handle, &TrimHandle::released, this, &FrmEditVideo::onHandleReleased);
     }
-    connect(transport_, &PreviewTransport::controlsEnabled, this,
+    connect(m_transport, &PreviewTransport::controlsEnabled, this,
         &FrmEditVideo::setPlayerControlsEnabled);
 
-    connect(&range_, &TrimRange::changed, this, &FrmEditVideo::onRangeChanged);
-    connect(&range_, &TrimRange::seekRequested, this, &FrmEditVideo::SeekToPixel);
+    connect(&m_range, &TrimRange::changed, this, &FrmEditVideo::onRangeChanged);
+    connect(&m_range, &TrimRange::seekRequested, this, &FrmEditVideo::SeekToPixel);
 
-    connect(w_.timerWaitToPlay, &QTimer::timeout, this, &FrmEditVideo::onWaitToPlay);
-    connect(w_.timerPlaySelected, &QTimer::timeout, this, &FrmEditVideo::onPlaySelectedTick);
+    connect(m_widgets.timerWaitToPlay, &QTimer::timeout, this, &FrmEditVideo::onWaitToPlay);
+    connect(m_widgets.timerPlaySelected, &QTimer::timeout, this, &FrmEditVideo::onPlaySelectedTick);
 }
 
 void FrmEditVideo::showEvent(QShowEvent *event)
@@ -146,76 +147,77 @@ bool FrmEditVideo::event(QEvent *event)
 // Runs once; a duration that rounds to 0 seconds leaves it for the next activation.
 void FrmEditVideo::activateEditor()
 {
-    if (range_.Activated() || closed_ || !list_)
+    if (m_range.activated() || m_closed || !m_list)
         return;
-    w_.lblSelectedTime->setText(QStringLiteral("00:00:00"));
-    transport_->Prepare({ signedField(*list_, row_, Field::FileDurationLow),
-        signedField(*list_, row_, Field::FileDurationHigh) });
-    if (!range_.ActivateFromRow(*list_, row_))
+    m_widgets.lblSelectedTime->setText(QStringLiteral("00:00:00"));
+    m_transport->prepare({ signedField(*m_list, m_row, Field::FileDurationLow),
+        signedField(*m_list, m_row, Field::FileDurationHigh) });
+    if (!m_range.activateFromRow(*m_list, m_row))
         return;
-    w_.timerWaitToPlay->start();
+    m_widgets.timerWaitToPlay->start();
 }
 
 void FrmEditVideo::onWaitToPlay()
 {
-    if (list_) {
-        player_->SetAspectRatio(
-            list_->GetFieldText(row_, Field::VideoSampleAspectRatio).trimmed().toFloat());
+    if (m_list) {
+        m_player->setAspectRatio(
+            m_list->getFieldText(m_row, Field::VideoSampleAspectRatio).trimmed().toFloat());
     }
     pressPlaySelection();
-    w_.timerWaitToPlay->stop();
-    w_.picPreview->setEnabled(true);
+    m_widgets.timerWaitToPlay->stop();
+    m_widgets.picPreview->setEnabled(true);
     setEnabled(true);
-    range_.SetTrimDirty(false);
+    m_range.setTrimDirty(false);
 }
 
 void FrmEditVideo::setPlayerControlsEnabled(bool enabled)
 {
-    w_.progressBarPlay->setEnabled(enabled);
-    w_.cmdPlayer[1]->setEnabled(enabled);
-    for (TrimHandle *handle : w_.trimPointImage)
+    m_widgets.progressBarPlay->setEnabled(enabled);
+    m_widgets.cmdPlayer[1]->setEnabled(enabled);
+    for (TrimHandle *handle : m_widgets.trimPointImage)
         handle->setEnabled(enabled);
     for (int i : { 0, 1, 3, 4 })
-        w_.cmdTrim[size_t(i)]->setEnabled(enabled);
+        m_widgets.cmdTrim[size_t(i)]->setEnabled(enabled);
 }
 
 void FrmEditVideo::onRangeChanged()
 {
-    w_.lblStartTime->setText(range_.StartText());
-    w_.lblEndTime->setText(range_.EndText());
-    w_.lblSelectedTime->setText(range_.SelectedCaption());
-    setTag(w_.lblSelectedTime, range_.SelectedTag());
-    w_.lblPlayTime->setText(range_.SelectedCaption());
+    m_widgets.lblStartTime->setText(m_range.startText());
+    m_widgets.lblEndTime->setText(m_range.endText());
+    m_widgets.lblSelectedTime->setText(m_range.selectedCaption());
+    setTag(m_widgets.lblSelectedTime, m_range.selectedTag());
+    m_widgets.lblPlayTime->setText(m_range.selectedCaption());
 
-    const int start = range_.StartPixel();
-    const int end = range_.EndPixel();
-    const int barLeft = w_.progressBarPlay->x();
-    w_.trimPointImage[0]->move(barLeft + start - TrimHandle::Width, w_.trimPointImage[0]->y());
-    w_.trimPointImage[1]->move(barLeft + end, w_.trimPointImage[1]->y());
-    w_.trimPointImage[0]->SetTag(QString::number(start));
-    w_.trimPointImage[1]->SetTag(QString::number(end));
-    w_.trimRange->setGeometry(
-        barLeft + start, w_.trimRange->y(), qMax(0, end - start), w_.trimRange->height());
-    w_.trimRange->raise();
-    w_.trimPointImage[0]->raise();
-    w_.trimPointImage[1]->raise();
+    const int start = m_range.startPixel();
+    const int end = m_range.endPixel();
+    const int barLeft = m_widgets.progressBarPlay->x();
+    m_widgets.trimPointImage[0]->move(
+        barLeft + start - TrimHandle::Width, m_widgets.trimPointImage[0]->y());
+    m_widgets.trimPointImage[1]->move(barLeft + end, m_widgets.trimPointImage[1]->y());
+    m_widgets.trimPointImage[0]->setTag(QString::number(start));
+    m_widgets.trimPointImage[1]->setTag(QString::number(end));
+    m_widgets.trimRange->setGeometry(barLeft + start, m_widgets.trimRange->y(),
+        qMax(0, end - start), m_widgets.trimRange->height());
+    m_widgets.trimRange->raise();
+    m_widgets.trimPointImage[0]->raise();
+    m_widgets.trimPointImage[1]->raise();
 }
 
 void FrmEditVideo::pressSetPoint(int index)
 {
-    const int state = player_->PlayState();
+    const int state = m_player->PlayState();
     if (state == PreviewPlayer::Closed || state == PreviewPlayer::Playing) {
-        transport_->PressPlayPause();
+        m_transport->pressPlayPause();
         // Where the player stopped, rather than its last report a moment before.
-        if (player_->PlayState() == PreviewPlayer::Paused)
-            transport_->ShowPosition(player_->Position());
+        if (m_player->PlayState() == PreviewPlayer::Paused)
+            m_transport->showPosition(m_player->position());
     }
-    const int p = w_.progressBarPlay->value();
+    const int p = m_widgets.progressBarPlay->value();
     if (index == 0)
-        range_.SetTrimPoints(p, TrimRange::Unchanged, false, true, false);
+        m_range.SetTrimPoints(p, TrimRange::Unchanged, false, true, false);
     else
-        range_.SetTrimPoints(TrimRange::Unchanged, p, false, true, false);
-    range_.SetTrimDirty(true);
+        m_range.SetTrimPoints(TrimRange::Unchanged, p, false, true, false);
+    m_range.setTrimDirty(true);
 }
 
 // One pixel of the bar is the finest step a trim point can take, so the nudges move by one.
@@ -223,15 +225,15 @@ void FrmEditVideo::pressSetPoint(int index)
 // the trim start.
 void FrmEditVideo::pressNudge(int index)
 {
-    const int state = player_->PlayState();
+    const int state = m_player->PlayState();
     if (state <= PreviewPlayer::Closed || state == PreviewPlayer::Playing) {
-        transport_->SeekTo(range_.Start());
-        if (player_->PlayState() == PreviewPlayer::Paused)
-            transport_->PressPlayPause();
+        m_transport->SeekTo(m_range.start());
+        if (m_player->PlayState() == PreviewPlayer::Paused)
+            m_transport->pressPlayPause();
     }
-    const int v = w_.progressBarPlay->value();
+    const int v = m_widgets.progressBarPlay->value();
     if (index == 3) {
-        SeekToPixel(qMin(v + 1, w_.progressBarPlay->maximum()));
+        SeekToPixel(qMin(v + 1, m_widgets.progressBarPlay->maximum()));
         pressSetPoint(1);
     } else {
         SeekToPixel(qMax(v - 1, 0));
@@ -241,83 +243,83 @@ void FrmEditVideo::pressNudge(int index)
 
 void FrmEditVideo::pressPlaySelection()
 {
-    w_.timerPlaySelected->stop();
-    if (!QFileInfo::exists(filePath_)) {
-        transport_->PressPlayPause(); // tells the person, once
+    m_widgets.timerPlaySelected->stop();
+    if (!QFileInfo::exists(m_filePath)) {
+        m_transport->pressPlayPause(); // tells the person, once
         return;
     }
-    if (TimeToSeconds(range_.End()) <= TimeToSeconds(transport_->PlayPosition())) {
-        transport_->PressStop();
-        transport_->PressPlayPause();
+    if (timeToSeconds(m_range.end()) <= timeToSeconds(m_transport->PlayPosition())) {
+        m_transport->pressStop();
+        m_transport->pressPlayPause();
     }
-    const int startPixel = range_.StartPixel();
-    const int state = player_->PlayState();
+    const int startPixel = m_range.startPixel();
+    const int state = m_player->PlayState();
     if (state == PreviewPlayer::Paused || state == PreviewPlayer::Playing) {
-        range_.SetTrimPoints(startPixel, TrimRange::Unchanged, true, false, true);
-        if (player_->PlayState() == PreviewPlayer::Paused)
-            transport_->PressPlayPause();
+        m_range.SetTrimPoints(startPixel, TrimRange::Unchanged, true, false, true);
+        if (m_player->PlayState() == PreviewPlayer::Paused)
+            m_transport->pressPlayPause();
     } else {
         // Nothing open: open it, hold it, move to the start and play from there.
-        transport_->PressStop();
-        transport_->PressPlayPause();
-        transport_->PressPlayPause();
-        range_.SetTrimPoints(startPixel, TrimRange::Unchanged, true, false, true);
-        transport_->PressPlayPause();
+        m_transport->pressStop();
+        m_transport->pressPlayPause();
+        m_transport->pressPlayPause();
+        m_range.SetTrimPoints(startPixel, TrimRange::Unchanged, true, false, true);
+        m_transport->pressPlayPause();
     }
-    w_.timerPlaySelected->start();
+    m_widgets.timerPlaySelected->start();
 }
 
 void FrmEditVideo::onPlaySelectedTick()
 {
-    if (TimeToSeconds(range_.End()) > TimeToSeconds(transport_->PlayPosition()))
+    if (timeToSeconds(m_range.end()) > timeToSeconds(m_transport->PlayPosition()))
         return;
-    w_.timerPlaySelected->stop();
-    transport_->PressPlayPause();
-    transport_->SeekTo(range_.Start());
+    m_widgets.timerPlaySelected->stop();
+    m_transport->pressPlayPause();
+    m_transport->SeekTo(m_range.start());
 }
 
 void FrmEditVideo::pressReset()
 {
-    range_.Reset();
+    m_range.reset();
 }
 
 void FrmEditVideo::onHandlePressed(int index)
 {
-    const int state = player_->PlayState();
+    const int state = m_player->PlayState();
     if (state == PreviewPlayer::Playing || state == PreviewPlayer::Closed)
-        transport_->PressPlayPause();
-    SeekToPixel(index == 0 ? range_.StartPixel() : range_.EndPixel());
+        m_transport->pressPlayPause();
+    SeekToPixel(index == 0 ? m_range.startPixel() : m_range.endPixel());
 }
 
 void FrmEditVideo::onHandleDragged(int index, int barX)
 {
-    const int state = player_->PlayState();
+    const int state = m_player->PlayState();
     if (state == PreviewPlayer::Closed || state == PreviewPlayer::Playing)
-        transport_->PressPlayPause();
+        m_transport->pressPlayPause();
     if (index == 0)
-        range_.SetTrimPoints(barX, TrimRange::Unchanged, false, true, true);
+        m_range.SetTrimPoints(barX, TrimRange::Unchanged, false, true, true);
     else
-        range_.SetTrimPoints(TrimRange::Unchanged, barX, false, true, true);
-    range_.SetTrimDirty(true);
+        m_range.SetTrimPoints(TrimRange::Unchanged, barX, false, true, true);
+    m_range.setTrimDirty(true);
 }
 
 void FrmEditVideo::onHandleReleased()
 {
-    const int resume = transport_->ResumeAfterSeek();
+    const int resume = m_transport->ResumeAfterSeek();
     if (resume != 1 && resume != -1)
-        transport_->PressPlayPause();
+        m_transport->pressPlayPause();
 }
 
 void FrmEditVideo::SaveTrim()
 {
-    if (list_)
-        range_.SaveTrim(*list_, row_);
+    if (m_list)
+        m_range.SaveTrim(*m_list, m_row);
 }
 
-void FrmEditVideo::StopTimers()
+void FrmEditVideo::stopTimers()
 {
-    w_.timerWaitToPlay->stop();
-    w_.timerPlaySelected->stop();
+    m_widgets.timerWaitToPlay->stop();
+    m_widgets.timerPlaySelected->stop();
 }
 
 void FrmEditVideo::reject()
@@ -327,14 +329,14 @@ void FrmEditVideo::reject()
 
 void FrmEditVideo::closeEvent(QCloseEvent *event)
 {
-    if (!closing_) {
-        closing_ = true;
-        if (range_.TrimDirty()
+    if (!m_closing) {
+        m_closing = true;
+        if (m_range.TrimDirty()
             && ShowMessage(
                    QStringLiteral("Do you want to save changes?"), MsgQuestion, QString(), this)
                 == ResultYes)
             SaveTrim();
-        range_.SetTrimDirty(false);
+        m_range.setTrimDirty(false);
     }
     finishClose();
     event->accept();
@@ -342,32 +344,32 @@ void FrmEditVideo::closeEvent(QCloseEvent *event)
 
 void FrmEditVideo::finishClose()
 {
-    if (closed_)
+    if (m_closed)
         return;
-    closed_ = true;
-    transport_->Close();
-    StopTimers();
-    player_->CloseMedia(false);
-    Flags().EditWindowOpen = false;
-    if (mainWindow_)
-        mainWindow_->setEnabled(true);
-    transport_->RestoreSound();
+    m_closed = true;
+    m_transport->close();
+    stopTimers();
+    m_player->CloseMedia(false);
+    flags().EditWindowOpen = false;
+    if (m_mainWindow)
+        m_mainWindow->setEnabled(true);
+    m_transport->restoreSound();
     if (g_current == this)
         g_current = nullptr;
 }
 
-FrmEditVideo *OpenTrimEditor(QWidget *mainWindow, FileListModel *list, int row)
+FrmEditVideo *openTrimEditor(QWidget *mainWindow, FileListModel *list, int row)
 {
-    if (!list || row < 0 || row >= list->Count())
+    if (!list || row < 0 || row >= list->count())
         return nullptr;
-    if (FrmEditVideo *open = FrmEditVideo::Current()) {
+    if (FrmEditVideo *open = FrmEditVideo::current()) {
         open->raise();
         open->activateWindow();
         return open;
     }
     auto *editor = new FrmEditVideo(list, row, mainWindow);
     editor->setWindowModality(Qt::ApplicationModal);
-    Flags().EditWindowOpen = true;
+    flags().EditWindowOpen = true;
     if (mainWindow) {
         QWidget *top = mainWindow->window();
         // The editor is a window of its own (a child would be disabled with its parent), so it

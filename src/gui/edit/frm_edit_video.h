@@ -38,7 +38,7 @@ public:
     ~FrmEditVideo() override;
 
     // The editor that is open, or null.
-    static FrmEditVideo *Current();
+    static FrmEditVideo *current();
 
     // Presses Stop; the player's end of playback comes here.
     void EditWindow_StopPlayer();
@@ -46,15 +46,15 @@ public:
     void SeekToPixel(int x);
     void SaveTrim();
     // For the program's unload.
-    void StopTimers();
+    void stopTimers();
 
-    const TrimRange &Range() const { return range_; }
-    PreviewPlayer *Player() const { return player_; }
+    const TrimRange &range() const { return m_range; }
+    PreviewPlayer *player() const { return m_player; }
     TimeHalves MediaDuration() const;
     TimeHalves PlayPosition() const;
     TimeHalves LastSeekTime() const;
     int ResumeAfterSeek() const;
-    QString FilePath() const { return filePath_; }
+    QString filePath() const { return m_filePath; }
 
 public slots:
     void reject() override;
@@ -84,24 +84,24 @@ private:
     void setPlayerControlsEnabled(bool enabled);
     void finishClose();
 
-    QPointer<FileListModel> list_;
-    int row_;
-    QPointer<QWidget> mainWindow_;
-    QString filePath_;
-    TrimRange range_;
-    PreviewPlayer *player_;
-    PreviewTransport *transport_ = nullptr;
+    QPointer<FileListModel> m_list;
+    int m_row;
+    QPointer<QWidget> m_mainWindow;
+    QString m_filePath;
+    TrimRange m_range;
+    PreviewPlayer *m_player;
+    PreviewTransport *m_transport = nullptr;
 
-    bool closing_ = false;
-    bool closed_ = false;
+    bool m_closing = false;
+    bool m_closed = false;
 
-    EditorWidgets w_;
+    EditorWidgets m_widgets;
 };
 
 // Opens the trim editor for a row over the main window: disables the main window, marks the
 // editor open (encoder events are then ignored) and shows it application-modal without waiting.
 // Closing it saves or drops the range, then re-enables the main window and clears the mark.
 // Returns the editor, or null for a row that does not exist.
-FrmEditVideo *OpenTrimEditor(QWidget *mainWindow, FileListModel *list, int row);
+FrmEditVideo *openTrimEditor(QWidget *mainWindow, FileListModel *list, int row);
 
 } // namespace sonivert

@@ -12,127 +12,127 @@ namespace sonivert {
 
 namespace {
 
-TimeHalves FromMilliseconds(qint64 ms)
+TimeHalves fromMilliseconds(qint64 ms)
 {
-    return TimeHalves::FromMicroseconds(ms * 1000);
+    return TimeHalves::fromMicroseconds(ms * 1000);
 }
 
 } // namespace
 
 PreviewPlayer::PreviewPlayer(QObject *parent)
     : QObject(parent)
-    , player_(new QMediaPlayer(this))
-    , devices_(new QMediaDevices(this))
+    , m_player(new QMediaPlayer(this))
+    , m_devices(new QMediaDevices(this))
 {
     attachAudioIfPossible();
-    connect(
-        devices_, &QMediaDevices::audioOutputsChanged, this, &PreviewPlayer::attachAudioIfPossible);
-    connect(player_, &QMediaPlayer::positionChanged, this, [this](qint64 ms) {
+    connect(m_devices, &QMediaDevices::audioOutputsChanged, this,
+        &PreviewPlayer::attachAudioIfPossible);
+    connect(m_player, &QMediaPlayer::positionChanged, this, [this](qint64 ms) {
         if (!HasOpenMedia())
             return;
-        const TimeHalves t = FromMilliseconds(ms);
+        const TimeHalves t = fromMilliseconds(ms);
         emit PositionChanged(t.low, t.high);
     });
-    connect(player_, &QMediaPlayer::mediaStatusChanged, this,
+    connect(m_player, &QMediaPlayer::mediaStatusChanged, this,
         [this](QMediaPlayer::MediaStatus status) { onMediaStatus(int(status)); });
     // The medium may still be loading when the first seek comes; it is made once it can be.
-    connect(player_, &QMediaPlayer::seekableChanged, this, [this](bool seekable) {
-        if (seekable && pendingSeekMs_ >= 0) {
-            player_->setPosition(pendingSeekMs_);
-            pendingSeekMs_ = -1;
+    connect(m_player, &QMediaPlayer::seekableChanged, this, [this](bool seekable) {
+        if (seekable && m_pendingSeekMs >= 0) {
+            m_player->setPosition(m_pendingSeekMs);
+            m_pendingSeekMs = -1;
         }
     });
-    connect(player_, &QMediaPlayer::durationChanged, this,
-        [this](qint64) { onMediaStatus(int(player_->mediaStatus())); });
-    connect(player_, &QMediaPlayer::playbackStateChanged, this,
+    connect(m_player, &QMediaPlayer::durationChanged, this,
+        [this](qint64) { onMediaStatus(int(m_player->mediaStatus())); });
+    connect(m_player, &QMediaPlayer::playbackStateChanged, this,
         [this](QMediaPlayer::PlaybackState state) {
             if (state == QMediaPlayer::StoppedState)
                 emit StateChanged(Repaint);
         });
     // Errors can arrive inside setSource(); the handlers must not run in the middle of a command.
     connect(
-        player_, &QMediaPlayer::errorOccurred, this,
+        m_player, &QMediaPlayer::errorOccurred, this,
         [this](QMediaPlayer::Error error, const QString &text) {
             // One report per medium: Qt may repeat the failure for each command that follows.
-            if (error == QMediaPlayer::NoError || errorReported_)
+            if (error == QMediaPlayer::NoError || m_errorReported)
                 return;
-            errorReported_ = true;
-            lastError_ = text.isEmpty() ? QStringLiteral("The file cannot be played.") : text;
-            emit ErrorOccurred(lastError_);
+            m_errorReported = true;
+            m_lastError = text.isEmpty() ? QStringLiteral("The file cannot be played.") : text;
+            emit errorOccurred(m_lastError);
         },
         Qt::QueuedConnection);
 }
 
 PreviewPlayer::~PreviewPlayer()
 {
-    player_->stop();
-    player_->setVideoOutput(nullptr);
+    m_player->stop();
+    m_player->setVideoOutput(nullptr);
 }
 
 bool PreviewPlayer::LoadEngine(bool load, const QString &librariesFolder)
 {
     Q_UNUSED(librariesFolder);
     if (!load)
-        return engineLoaded_;
-    engineLoaded_ = player_->isAvailable();
-    lastError_ = engineLoaded_
+        return m_engineLoaded;
+    m_engineLoaded = m_player->isAvailable();
+    m_lastError = m_engineLoaded
         ? QString()
         : QStringLiteral("No media backend for playback is available (Qt Multimedia).");
-    return engineLoaded_;
+    return m_engineLoaded;
 }
 
 void PreviewPlayer::attachAudioIfPossible()
 {
-    if (audio_ || QMediaDevices::audioOutputs().isEmpty())
+    if (m_audio || QMediaDevices::audioOutputs().isEmpty())
         return;
-    audio_ = new QAudioOutput(QMediaDevices::defaultAudioOutput(), this);
+    m_audio = new QAudioOutput(QMediaDevices::defaultAudioOutput(), this);
     applySound();
-    player_->setAudioOutput(audio_);
+    m_player->setAudioOutput(m_audio);
 }
 
 void PreviewPlayer::applySound()
 {
-    if (!audio_)
+    if (!m_audio)
         return;
-    audio_->setVolume(float(volume_) / 100.0f);
-    audio_->setMuted(muted_);
+    m_audio->setVolume(float(m_volume) / 100.0f);
+    m_audio->setMuted(m_muted);
 }
 
 void PreviewPlayer::OpenMedia(const QString &fileName, QWidget *videoArea, bool startPaused)
 {
-    lastError_.clear();
-    openReported_ = false;
-    errorReported_ = false;
-    pendingSeekMs_ = -1;
-    fileName_ = fileName;
-    if (videoArea != videoArea_) {
-        if (videoArea_)
-            videoArea_->removeEventFilter(this);
-        delete video_;
-        videoArea_ = videoArea;
-        if (videoArea_) {
-            video_ = new QVideoWidget(videoArea_);
-            video_->setAttribute(Qt::WA_TransparentForMouseEvents);
-            videoArea_->installEventFilter(this);
+    m_lastError.clear();
+    m_openReported = false;
+    m_errorReported = false;
+    m_pendingSeekMs = -1;
+    m_fileName = fileName;
+    if (videoArea != m_videoArea) {
+        if (m_videoArea)
+            m_videoArea->removeEventFilter(this);
+        delete m_video;
+        m_videoArea = videoArea;
+        if (m_videoArea) {
+            m_video = new QVideoWidget(m_videoArea);
+            m_video->setAttribute(Qt::WA_TransparentForMouseEvents);
+            m_videoArea->installEventFilter(this);
         }
-        player_->setVideoOutput(video_.data());
+        m_player->setVideoOutput(m_video.data());
     }
-    if (video_) {
+    if (m_video) {
         fitVideo();
-        video_->show();
+        m_video->show();
     }
-    player_->setSource(QUrl::fromLocalFile(fileName));
+    m_player->setSource(QUrl::fromLocalFile(fileName));
     if (startPaused)
-        player_->pause();
+        m_player->pause();
     else
-        player_->play();
+        m_player->play();
 }
 
 int PreviewPlayer::HasOpenMedia() const
 {
-    if (player_->source().isEmpty())
+    if (m_player->source().isEmpty())
         return 0;
-    const QMediaPlayer::MediaStatus status = player_->mediaStatus();
+    const QMediaPlayer::MediaStatus status = m_player->mediaStatus();
     return status == QMediaPlayer::NoMedia || status == QMediaPlayer::InvalidMedia ? 0 : 1;
 }
 
@@ -140,21 +140,21 @@ void PreviewPlayer::TogglePause()
 {
     if (!HasOpenMedia())
         return;
-    if (player_->playbackState() == QMediaPlayer::PlayingState)
-        player_->pause();
+    if (m_player->playbackState() == QMediaPlayer::PlayingState)
+        m_player->pause();
     else
-        player_->play();
+        m_player->play();
 }
 
 void PreviewPlayer::CloseMedia(bool)
 {
-    player_->stop();
-    player_->setSource(QUrl());
-    openReported_ = false;
-    pendingSeekMs_ = -1;
+    m_player->stop();
+    m_player->setSource(QUrl());
+    m_openReported = false;
+    m_pendingSeekMs = -1;
     // The last picture would otherwise stay on screen; the area's own background shows instead.
-    if (video_)
-        video_->hide();
+    if (m_video)
+        m_video->hide();
 }
 
 void PreviewPlayer::SeekTo(const TimeHalves &time)
@@ -162,13 +162,13 @@ void PreviewPlayer::SeekTo(const TimeHalves &time)
     if (!HasOpenMedia())
         return;
     // Qt seeks in milliseconds; round to the nearest rather than cut off.
-    const int64_t us = time.Microseconds();
+    const int64_t us = time.microseconds();
     const qint64 ms = us < 0 ? 0 : (us + 500) / 1000;
-    if (player_->isSeekable()) {
-        pendingSeekMs_ = -1;
-        player_->setPosition(ms);
+    if (m_player->isSeekable()) {
+        m_pendingSeekMs = -1;
+        m_player->setPosition(ms);
     } else {
-        pendingSeekMs_ = ms;
+        m_pendingSeekMs = ms;
     }
 }
 
@@ -176,7 +176,7 @@ int PreviewPlayer::PlayState() const
 {
     if (!HasOpenMedia())
         return Closed;
-    switch (player_->playbackState()) {
+    switch (m_player->playbackState()) {
     case QMediaPlayer::PlayingState:
         return Playing;
     case QMediaPlayer::PausedState:
@@ -186,53 +186,53 @@ int PreviewPlayer::PlayState() const
     }
 }
 
-TimeHalves PreviewPlayer::Position() const
+TimeHalves PreviewPlayer::position() const
 {
     if (!HasOpenMedia())
         return {};
-    return FromMilliseconds(pendingSeekMs_ >= 0 ? pendingSeekMs_ : player_->position());
+    return fromMilliseconds(m_pendingSeekMs >= 0 ? m_pendingSeekMs : m_player->position());
 }
 
-void PreviewPlayer::SetAudioVolume(int16_t volume)
+void PreviewPlayer::setAudioVolume(int16_t volume)
 {
-    volume_ = qBound(0, int(volume), 100);
+    m_volume = qBound(0, int(volume), 100);
     applySound();
 }
 
-void PreviewPlayer::SetMute(bool mute)
+void PreviewPlayer::setMute(bool mute)
 {
-    muted_ = mute;
+    m_muted = mute;
     applySound();
 }
 
-void PreviewPlayer::SetAspectRatio(float ratio)
+void PreviewPlayer::setAspectRatio(float ratio)
 {
-    aspectRatio_ = ratio;
+    m_aspectRatio = ratio;
     fitVideo();
 }
 
 QWidget *PreviewPlayer::VideoWindowHandle() const
 {
-    return video_.data();
+    return m_video.data();
 }
 
 void PreviewPlayer::fitVideo()
 {
-    if (!video_ || !videoArea_)
+    if (!m_video || !m_videoArea)
         return;
-    if (aspectRatio_ > 0.0f) {
-        video_->setAspectRatioMode(Qt::IgnoreAspectRatio);
-        video_->setGeometry(
-            FitAspectRatio(videoArea_->width(), videoArea_->height(), double(aspectRatio_)));
+    if (m_aspectRatio > 0.0f) {
+        m_video->setAspectRatioMode(Qt::IgnoreAspectRatio);
+        m_video->setGeometry(
+            fitAspectRatio(m_videoArea->width(), m_videoArea->height(), double(m_aspectRatio)));
     } else {
-        video_->setAspectRatioMode(Qt::KeepAspectRatio);
-        video_->setGeometry(videoArea_->rect());
+        m_video->setAspectRatioMode(Qt::KeepAspectRatio);
+        m_video->setGeometry(m_videoArea->rect());
     }
 }
 
 bool PreviewPlayer::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == videoArea_ && event->type() == QEvent::Resize)
+    if (watched == m_videoArea && event->type() == QEvent::Resize)
         fitVideo();
     return QObject::eventFilter(watched, event);
 }
@@ -243,9 +243,9 @@ void PreviewPlayer::onMediaStatus(int status)
     case QMediaPlayer::LoadedMedia:
     case QMediaPlayer::BufferingMedia:
     case QMediaPlayer::BufferedMedia:
-        if (!openReported_ && player_->duration() > 0) {
-            openReported_ = true;
-            const TimeHalves d = FromMilliseconds(player_->duration());
+        if (!m_openReported && m_player->duration() > 0) {
+            m_openReported = true;
+            const TimeHalves d = fromMilliseconds(m_player->duration());
             emit MediaOpened(d.low, d.high);
         }
         break;

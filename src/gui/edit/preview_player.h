@@ -29,10 +29,10 @@ public:
     explicit PreviewPlayer(QObject *parent = nullptr);
     ~PreviewPlayer() override;
 
-    bool IsEngineLoaded() const { return engineLoaded_; }
+    bool IsEngineLoaded() const { return m_engineLoaded; }
     // Qt Multimedia needs no library folder; the call only checks that a backend is there.
     bool LoadEngine(bool load, const QString &librariesFolder);
-    QString LastErrorText() const { return lastError_; }
+    QString LastErrorText() const { return m_lastError; }
 
     // Opens the file and shows its picture inside videoArea (filling it at the aspect ratio set
     // with SetAspectRatio); startPaused stops on the first picture.
@@ -44,18 +44,18 @@ public:
     void SeekTo(const TimeHalves &time);
     // Closed (or stopped) 0, paused 1, playing 2.
     int PlayState() const;
-    TimeHalves Position() const;
+    TimeHalves position() const;
 
-    void SetAudioVolume(int16_t volume); // 0 to 100
-    void SetMute(bool mute);
-    bool Muted() const { return muted_; }
-    int AudioVolume() const { return volume_; }
+    void setAudioVolume(int16_t volume); // 0 to 100
+    void setMute(bool mute);
+    bool muted() const { return m_muted; }
+    int AudioVolume() const { return m_volume; }
     // Display aspect ratio of the picture (width / height); 0 or less keeps the stream's own.
-    void SetAspectRatio(float ratio);
-    bool HasAudioOutput() const { return audio_ != nullptr; }
+    void setAspectRatio(float ratio);
+    bool hasAudioOutput() const { return m_audio != nullptr; }
 
     QWidget *VideoWindowHandle() const;
-    QString FileName() const { return fileName_; }
+    QString fileName() const { return m_fileName; }
 
 signals:
     // Duration of the medium just opened.
@@ -64,7 +64,7 @@ signals:
     // Repaint (4) when playback stops, EndOfPlayback (5) at the end of the medium.
     void StateChanged(int code);
     // Always delivered after the call that caused it has returned.
-    void ErrorOccurred(const QString &text);
+    void errorOccurred(const QString &text);
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -75,20 +75,20 @@ private:
     void fitVideo();
     void onMediaStatus(int status);
 
-    QMediaPlayer *player_ = nullptr;
-    QMediaDevices *devices_ = nullptr;
-    QAudioOutput *audio_ = nullptr;
-    QPointer<QWidget> videoArea_;
-    QPointer<QVideoWidget> video_;
-    QString fileName_;
-    QString lastError_;
-    bool engineLoaded_ = false;
-    bool openReported_ = false;
-    bool errorReported_ = false;
-    qint64 pendingSeekMs_ = -1;
-    bool muted_ = false;
-    int volume_ = 100;
-    float aspectRatio_ = 0.0f;
+    QMediaPlayer *m_player = nullptr;
+    QMediaDevices *m_devices = nullptr;
+    QAudioOutput *m_audio = nullptr;
+    QPointer<QWidget> m_videoArea;
+    QPointer<QVideoWidget> m_video;
+    QString m_fileName;
+    QString m_lastError;
+    bool m_engineLoaded = false;
+    bool m_openReported = false;
+    bool m_errorReported = false;
+    qint64 m_pendingSeekMs = -1;
+    bool m_muted = false;
+    int m_volume = 100;
+    float m_aspectRatio = 0.0f;
 };
 
 } // namespace sonivert

@@ -32,197 +32,202 @@ void setTag(QObject *control, const QString &tag)
 PreviewTransport::PreviewTransport(PreviewPlayer *player, const TransportControls &controls,
     const QString &filePath, QObject *parent)
     : QObject(parent)
-    , player_(player)
-    , c_(controls)
-    , filePath_(filePath)
+    , m_player(player)
+    , m_controls(controls)
+    , m_filePath(filePath)
 {
-    connect(c_.buttons[0], &QPushButton::clicked, this, &PreviewTransport::PressPlayPause);
-    connect(c_.buttons[1], &QPushButton::clicked, this, &PreviewTransport::PressStop);
-    connect(c_.buttons[2], &QPushButton::clicked, this, &PreviewTransport::PressMute);
-    connect(c_.volume, &QSlider::valueChanged, this, &PreviewTransport::onVolumeChanged);
-    connect(c_.seekSlider, &SeekSlider::pressedAt, this, &PreviewTransport::onSeekSliderPressed);
-    connect(c_.seekSlider, &QSlider::valueChanged, this, &PreviewTransport::onSeekSliderMoved);
-    connect(c_.seekSlider, &SeekSlider::releasedAt, this, &PreviewTransport::onSeekSliderReleased);
-    connect(c_.bar, &PositionBar::pressedAt, this, &PreviewTransport::SeekToPixel);
-    connect(player_, &PreviewPlayer::MediaOpened, this, &PreviewTransport::onMediaOpened);
-    connect(player_, &PreviewPlayer::PositionChanged, this, [this](qint32 low, qint32 high) {
-        ShowPosition({ low, high });
+    connect(m_controls.buttons[0], &QPushButton::clicked, this, &PreviewTransport::pressPlayPause);
+    connect(m_controls.buttons[1], &QPushButton::clicked, this, &PreviewTransport::pressStop);
+    connect(m_controls.buttons[2], &QPushButton::clicked, this, &PreviewTransport::pressMute);
+    connect(m_controls.volume, &QSlider::valueChanged, this, &PreviewTransport::onVolumeChanged);
+    connect(m_controls.seekSlider, &SeekSlider::pressedAt, this,
+        &PreviewTransport::onSeekSliderPressed);
+    connect(
+        m_controls.seekSlider, &QSlider::valueChanged, this, &PreviewTransport::onSeekSliderMoved);
+    connect(m_controls.seekSlider, &SeekSlider::releasedAt, this,
+        &PreviewTransport::onSeekSliderReleased);
+    connect(m_controls.bar, &PositionBar::pressedAt, this, &PreviewTransport::SeekToPixel);
+    connect(m_player, &PreviewPlayer::MediaOpened, this, &PreviewTransport::onMediaOpened);
+    connect(m_player, &PreviewPlayer::PositionChanged, this, [this](qint32 low, qint32 high) {
+        showPosition({ low, high });
     });
-    connect(player_, &PreviewPlayer::StateChanged, this, &PreviewTransport::onStateChanged);
-    connect(player_, &PreviewPlayer::ErrorOccurred, this, &PreviewTransport::onPlayerError);
+    connect(m_player, &PreviewPlayer::StateChanged, this, &PreviewTransport::onStateChanged);
+    connect(m_player, &PreviewPlayer::errorOccurred, this, &PreviewTransport::onPlayerError);
 }
 
-void PreviewTransport::Prepare(const TimeHalves &duration)
+void PreviewTransport::prepare(const TimeHalves &duration)
 {
-    playing_ = false;
-    setTag(c_.buttons[0], QStringLiteral("Play"));
+    m_playing = false;
+    setTag(m_controls.buttons[0], QStringLiteral("Play"));
     showMuted(false);
-    ClearTime(playPosition_);
-    ClearTime(lastSeekTime_);
-    mediaDuration_ = duration;
+    clearTime(m_playPosition);
+    clearTime(m_lastSeekTime);
+    m_mediaDuration = duration;
 }
 
-void PreviewTransport::Close()
+void PreviewTransport::close()
 {
-    closed_ = true;
+    m_closed = true;
 }
 
-void PreviewTransport::RestoreSound()
+void PreviewTransport::restoreSound()
 {
-    if (!muted_)
+    if (!m_muted)
         return;
-    player_->SetMute(false);
-    player_->SetAudioVolume(int16_t(c_.volume->value()));
+    m_player->setMute(false);
+    m_player->setAudioVolume(int16_t(m_controls.volume->value()));
 }
 
-void PreviewTransport::PressPlayPause()
+void PreviewTransport::pressPlayPause()
 {
-    if (!QFileInfo::exists(filePath_)) {
-        ShowMessage(
-            QStringLiteral("File not found!\n") + filePath_, MsgWarning, QString(), c_.dialog);
+    if (!QFileInfo::exists(m_filePath)) {
+        ShowMessage(QStringLiteral("File not found!\n") + m_filePath, MsgWarning, QString(),
+            m_controls.dialog);
         return;
     }
     const PlayerLaunchSettings settings = launchSettings();
-    if (!playing_) {
+    if (!m_playing) {
         // A backend that cannot be loaded has been reported already; anything else the player
         // noted while opening is worth a warning, and playback goes on.
-        if (PlayerCommand(*player_, PlayerInit, settings, c_.dialog)
-            && !player_->LastErrorText().trimmed().isEmpty())
-            ShowMessage(player_->LastErrorText(), MsgWarning, QString(), c_.dialog);
-        resumeAfterSeek_ = -1;
-        PlayerCommand(*player_, PlayerPlay, settings, c_.dialog);
-        c_.buttons[0]->setIcon(IconStore::Get(SkinImage::PlayerPause));
-        playing_ = true;
-        setTag(c_.buttons[0], QStringLiteral("Pause"));
-        resumeAfterSeek_ = 0;
+        if (PlayerCommand(*m_player, PlayerInit, settings, m_controls.dialog)
+            && !m_player->LastErrorText().trimmed().isEmpty())
+            ShowMessage(m_player->LastErrorText(), MsgWarning, QString(), m_controls.dialog);
+        m_resumeAfterSeek = -1;
+        PlayerCommand(*m_player, PlayerPlay, settings, m_controls.dialog);
+        m_controls.buttons[0]->setIcon(IconStore::get(SkinImage::PlayerPause));
+        m_playing = true;
+        setTag(m_controls.buttons[0], QStringLiteral("Pause"));
+        m_resumeAfterSeek = 0;
         emit controlsEnabled(true);
     } else {
-        PlayerCommand(*player_, PlayerPause, settings, c_.dialog);
-        const bool paused = player_->PlayState() == PreviewPlayer::Paused;
-        c_.buttons[0]->setIcon(
-            IconStore::Get(paused ? SkinImage::PlayerPlay : SkinImage::PlayerPause));
+        PlayerCommand(*m_player, PlayerPause, settings, m_controls.dialog);
+        const bool paused = m_player->PlayState() == PreviewPlayer::Paused;
+        m_controls.buttons[0]->setIcon(
+            IconStore::get(paused ? SkinImage::PlayerPlay : SkinImage::PlayerPause));
         // 1: the person paused, so a seek leaves the picture standing; 0: resume after a seek.
-        resumeAfterSeek_ = paused ? 1 : 0;
+        m_resumeAfterSeek = paused ? 1 : 0;
     }
 }
 
-void PreviewTransport::PressStop()
+void PreviewTransport::pressStop()
 {
-    PlayerCommand(*player_, PlayerStop, launchSettings(), c_.dialog);
-    c_.buttons[0]->setIcon(IconStore::Get(SkinImage::PlayerPlay));
-    playing_ = false;
-    setTag(c_.buttons[0], QStringLiteral("Play"));
-    resumeAfterSeek_ = 2;
-    c_.playTime->setText(QStringLiteral("00:00:00"));
-    setTag(c_.playTime, QStringLiteral("00:00:00.000"));
-    ClearTime(playPosition_);
-    c_.bar->setValue(0);
+    PlayerCommand(*m_player, PlayerStop, launchSettings(), m_controls.dialog);
+    m_controls.buttons[0]->setIcon(IconStore::get(SkinImage::PlayerPlay));
+    m_playing = false;
+    setTag(m_controls.buttons[0], QStringLiteral("Play"));
+    m_resumeAfterSeek = 2;
+    m_controls.playTime->setText(QStringLiteral("00:00:00"));
+    setTag(m_controls.playTime, QStringLiteral("00:00:00.000"));
+    clearTime(m_playPosition);
+    m_controls.bar->setValue(0);
     {
-        const QSignalBlocker block(c_.seekSlider);
-        c_.seekSlider->setValue(0);
+        const QSignalBlocker block(m_controls.seekSlider);
+        m_controls.seekSlider->setValue(0);
     }
     emit controlsEnabled(false);
-    c_.playSelected->stop();
-    c_.preview->update();
+    m_controls.playSelected->stop();
+    m_controls.preview->update();
 }
 
 PlayerLaunchSettings PreviewTransport::launchSettings() const
 {
     PlayerLaunchSettings settings;
-    settings.librariesFolder = Folders().librariesFolder;
-    settings.fileName = filePath_;
-    settings.videoWindow = c_.preview;
+    settings.librariesFolder = folders().librariesFolder;
+    settings.fileName = m_filePath;
+    settings.videoWindow = m_controls.preview;
     return settings;
 }
 
-void PreviewTransport::PressMute()
+void PreviewTransport::pressMute()
 {
-    if (!muted_) {
+    if (!m_muted) {
         showMuted(true);
-        player_->SetMute(true);
+        m_player->setMute(true);
     } else {
         showMuted(false);
-        if (c_.volume->value() == 0)
-            c_.volume->setValue(c_.volume->maximum()); // runs onVolumeChanged
-        player_->SetMute(false);
+        if (m_controls.volume->value() == 0)
+            m_controls.volume->setValue(m_controls.volume->maximum()); // runs onVolumeChanged
+        m_player->setMute(false);
     }
 }
 
 void PreviewTransport::showMuted(bool muted)
 {
-    muted_ = muted;
-    c_.buttons[2]->setIcon(
-        IconStore::Get(muted ? SkinImage::PlayerVolumeOff : SkinImage::PlayerVolumeOn));
-    setTag(c_.buttons[2], muted ? QStringLiteral("Off") : QStringLiteral("On"));
+    m_muted = muted;
+    m_controls.buttons[2]->setIcon(
+        IconStore::get(muted ? SkinImage::PlayerVolumeOff : SkinImage::PlayerVolumeOn));
+    setTag(m_controls.buttons[2], muted ? QStringLiteral("Off") : QStringLiteral("On"));
 }
 
 void PreviewTransport::onVolumeChanged(int value)
 {
-    player_->SetAudioVolume(int16_t(value));
+    m_player->setAudioVolume(int16_t(value));
     showMuted(value == 0);
-    player_->SetMute(value == 0);
+    m_player->setMute(value == 0);
 }
 
 void PreviewTransport::SeekToPixel(int x)
 {
-    if (c_.playSelected->isActive())
-        c_.playSelected->stop();
-    if (progressUpdating_)
+    if (m_controls.playSelected->isActive())
+        m_controls.playSelected->stop();
+    if (m_progressUpdating)
         return;
-    x = qBound(0, x, c_.bar->maximum());
-    const TimeHalves t = TimeOfPixel(x, c_.bar->maximum(), mediaDuration_);
-    player_->SeekTo(t);
-    lastSeekTime_ = t;
-    if (player_->HasOpenMedia()) {
-        ShowPosition(t);
+    x = qBound(0, x, m_controls.bar->maximum());
+    const TimeHalves t = timeOfPixel(x, m_controls.bar->maximum(), m_mediaDuration);
+    m_player->SeekTo(t);
+    m_lastSeekTime = t;
+    if (m_player->HasOpenMedia()) {
+        showPosition(t);
         // The bar stands on the pixel asked for; its time floors back to the pixel before
         // whenever the division rounded down.
-        c_.bar->setValue(x);
+        m_controls.bar->setValue(x);
     }
 }
 
 void PreviewTransport::SeekTo(const TimeHalves &time)
 {
-    player_->SeekTo(time);
-    if (player_->HasOpenMedia())
-        ShowPosition(time);
+    m_player->SeekTo(time);
+    if (m_player->HasOpenMedia())
+        showPosition(time);
 }
 
-void PreviewTransport::ShowPosition(const TimeHalves &position)
+void PreviewTransport::showPosition(const TimeHalves &position)
 {
     const QString text = FormatMediaTime(position.low, position.high);
-    c_.playTime->setText(text.left(8));
-    setTag(c_.playTime, text);
-    playPosition_ = position;
-    const int v = BarValueForPosition(position, mediaDuration_, c_.bar->maximum());
-    if (v >= 0 && v != c_.bar->value())
-        c_.bar->setValue(v);
-    if (!dragInProgress_ && v >= 0) {
-        const QSignalBlocker block(c_.seekSlider);
-        c_.seekSlider->setValue(PixelOfTime(position, mediaDuration_, c_.seekSlider->maximum()));
+    m_controls.playTime->setText(text.left(8));
+    setTag(m_controls.playTime, text);
+    m_playPosition = position;
+    const int v = barValueForPosition(position, m_mediaDuration, m_controls.bar->maximum());
+    if (v >= 0 && v != m_controls.bar->value())
+        m_controls.bar->setValue(v);
+    if (!m_dragInProgress && v >= 0) {
+        const QSignalBlocker block(m_controls.seekSlider);
+        m_controls.seekSlider->setValue(
+            pixelOfTime(position, m_mediaDuration, m_controls.seekSlider->maximum()));
     }
 }
 
 void PreviewTransport::onMediaOpened(qint32 low, qint32 high)
 {
-    mediaDuration_ = StoredDuration(low, high);
-    c_.playTotal->setText(FormatMediaTime(mediaDuration_.low, mediaDuration_.high).left(8));
-    c_.playTime->setText(QStringLiteral("00:00:00"));
-    setTag(c_.playTime, QStringLiteral("00:00:00.000"));
-    c_.bar->setMaximum(c_.bar->width());
-    progressUpdating_ = true;
-    c_.bar->setValue(0);
-    progressUpdating_ = false;
+    m_mediaDuration = storedDuration(low, high);
+    m_controls.playTotal->setText(
+        FormatMediaTime(m_mediaDuration.low, m_mediaDuration.high).left(8));
+    m_controls.playTime->setText(QStringLiteral("00:00:00"));
+    setTag(m_controls.playTime, QStringLiteral("00:00:00.000"));
+    m_controls.bar->setMaximum(m_controls.bar->width());
+    m_progressUpdating = true;
+    m_controls.bar->setValue(0);
+    m_progressUpdating = false;
 }
 
 void PreviewTransport::onStateChanged(int code)
 {
     if (code == PreviewPlayer::Repaint) {
-        if (QWidget *video = player_->VideoWindowHandle())
+        if (QWidget *video = m_player->VideoWindowHandle())
             video->update();
-        c_.preview->update();
-    } else if (code == PreviewPlayer::EndOfPlayback && Flags().EditWindowOpen) {
-        PressStop();
+        m_controls.preview->update();
+    } else if (code == PreviewPlayer::EndOfPlayback && flags().EditWindowOpen) {
+        pressStop();
     }
 }
 
@@ -230,34 +235,35 @@ void PreviewTransport::onStateChanged(int code)
 // what opening left behind, so it gets the warning that opening gives, without a title.
 void PreviewTransport::onPlayerError(const QString &text)
 {
-    if (closed_)
+    if (m_closed)
         return;
-    PressStop();
-    ShowMessage(text, MsgWarning, QString(), c_.dialog);
+    pressStop();
+    ShowMessage(text, MsgWarning, QString(), m_controls.dialog);
 }
 
 void PreviewTransport::onSeekSliderPressed()
 {
-    if (player_->PlayState() == PreviewPlayer::Playing)
-        player_->TogglePause();
-    dragInProgress_ = true;
+    if (m_player->PlayState() == PreviewPlayer::Playing)
+        m_player->TogglePause();
+    m_dragInProgress = true;
 }
 
 void PreviewTransport::onSeekSliderMoved(int value)
 {
-    if (!dragInProgress_)
+    if (!m_dragInProgress)
         return;
-    if (player_->PlayState() == PreviewPlayer::Paused)
-        SeekTo(FromCurrencyTime(
-            ToCurrencyTime(mediaDuration_).MulDiv(value, c_.seekSlider->maximum())));
+    if (m_player->PlayState() == PreviewPlayer::Paused)
+        SeekTo(fromCurrencyTime(
+            toCurrencyTime(m_mediaDuration).mulDiv(value, m_controls.seekSlider->maximum())));
 }
 
 void PreviewTransport::onSeekSliderReleased(int x)
 {
-    SeekTo(FromCurrencyTime(ToCurrencyTime(mediaDuration_).MulDiv(x, c_.seekSlider->maximum())));
-    if (resumeAfterSeek_ != 1 && resumeAfterSeek_ != -1)
-        player_->TogglePause();
-    dragInProgress_ = false;
+    SeekTo(fromCurrencyTime(
+        toCurrencyTime(m_mediaDuration).mulDiv(x, m_controls.seekSlider->maximum())));
+    if (m_resumeAfterSeek != 1 && m_resumeAfterSeek != -1)
+        m_player->TogglePause();
+    m_dragInProgress = false;
 }
 
 } // namespace sonivert

@@ -44,27 +44,27 @@ public:
     PreviewTransport(PreviewPlayer *player, const TransportControls &controls,
         const QString &filePath, QObject *parent = nullptr);
 
-    void PressPlayPause();
-    void PressStop();
-    void PressMute();
+    void pressPlayPause();
+    void pressStop();
+    void pressMute();
     // Seeks to the time under pixel x of the position bar.
     void SeekToPixel(int x);
     void SeekTo(const TimeHalves &time);
-    void ShowPosition(const TimeHalves &position);
+    void showPosition(const TimeHalves &position);
 
     // A fresh start for a medium of the given length: stopped, at 0, with sound.
-    void Prepare(const TimeHalves &duration);
+    void prepare(const TimeHalves &duration);
     // Once the editor is closing, the player's late reports go unheard.
-    void Close();
+    void close();
     // The person may have muted the preview; the player is left with sound.
-    void RestoreSound();
+    void restoreSound();
 
-    TimeHalves MediaDuration() const { return mediaDuration_; }
-    TimeHalves PlayPosition() const { return playPosition_; }
-    TimeHalves LastSeekTime() const { return lastSeekTime_; }
+    TimeHalves MediaDuration() const { return m_mediaDuration; }
+    TimeHalves PlayPosition() const { return m_playPosition; }
+    TimeHalves LastSeekTime() const { return m_lastSeekTime; }
     // -1 while starting, 0: resume after a seek, 1: the person paused, 2: stopped.
-    int ResumeAfterSeek() const { return resumeAfterSeek_; }
-    bool Playing() const { return playing_; }
+    int ResumeAfterSeek() const { return m_resumeAfterSeek; }
+    bool playing() const { return m_playing; }
 
 signals:
     // The controls that need an open medium follow this: on once it plays, off when stopped.
@@ -81,18 +81,18 @@ private:
     void showMuted(bool muted);
     PlayerLaunchSettings launchSettings() const;
 
-    PreviewPlayer *player_;
-    TransportControls c_;
-    QString filePath_;
-    TimeHalves mediaDuration_;
-    TimeHalves playPosition_;
-    TimeHalves lastSeekTime_;
-    int resumeAfterSeek_ = 2;
-    bool playing_ = false; // the play button offers Pause
-    bool muted_ = false;
-    bool progressUpdating_ = false;
-    bool dragInProgress_ = false;
-    bool closed_ = false;
+    PreviewPlayer *m_player;
+    TransportControls m_controls;
+    QString m_filePath;
+    TimeHalves m_mediaDuration;
+    TimeHalves m_playPosition;
+    TimeHalves m_lastSeekTime;
+    int m_resumeAfterSeek = 2;
+    bool m_playing = false; // the play button offers Pause
+    bool m_muted = false;
+    bool m_progressUpdating = false;
+    bool m_dragInProgress = false;
+    bool m_closed = false;
 };
 
 } // namespace sonivert

@@ -22,8 +22,8 @@ void PositionBar::mousePressEvent(QMouseEvent *event)
 
 TrimHandle::TrimHandle(Side side, QWidget *bar, QWidget *parent)
     : QWidget(parent)
-    , side_(side)
-    , bar_(bar)
+    , m_side(side)
+    , m_bar(bar)
 {
     setCursor(Qt::SizeHorCursor);
     setToolTip(side == StartSide ? QStringLiteral("Start") : QStringLiteral("End"));
@@ -38,7 +38,7 @@ void TrimHandle::paintEvent(QPaintEvent *)
     const qreal h = height();
     // A bracket whose straight side marks the point, with a grip pointing into the selection.
     QPainterPath path;
-    if (side_ == StartSide) {
+    if (m_side == StartSide) {
         path.moveTo(w, 0);
         path.lineTo(w, h);
         path.lineTo(w - 4, h);
@@ -68,8 +68,8 @@ void TrimHandle::mouseMoveEvent(QMouseEvent *event)
 {
     if (!(event->buttons() & Qt::LeftButton))
         return;
-    const int x = bar_->mapFromGlobal(event->globalPosition()).toPoint().x();
-    emit dragged(qBound(0, x, bar_->width()));
+    const int x = m_bar->mapFromGlobal(event->globalPosition()).toPoint().x();
+    emit dragged(qBound(0, x, m_bar->width()));
 }
 
 void TrimHandle::mouseReleaseEvent(QMouseEvent *event)
@@ -107,7 +107,7 @@ void SeekSlider::mousePressEvent(QMouseEvent *event)
 {
     if (event->button() != Qt::LeftButton)
         return;
-    down_ = true;
+    m_down = true;
     emit pressedAt(clampedX(event));
     setValue(clampedX(event));
     event->accept();
@@ -115,16 +115,16 @@ void SeekSlider::mousePressEvent(QMouseEvent *event)
 
 void SeekSlider::mouseMoveEvent(QMouseEvent *event)
 {
-    if (down_)
+    if (m_down)
         setValue(clampedX(event));
     event->accept();
 }
 
 void SeekSlider::mouseReleaseEvent(QMouseEvent *event)
 {
-    if (event->button() != Qt::LeftButton || !down_)
+    if (event->button() != Qt::LeftButton || !m_down)
         return;
-    down_ = false;
+    m_down = false;
     setValue(clampedX(event));
     emit releasedAt(clampedX(event));
     event->accept();

@@ -34,8 +34,8 @@ public:
     TrimHandle(Side side, QWidget *bar, QWidget *parent);
 
     // The pixel of the point the handle stands on, as decimal text.
-    QString Tag() const { return tag_; }
-    void SetTag(const QString &tag) { tag_ = tag; }
+    QString tag() const { return m_tag; }
+    void setTag(const QString &tag) { m_tag = tag; }
 
 signals:
     void pressed();
@@ -49,9 +49,9 @@ protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
 
 private:
-    Side side_;
-    QWidget *bar_;
-    QString tag_ = QStringLiteral("0");
+    Side m_side;
+    QWidget *m_bar;
+    QString m_tag = QStringLiteral("0");
 };
 
 // The highlight of the selected range, drawn over the bar; clicks pass through to the bar.
@@ -85,7 +85,7 @@ protected:
 
 private:
     int clampedX(const QMouseEvent *event) const;
-    bool down_ = false;
+    bool m_down = false;
 };
 
 } // namespace sonivert

@@ -12,8 +12,8 @@ FormatPresetBinder::FormatPresetBinder(
     , m_presets(presetList)
     , m_settings(settings)
 {
-    connect(m_formats, &QComboBox::activated, this, &FormatPresetBinder::SelectFormatAt);
-    connect(m_presets, &QComboBox::activated, &m_settings, &OutputSettings::SelectMainPreset);
+    connect(m_formats, &QComboBox::activated, this, &FormatPresetBinder::selectFormatAt);
+    connect(m_presets, &QComboBox::activated, &m_settings, &OutputSettings::selectMainPreset);
     connect(
         &m_settings, &OutputSettings::presetListChanged, this, &FormatPresetBinder::refillPresets);
     connect(
@@ -32,7 +32,7 @@ void FormatPresetBinder::FillFormatKeywordList(const QString &maker)
     }
 }
 
-void FormatPresetBinder::SelectFormatAt(int index)
+void FormatPresetBinder::selectFormatAt(int index)
 {
     if (index < 0 || index >= m_formats->count())
         return;
@@ -40,7 +40,7 @@ void FormatPresetBinder::SelectFormatAt(int index)
         const QSignalBlocker blocker(m_formats);
         m_formats->setCurrentIndex(index);
     }
-    m_settings.SelectFormat(m_formats->itemText(index).trimmed());
+    m_settings.selectFormat(m_formats->itemText(index).trimmed());
 }
 
 void FormatPresetBinder::refillPresets()

@@ -22,7 +22,7 @@ public:
     // Fills the format list with the families of the maker, in catalogue order.
     void FillFormatKeywordList(const QString &maker = OfferedMaker);
     // Selects the family at index (the program's start uses 0) and applies its default preset.
-    void SelectFormatAt(int index);
+    void selectFormatAt(int index);
 
 private:
     void refillPresets();

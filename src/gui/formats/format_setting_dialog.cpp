@@ -129,7 +129,7 @@ QComboBox *FormatSettingDialog::makeChoice(ChoiceListId id)
     combo->setMinimumContentsLength(18);
     connect(combo, &QComboBox::activated, this, [this, id](int index) {
         if (!m_syncing)
-            m_settings.ChooseEntry(id, index);
+            m_settings.chooseEntry(id, index);
     });
     m_combos[std::size_t(id)] = combo;
     return combo;
@@ -155,7 +155,7 @@ FormatSettingDialog::NumberControls FormatSettingDialog::makeNumber(
     connect(controls.box, &QLineEdit::textChanged, this, [this, id] { numberTyped(id); });
     connect(controls.box, &QLineEdit::editingFinished, this, [this, id] { numberCommitted(id); });
     connect(controls.spin, &SpinButtons::stepped, this, [this, id](int delta) {
-        m_settings.SetNumber(id, m_settings.number(id).value + delta);
+        m_settings.setNumber(id, m_settings.number(id).value + delta);
         numberCommitted(id);
     });
     m_numbers[std::size_t(id)] = controls;
@@ -228,12 +228,12 @@ QWidget *FormatSettingDialog::buildQualityGroup()
     row->addStretch(1);
     connect(m_quality, &QButtonGroup::idClicked, this, [this](int id) {
         if (!m_syncing)
-            m_settings.ChooseQualityLevel(QualityLevel(id));
+            m_settings.chooseQualityLevel(QualityLevel(id));
     });
     return group;
 }
 
-void FormatSettingDialog::SetChoicesEnabled(bool enabled)
+void FormatSettingDialog::setChoicesEnabled(bool enabled)
 {
     m_choices->setEnabled(enabled);
 }
@@ -257,7 +257,7 @@ void FormatSettingDialog::SelectPresetRow(int row)
         QTreeWidgetItem *item = m_presetList->topLevelItem(row);
         m_presetList->setCurrentItem(item);
         m_syncing = false;
-        m_settings.SetSelectedPresetId(item->data(0, IdRole).toString());
+        m_settings.setSelectedPresetId(item->data(0, IdRole).toString());
         m_idHolder->setText(m_settings.selectedPresetId());
         m_presetList->setFocus();
     }
@@ -279,7 +279,7 @@ void FormatSettingDialog::showEvent(QShowEvent *event)
     SelectPresetRow(m_settings.mainPresetIndex());
     if (!m_activated) {
         m_activated = true;
-        m_settings.ApplyPresetId(m_settings.selectedPresetId());
+        m_settings.applyPresetId(m_settings.selectedPresetId());
     }
 }
 
@@ -291,8 +291,8 @@ void FormatSettingDialog::presetRowChosen()
     if (row < 0)
         return;
     const QString id = m_presetList->topLevelItem(row)->data(0, IdRole).toString();
-    m_settings.SetSelectedPresetId(id);
-    m_settings.ApplyPresetId(id);
+    m_settings.setSelectedPresetId(id);
+    m_settings.applyPresetId(id);
     SelectPresetRow(row);
 }
 
@@ -311,7 +311,7 @@ void FormatSettingDialog::numberTyped(NumberId id)
         box->setText(QString::number(maximum));
     }
     m_typingIn = int(id);
-    m_settings.SetNumber(id, int(std::clamp<qlonglong>(typed, INT_MIN, maximum)));
+    m_settings.setNumber(id, int(std::clamp<qlonglong>(typed, INT_MIN, maximum)));
     m_typingIn = -1;
 }
 
@@ -328,7 +328,7 @@ void FormatSettingDialog::closeClicked()
 {
     const int row = selectedPresetRow();
     if (row >= 0)
-        m_settings.ApplyPresetId(m_presetList->topLevelItem(row)->data(0, IdRole).toString());
+        m_settings.applyPresetId(m_presetList->topLevelItem(row)->data(0, IdRole).toString());
     hide();
 }
 
@@ -336,7 +336,7 @@ void FormatSettingDialog::okClicked()
 {
     const int row = selectedPresetRow();
     if (row >= 0)
-        m_settings.SelectMainPreset(row);
+        m_settings.selectMainPreset(row);
     accept();
 }
 
@@ -388,12 +388,12 @@ void FormatSettingDialog::syncNumber(NumberId id)
     }
 }
 
-FormatSettingDialog *FormatSettingWindow(QWidget *owner)
+FormatSettingDialog *formatSettingWindow(QWidget *owner)
 {
     // Guarded: the window goes with its owner, and a later owner (a test's) gets a new one.
     static QPointer<FormatSettingDialog> dialog;
     if (!dialog)
-        dialog = new FormatSettingDialog(AppOutputSettings(), owner);
+        dialog = new FormatSettingDialog(appOutputSettings(), owner);
     else if (owner && !dialog->parentWidget())
         dialog->setParent(owner, dialog->windowFlags()); // first used before the window existed
     return dialog;

@@ -29,7 +29,7 @@ public:
     OutputSettings &settings() const { return m_settings; }
 
     // Enables or disables the choices as a whole; each control keeps its own lock.
-    void SetChoicesEnabled(bool enabled);
+    void setChoicesEnabled(bool enabled);
 
     // Highlights a preset row, remembers its ID and updates the total and the column caption.
     void SelectPresetRow(int row);
@@ -79,6 +79,6 @@ private:
 
 // The one dialog of the running program, created hidden on first use and kept until exit (with
 // its owner, the main window, when one is given).
-FormatSettingDialog *FormatSettingWindow(QWidget *owner = nullptr);
+FormatSettingDialog *formatSettingWindow(QWidget *owner = nullptr);
 
 } // namespace sonivert

@@ -36,8 +36,8 @@ void FileListDelegate::initStyleOption(QStyleOptionViewItem *option, const QMode
 {
     QStyledItemDelegate::initStyleOption(option, index);
     const int id = index.data(FileListModel::IconIdRole).toInt();
-    if (id > 0 && icons_) {
-        option->icon = icons_(id);
+    if (id > 0 && m_icons) {
+        option->icon = m_icons(id);
         if (!option->icon.isNull())
             option->features |= QStyleOptionViewItem::HasDecoration;
     }
@@ -69,7 +69,7 @@ void FileListDelegate::paint(
     const QRect cell = option.rect;
     const int height = cell.height() - 2;
     const QRect frame(cell.left(), cell.top() + 1, cell.width(), height);
-    const int fillWidth = std::min(ProgressFillWidth(cell.width(), percent), cell.width());
+    const int fillWidth = std::min(progressFillWidth(cell.width(), percent), cell.width());
     const QRect fill(frame.left(), frame.top(), fillWidth, height);
 
     painter->save();
@@ -87,7 +87,7 @@ void FileListDelegate::paint(
 
 ListFooter::ListFooter(QTableView *view)
     : QWidget(view)
-    , view_(view)
+    , m_view(view)
 {
     setObjectName(QStringLiteral("FileViewFooter"));
     setFont(listFont());
@@ -100,16 +100,16 @@ ListFooter::ListFooter(QTableView *view)
         qOverload<>(&QWidget::update));
 }
 
-void ListFooter::SetTexts(const QString &countText, const QString &durationText)
+void ListFooter::setTexts(const QString &countText, const QString &durationText)
 {
-    count_ = countText;
-    duration_ = durationText;
+    m_count = countText;
+    m_duration = durationText;
     update();
 }
 
-QRect ListFooter::CellRect(int column) const
+QRect ListFooter::cellRect(int column) const
 {
-    const QHeaderView *header = view_->horizontalHeader();
+    const QHeaderView *header = m_view->horizontalHeader();
     if (header->isSectionHidden(column))
         return QRect();
     // The viewport starts where the footer starts, so section positions carry over.
@@ -122,23 +122,23 @@ void ListFooter::paintEvent(QPaintEvent *)
     painter.setPen(palette().color(QPalette::Mid));
     painter.drawLine(0, 0, width(), 0);
     painter.setPen(palette().color(QPalette::ButtonText));
-    const QRect name = CellRect(Field::Name);
+    const QRect name = cellRect(Field::Name);
     if (name.isValid())
-        painter.drawText(name.adjusted(4, 0, -4, 0), Qt::AlignLeft | Qt::AlignVCenter, count_);
-    const QRect duration = CellRect(Field::Duration);
+        painter.drawText(name.adjusted(4, 0, -4, 0), Qt::AlignLeft | Qt::AlignVCenter, m_count);
+    const QRect duration = cellRect(Field::Duration);
     if (duration.isValid())
-        painter.drawText(duration, Qt::AlignCenter, duration_);
+        painter.drawText(duration, Qt::AlignCenter, m_duration);
 }
 
 FileViewMain::FileViewMain(QWidget *parent)
     : QTableView(parent)
-    , delegate_(new FileListDelegate(this))
-    , footer_(new ListFooter(this))
+    , m_delegate(new FileListDelegate(this))
+    , m_footer(new ListFooter(this))
 {
     setObjectName(QStringLiteral("FileViewMain"));
     setFont(listFont());
     horizontalHeader()->setFont(listFont());
-    setItemDelegate(delegate_);
+    setItemDelegate(m_delegate);
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setSelectionMode(QAbstractItemView::ExtendedSelection);
     setEditTriggers(QAbstractItemView::NoEditTriggers);
@@ -154,22 +154,22 @@ FileViewMain::FileViewMain(QWidget *parent)
     horizontalHeader()->setMinimumSectionSize(16);
 }
 
-void FileViewMain::SetFileList(FileListModel *list)
+void FileViewMain::setFileList(FileListModel *list)
 {
-    if (list_)
-        disconnect(list_, nullptr, footer_, nullptr);
-    list_ = list;
+    if (m_list)
+        disconnect(m_list, nullptr, m_footer, nullptr);
+    m_list = list;
     setModel(list);
     applyColumns();
     if (!list)
         return;
-    connect(list, &FileListModel::footerChanged, footer_, &ListFooter::SetTexts);
-    footer_->SetTexts(list->FooterCountText(), list->FooterDurationText());
+    connect(list, &FileListModel::footerChanged, m_footer, &ListFooter::setTexts);
+    m_footer->setTexts(list->footerCountText(), list->footerDurationText());
 }
 
-void FileViewMain::SetIconProvider(ListIconProvider provider)
+void FileViewMain::setIconProvider(ListIconProvider provider)
 {
-    delegate_->SetIconProvider(std::move(provider));
+    m_delegate->setIconProvider(std::move(provider));
     viewport()->update();
 }
 
@@ -189,7 +189,7 @@ void FileViewMain::applyColumns()
     }
 }
 
-QList<int> FileViewMain::SelectedRows() const
+QList<int> FileViewMain::selectedRows() const
 {
     QList<int> rows;
     if (!selectionModel())
@@ -200,7 +200,7 @@ QList<int> FileViewMain::SelectedRows() const
     return rows;
 }
 
-void FileViewMain::SelectRow(int row)
+void FileViewMain::selectAndReveal(int row)
 {
     if (!model() || row < 0 || row >= model()->rowCount())
         return;
@@ -234,15 +234,15 @@ void FileViewMain::updateGeometries()
         setViewportMargins(margins);
     }
     const QRect area = viewport()->geometry();
-    footer_->setGeometry(area.left(), area.bottom() + 1, area.width(), footerHeight);
-    footer_->update();
+    m_footer->setGeometry(area.left(), area.bottom() + 1, area.width(), footerHeight);
+    m_footer->update();
 }
 
 void FileViewMain::selectionChanged(
     const QItemSelection &selected, const QItemSelection &deselected)
 {
     QTableView::selectionChanged(selected, deselected);
-    const QList<int> rows = SelectedRows();
+    const QList<int> rows = selectedRows();
     if (rows.size() == 1)
         emit singleRowSelected(rows.first());
 }

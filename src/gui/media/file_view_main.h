@@ -21,7 +21,7 @@ class FileListDelegate : public QStyledItemDelegate
 public:
     explicit FileListDelegate(QObject *parent = nullptr);
 
-    void SetIconProvider(ListIconProvider provider) { icons_ = std::move(provider); }
+    void setIconProvider(ListIconProvider provider) { m_icons = std::move(provider); }
     void paint(QPainter *painter, const QStyleOptionViewItem &option,
         const QModelIndex &index) const override;
 
@@ -29,7 +29,7 @@ protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override;
 
 private:
-    ListIconProvider icons_;
+    ListIconProvider m_icons;
 };
 
 // The strip under the grid: the file count under "Name", the total duration under "Duration".
@@ -41,19 +41,19 @@ class ListFooter : public QWidget
 public:
     explicit ListFooter(QTableView *view);
 
-    void SetTexts(const QString &countText, const QString &durationText);
-    QString CountText() const { return count_; }
-    QString DurationText() const { return duration_; }
+    void setTexts(const QString &countText, const QString &durationText);
+    QString countText() const { return m_count; }
+    QString durationText() const { return m_duration; }
     // Where a column's footer cell is drawn, in footer coordinates.
-    QRect CellRect(int column) const;
+    QRect cellRect(int column) const;
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    QTableView *view_;
-    QString count_;
-    QString duration_;
+    QTableView *m_view;
+    QString m_count;
+    QString m_duration;
 };
 
 // The file list: a grid over the file list model with the five visible columns, the state
@@ -66,13 +66,13 @@ class FileViewMain : public QTableView
 public:
     explicit FileViewMain(QWidget *parent = nullptr);
 
-    void SetFileList(FileListModel *list);
-    FileListModel *FileList() const { return list_; }
-    void SetIconProvider(ListIconProvider provider);
+    void setFileList(FileListModel *list);
+    FileListModel *fileList() const { return m_list; }
+    void setIconProvider(ListIconProvider provider);
 
-    QList<int> SelectedRows() const; // ascending
-    void SelectRow(int row);
-    ListFooter *Footer() const { return footer_; }
+    QList<int> selectedRows() const; // ascending
+    void selectAndReveal(int row);
+    ListFooter *footer() const { return m_footer; }
 
 signals:
     // Exactly one row is selected now.
@@ -89,9 +89,9 @@ protected:
 private:
     void applyColumns();
 
-    FileListModel *list_ = nullptr;
-    FileListDelegate *delegate_;
-    ListFooter *footer_;
+    FileListModel *m_list = nullptr;
+    FileListDelegate *m_delegate;
+    ListFooter *m_footer;
 };
 
 } // namespace sonivert

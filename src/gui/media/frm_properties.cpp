@@ -54,23 +54,23 @@ bool isGroupHeading(int index)
 
 frmProperties::frmProperties(const MediaItem &item, QWidget *parent)
     : QDialog(parent)
-    , title_(new QLabel(this))
-    , fileName_(new QLineEdit(this))
-    , close_(new QPushButton(QStringLiteral("Close"), this))
-    , show_(new QPushButton(QStringLiteral("Show in Folder"), this))
+    , m_title(new QLabel(this))
+    , m_fileName(new QLineEdit(this))
+    , m_close(new QPushButton(QStringLiteral("Close"), this))
+    , m_show(new QPushButton(QStringLiteral("Show in Folder"), this))
 {
     setObjectName(QStringLiteral("frmProperties"));
     setWindowTitle(QStringLiteral("Properties"));
-    title_->setObjectName(QStringLiteral("lbl_Title"));
-    QFont heading = title_->font();
+    m_title->setObjectName(QStringLiteral("lbl_Title"));
+    QFont heading = m_title->font();
     heading.setBold(true);
     heading.setPointSize(heading.pointSize() + 2);
-    title_->setFont(heading);
-    fileName_->setObjectName(QStringLiteral("Txt_FileName"));
-    fileName_->setReadOnly(true);
-    close_->setObjectName(QStringLiteral("Cmd_Properties_0"));
-    show_->setObjectName(QStringLiteral("Cmd_Properties_1"));
-    close_->setDefault(true);
+    m_title->setFont(heading);
+    m_fileName->setObjectName(QStringLiteral("Txt_FileName"));
+    m_fileName->setReadOnly(true);
+    m_close->setObjectName(QStringLiteral("Cmd_Properties_0"));
+    m_show->setObjectName(QStringLiteral("Cmd_Properties_1"));
+    m_close->setDefault(true);
 
     auto *grid = new QGridLayout;
     grid->setHorizontalSpacing(12);
@@ -81,8 +81,8 @@ frmProperties::frmProperties(const MediaItem &item, QWidget *parent)
         value->setObjectName(QStringLiteral("lbl_Infos_%1").arg(i));
         value->setTextFormat(Qt::PlainText);
         value->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        titles_.append(caption);
-        infos_.append(value);
+        m_titles.append(caption);
+        m_infos.append(value);
         if (isGroupHeading(i)) {
             QFont bold = caption->font();
             bold.setBold(true);
@@ -97,43 +97,43 @@ frmProperties::frmProperties(const MediaItem &item, QWidget *parent)
     grid->setColumnStretch(1, 1);
 
     auto *buttons = new QHBoxLayout;
-    buttons->addWidget(show_);
+    buttons->addWidget(m_show);
     buttons->addStretch();
-    buttons->addWidget(close_);
+    buttons->addWidget(m_close);
 
     auto *layout = new QVBoxLayout(this);
-    layout->addWidget(title_);
-    layout->addWidget(fileName_);
+    layout->addWidget(m_title);
+    layout->addWidget(m_fileName);
     layout->addLayout(grid);
     layout->addLayout(buttons);
 
-    connect(close_, &QPushButton::clicked, this, &QDialog::accept);
-    connect(show_, &QPushButton::clicked, this, &frmProperties::showInFileManager);
+    connect(m_close, &QPushButton::clicked, this, &QDialog::accept);
+    connect(m_show, &QPushButton::clicked, this, &frmProperties::showInFileManager);
     fill(item);
 }
 
-QString frmProperties::FilePath() const
+QString frmProperties::filePath() const
 {
-    return fileName_->text();
+    return m_fileName->text();
 }
 
 void frmProperties::fill(const MediaItem &item)
 {
-    const FileFacts facts = ReadFileFacts(item);
-    fileName_->setText(facts.path);
-    title_->setText(item.Text(Field::Name));
-    const auto texts = PropertiesInfoTexts(item, facts);
+    const FileFacts facts = readFileFacts(item);
+    m_fileName->setText(facts.path);
+    m_title->setText(item.text(Field::Name));
+    const auto texts = propertiesInfoTexts(item, facts);
     for (int i = 0; i < PropertiesLabelCount; ++i) {
         if (!isGroupHeading(i))
-            ShowInfoText(infos_.at(i), texts[size_t(i)]);
+            showInfoText(m_infos.at(i), texts[size_t(i)]);
     }
 }
 
 void frmProperties::showInFileManager()
 {
-    const QString path = fileName_->text();
+    const QString path = m_fileName->text();
     if (!path.isEmpty())
-        ShowInFileManager(this, path);
+        revealInFileManager(this, path);
 }
 
 } // namespace sonivert

@@ -20,20 +20,20 @@ class frmProperties : public QDialog
 public:
     frmProperties(const MediaItem &item, QWidget *parent = nullptr);
 
-    QString FilePath() const;
+    QString filePath() const;
     // lbl_Infos 0 to 26 (13 and 18 are captions of their groups and stay empty).
-    QLabel *InfoLabel(int index) const { return infos_.value(index); }
+    QLabel *infoLabel(int index) const { return m_infos.value(index); }
 
 private:
     void fill(const MediaItem &item);
     void showInFileManager();
 
-    QLabel *title_;
-    QLineEdit *fileName_;
-    QList<QLabel *> titles_;
-    QList<QLabel *> infos_;
-    QPushButton *close_;
-    QPushButton *show_;
+    QLabel *m_title;
+    QLineEdit *m_fileName;
+    QList<QLabel *> m_titles;
+    QList<QLabel *> m_infos;
+    QPushButton *m_close;
+    QPushButton *m_show;
 };
 
 } // namespace sonivert

@@ -13,92 +13,92 @@ namespace sonivert {
 
 frmWait::frmWait(ImportJob *job, QWidget *owner)
     : QDialog(owner)
-    , job_(job)
-    , counter_(new QLabel(this))
-    , file_(new QLabel(this))
-    , bar_(new QProgressBar(this))
-    , cancel_(new QPushButton(QStringLiteral("Cancel"), this))
+    , m_job(job)
+    , m_counter(new QLabel(this))
+    , m_file(new QLabel(this))
+    , m_bar(new QProgressBar(this))
+    , m_cancel(new QPushButton(QStringLiteral("Cancel"), this))
 {
     setObjectName(QStringLiteral("frmWait"));
     setWindowTitle(QStringLiteral("Please wait"));
     // Blocks the main window while the import runs, as a disabled window would.
     setWindowModality(Qt::WindowModal);
-    counter_->setObjectName(QStringLiteral("lbl_WaitFileNo"));
-    file_->setObjectName(QStringLiteral("lbl_WaitFile"));
-    file_->setTextFormat(Qt::PlainText);
-    file_->setMinimumWidth(360);
-    bar_->setObjectName(QStringLiteral("ProgressBar1"));
-    bar_->setTextVisible(false);
-    cancel_->setObjectName(QStringLiteral("Cmd_Cancel"));
+    m_counter->setObjectName(QStringLiteral("lbl_WaitFileNo"));
+    m_file->setObjectName(QStringLiteral("lbl_WaitFile"));
+    m_file->setTextFormat(Qt::PlainText);
+    m_file->setMinimumWidth(360);
+    m_bar->setObjectName(QStringLiteral("ProgressBar1"));
+    m_bar->setTextVisible(false);
+    m_cancel->setObjectName(QStringLiteral("Cmd_Cancel"));
 
     auto *layout = new QVBoxLayout(this);
-    layout->addWidget(counter_);
-    layout->addWidget(file_);
-    layout->addWidget(bar_);
+    layout->addWidget(m_counter);
+    layout->addWidget(m_file);
+    layout->addWidget(m_bar);
     auto *buttons = new QHBoxLayout;
     buttons->addStretch();
-    buttons->addWidget(cancel_);
+    buttons->addWidget(m_cancel);
     layout->addLayout(buttons);
 
-    bar_->setRange(0, std::max(1, job->Total()));
-    bar_->setValue(0);
-    connect(cancel_, &QPushButton::clicked, job, &ImportJob::cancel);
-    connect(cancel_, &QPushButton::clicked, this, [this] { cancel_->setEnabled(false); });
-    connect(job, &ImportJob::progress, this, &frmWait::ShowProgress);
+    m_bar->setRange(0, std::max(1, job->total()));
+    m_bar->setValue(0);
+    connect(m_cancel, &QPushButton::clicked, job, &ImportJob::cancel);
+    connect(m_cancel, &QPushButton::clicked, this, [this] { m_cancel->setEnabled(false); });
+    connect(job, &ImportJob::progress, this, &frmWait::showProgress);
     connect(job, &ImportJob::finished, this, [this] {
-        finished_ = true;
+        m_finished = true;
         accept();
     });
 }
 
-QString frmWait::CounterText() const
+QString frmWait::counterText() const
 {
-    return counter_->text();
+    return m_counter->text();
 }
 
-QString frmWait::FileText() const
+QString frmWait::fileText() const
 {
-    return file_->text();
+    return m_file->text();
 }
 
-int frmWait::BarValue() const
+int frmWait::barValue() const
 {
-    return bar_->value();
+    return m_bar->value();
 }
 
-int frmWait::BarMaximum() const
+int frmWait::barMaximum() const
 {
-    return bar_->maximum();
+    return m_bar->maximum();
 }
 
-void frmWait::ShowProgress(int current, int total, const QString &fileName)
+void frmWait::showProgress(int current, int total, const QString &fileName)
 {
-    counter_->setText(QStringLiteral("%1 of %2 files").arg(current).arg(total));
-    file_->setText(fileName);
-    bar_->setMaximum(std::max(1, total));
-    bar_->setValue(std::clamp(current, 0, bar_->maximum()));
+    m_counter->setText(QStringLiteral("%1 of %2 files").arg(current).arg(total));
+    m_file->setText(fileName);
+    m_bar->setMaximum(std::max(1, total));
+    m_bar->setValue(std::clamp(current, 0, m_bar->maximum()));
 }
 
 void frmWait::closeEvent(QCloseEvent *event)
 {
-    if (finished_) {
+    if (m_finished) {
         QDialog::closeEvent(event);
         return;
     }
     // The import ends at the next file and closes the dialog then.
-    job_->cancel();
-    cancel_->setEnabled(false);
+    m_job->cancel();
+    m_cancel->setEnabled(false);
     event->ignore();
 }
 
 void frmWait::reject()
 {
-    if (finished_) {
+    if (m_finished) {
         QDialog::reject();
         return;
     }
-    job_->cancel();
-    cancel_->setEnabled(false);
+    m_job->cancel();
+    m_cancel->setEnabled(false);
 }
 
 } // namespace sonivert

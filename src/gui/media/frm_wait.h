@@ -20,25 +20,25 @@ class frmWait : public QDialog
 public:
     frmWait(ImportJob *job, QWidget *owner);
 
-    QString CounterText() const;
-    QString FileText() const;
-    int BarValue() const;
-    int BarMaximum() const;
+    QString counterText() const;
+    QString fileText() const;
+    int barValue() const;
+    int barMaximum() const;
 
 public slots:
-    void ShowProgress(int current, int total, const QString &fileName);
+    void showProgress(int current, int total, const QString &fileName);
 
 protected:
     void closeEvent(QCloseEvent *event) override;
     void reject() override;
 
 private:
-    ImportJob *job_;
-    QLabel *counter_;
-    QLabel *file_;
-    QProgressBar *bar_;
-    QPushButton *cancel_;
-    bool finished_ = false;
+    ImportJob *m_job;
+    QLabel *m_counter;
+    QLabel *m_file;
+    QProgressBar *m_bar;
+    QPushButton *m_cancel;
+    bool m_finished = false;
 };
 
 } // namespace sonivert

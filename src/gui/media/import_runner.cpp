@@ -16,7 +16,7 @@ ImportJob *prepare(QWidget *owner, FileListModel *list, FailureReport *report)
 
 void showWaitDialog(QWidget *owner, ImportJob *job)
 {
-    if (!job->ShowsWaitDialog())
+    if (!job->showsWaitDialog())
         return;
     auto *wait = new frmWait(job, owner);
     wait->setAttribute(Qt::WA_DeleteOnClose);
@@ -26,7 +26,7 @@ void showWaitDialog(QWidget *owner, ImportJob *job)
 
 } // namespace
 
-ImportJob *StartImport(
+ImportJob *startImport(
     QWidget *owner, FileListModel *list, FailureReport *report, const QStringList &paths)
 {
     ImportJob *job = prepare(owner, list, report);
@@ -35,7 +35,7 @@ ImportJob *StartImport(
     return job;
 }
 
-ImportJob *StartDroppedImport(QWidget *owner, FileListModel *list, FailureReport *report,
+ImportJob *startDroppedImport(QWidget *owner, FileListModel *list, FailureReport *report,
     const QStringList &accepted, const QStringList &refused)
 {
     ImportJob *job = prepare(owner, list, report);

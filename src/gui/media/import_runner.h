@@ -14,9 +14,9 @@ class ImportJob;
 // two or more files the wait dialog blocks the owner until the import ends. Connect to the
 // returned job's finished signal to select the first new row and show the failure report; the
 // job deletes itself afterwards.
-ImportJob *StartImport(
+ImportJob *startImport(
     QWidget *owner, FileListModel *list, FailureReport *report, const QStringList &paths);
-ImportJob *StartDroppedImport(QWidget *owner, FileListModel *list, FailureReport *report,
+ImportJob *startDroppedImport(QWidget *owner, FileListModel *list, FailureReport *report,
     const QStringList &accepted, const QStringList &refused);
 
 } // namespace sonivert

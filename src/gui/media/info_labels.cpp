@@ -5,7 +5,7 @@
 
 namespace sonivert {
 
-void ShowInfoText(QLabel *label, const InfoText &text)
+void showInfoText(QLabel *label, const InfoText &text)
 {
     if (!label)
         return;
@@ -18,11 +18,11 @@ void ShowInfoText(QLabel *label, const InfoText &text)
     label->setProperty("available", text.available);
 }
 
-void ShowInputFileInfo(const QList<QLabel *> &labels, const MediaItem &item)
+void showInputFileInfo(const QList<QLabel *> &labels, const MediaItem &item)
 {
-    const auto texts = InputFileInfoTexts(item);
+    const auto texts = inputFileInfoTexts(item);
     for (qsizetype i = 0; i < labels.size() && i < qsizetype(texts.size()); ++i)
-        ShowInfoText(labels.at(i), texts[size_t(i)]);
+        showInfoText(labels.at(i), texts[size_t(i)]);
 }
 
 } // namespace sonivert

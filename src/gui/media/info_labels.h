@@ -9,9 +9,9 @@ class QLabel;
 namespace sonivert {
 
 // Shows a value label: greyed "Not Available", or the value in the button-text colour.
-void ShowInfoText(QLabel *label, const InfoText &text);
+void showInfoText(QLabel *label, const InfoText &text);
 
 // The information panel (lbl_InputFileValue 0 to 8) for one row.
-void ShowInputFileInfo(const QList<QLabel *> &labels, const MediaItem &item);
+void showInputFileInfo(const QList<QLabel *> &labels, const MediaItem &item);
 
 } // namespace sonivert

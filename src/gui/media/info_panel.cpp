@@ -55,10 +55,10 @@ InfoPanel::InfoPanel(QWidget *parent)
 
 void InfoPanel::showRow(int row)
 {
-    if (!m_list || row < 0 || row >= m_list->Count())
+    if (!m_list || row < 0 || row >= m_list->count())
         return;
     m_currentRow = row;
-    ShowInputFileInfo(QList<QLabel *>(m_values.begin(), m_values.end()), m_list->Item(row));
+    showInputFileInfo(QList<QLabel *>(m_values.begin(), m_values.end()), m_list->item(row));
 }
 
 void InfoPanel::clear()
@@ -70,9 +70,9 @@ void InfoPanel::clear()
 
 void InfoPanel::showProperties()
 {
-    if (!m_list || m_currentRow < 0 || m_currentRow >= m_list->Count())
+    if (!m_list || m_currentRow < 0 || m_currentRow >= m_list->count())
         return;
-    frmProperties dialog(m_list->Item(m_currentRow), window());
+    frmProperties dialog(m_list->item(m_currentRow), window());
     dialog.exec();
 }
 

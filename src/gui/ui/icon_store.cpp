@@ -14,26 +14,26 @@ struct Picture
     QIcon icon;
 };
 
-QHash<int, Picture> &Pictures()
+QHash<int, Picture> &pictures()
 {
     static QHash<int, Picture> pictures;
     return pictures;
 }
 
 // Pixmaps belong to the GUI application; they must not outlive it in a static.
-void ReleaseWithApplication()
+void releaseWithApplication()
 {
     static bool registered = false;
     if (registered)
         return;
     registered = true;
     qAddPostRoutine([] {
-        Pictures().clear();
+        pictures().clear();
         registered = false;
     });
 }
 
-QString HiDpiSibling(const QString &path)
+QString hiDpiSibling(const QString &path)
 {
     const QFileInfo info(path);
     return info.path() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral("@2x.")
@@ -44,37 +44,37 @@ QString HiDpiSibling(const QString &path)
 
 namespace IconStore {
 
-void Reset()
+void reset()
 {
-    Pictures().clear();
+    pictures().clear();
 }
 
-bool Load(const QString &path, int number)
+bool load(const QString &path, int number)
 {
-    Pictures().remove(number);
+    pictures().remove(number);
     QPixmap pixmap;
     if (path.isEmpty() || !pixmap.load(path))
         return false;
 
     QIcon icon(pixmap);
     QPixmap sharp;
-    if (sharp.load(HiDpiSibling(path)) && sharp.size() == pixmap.size() * 2) {
+    if (sharp.load(hiDpiSibling(path)) && sharp.size() == pixmap.size() * 2) {
         sharp.setDevicePixelRatio(2.0);
         icon.addPixmap(sharp);
     }
-    ReleaseWithApplication();
-    Pictures().insert(number, Picture { pixmap, icon });
+    releaseWithApplication();
+    pictures().insert(number, Picture { pixmap, icon });
     return true;
 }
 
-QIcon Get(int number)
+QIcon get(int number)
 {
-    return Pictures().value(number).icon;
+    return pictures().value(number).icon;
 }
 
-QPixmap Pixmap(int number)
+QPixmap pixmap(int number)
 {
-    return Pictures().value(number).pixmap;
+    return pictures().value(number).pixmap;
 }
 
 } // namespace IconStore

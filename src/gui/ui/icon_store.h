@@ -11,18 +11,18 @@ namespace sonivert {
 namespace IconStore {
 
 // Forgets every picture.
-void Reset();
+void reset();
 
 // Loads the picture at path under number, replacing any picture held under it. A sibling file
 // with "@2x" before the extension, when present, serves high-density screens. Returns false and
 // leaves the number empty when the file cannot be read.
-bool Load(const QString &path, int number);
+bool load(const QString &path, int number);
 
 // The picture under number as an icon for a button; a null icon when the number holds none.
-QIcon Get(int number);
+QIcon get(int number);
 
 // The same picture at its own size; a null pixmap when the number holds none.
-QPixmap Pixmap(int number);
+QPixmap pixmap(int number);
 
 } // namespace IconStore
 

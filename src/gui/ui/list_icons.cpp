@@ -10,9 +10,9 @@ constexpr QRgb kTransparentKey = 0xffff00ff;
 
 } // namespace
 
-bool ListIcons::Load(const QString &path)
+bool ListIcons::load(const QString &path)
 {
-    icons_.clear();
+    m_icons.clear();
     QImage strip;
     if (path.isEmpty() || !strip.load(path))
         return false;
@@ -30,17 +30,17 @@ bool ListIcons::Load(const QString &path)
         }
     }
 
-    icons_.reserve(Count);
+    m_icons.reserve(Count);
     for (int i = 0; i < Count; ++i)
-        icons_.append(QPixmap::fromImage(keyed.copy(i * width, 0, width, keyed.height())));
+        m_icons.append(QPixmap::fromImage(keyed.copy(i * width, 0, width, keyed.height())));
     return true;
 }
 
-QPixmap ListIcons::Icon(int id) const
+QPixmap ListIcons::icon(int id) const
 {
-    if (id < 1 || id > icons_.size())
+    if (id < 1 || id > m_icons.size())
         return {};
-    return icons_.at(id - 1);
+    return m_icons.at(id - 1);
 }
 
 } // namespace sonivert

@@ -24,15 +24,15 @@ public:
     // Cuts the strip at path into Count icons. The strip's magenta (#ff00ff) is transparent:
     // BMP keeps no alpha channel. Returns false and holds no icons when the file cannot be read or
     // is too narrow for Count icons.
-    bool Load(const QString &path);
+    bool load(const QString &path);
 
-    bool IsLoaded() const { return !icons_.isEmpty(); }
+    bool isLoaded() const { return !m_icons.isEmpty(); }
 
     // The icon with id 1 to Count; a null pixmap for None, an unknown id or an unloaded strip.
-    QPixmap Icon(int id) const;
+    QPixmap icon(int id) const;
 
 private:
-    QList<QPixmap> icons_;
+    QList<QPixmap> m_icons;
 };
 
 } // namespace sonivert

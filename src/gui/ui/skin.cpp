@@ -10,7 +10,7 @@
 
 // The style sheet is compiled into the static GUI library, whose resource object the linker would
 // drop unless something refers to it.
-static void InitSkinResources()
+static void initSkinResources()
 {
     Q_INIT_RESOURCE(sonivert_skin);
 }
@@ -71,13 +71,13 @@ constexpr ButtonPicture kButtonPictures[] = {
     { 8, SkinImage::Trim },
 };
 
-QString &ImageFolder()
+QString &imageFolder()
 {
     static QString folder;
     return folder;
 }
 
-QPalette LightPalette()
+QPalette lightPalette()
 {
     const QColor text(0x1f, 0x29, 0x33);
     const QColor muted(0x9a, 0xa3, 0xad);
@@ -111,38 +111,38 @@ QPalette LightPalette()
     return palette;
 }
 
-QString LightStyleSheet(const QString &imageFolder)
+QString lightStyleSheet(const QString &imageFolder)
 {
-    InitSkinResources();
+    initSkinResources();
     QFile file(QStringLiteral(":/sonivert/skin/light.qss"));
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return QString::fromUtf8(file.readAll()).replace(QStringLiteral("@SKIN_IMAGES@"), imageFolder);
 }
 
-void ApplyLightLook(const QString &imageFolder)
+void applyLightLook(const QString &imageFolder)
 {
     QApplication::setStyle(QStringLiteral("Fusion"));
-    QApplication::setPalette(LightPalette());
-    qApp->setStyleSheet(LightStyleSheet(imageFolder));
+    QApplication::setPalette(lightPalette());
+    qApp->setStyleSheet(lightStyleSheet(imageFolder));
 }
 
-void LoadPictures(const QString &folder)
+void loadPictures(const QString &folder)
 {
-    IconStore::Reset();
+    IconStore::reset();
     for (const SkinPicture &picture : kPictures)
-        IconStore::Load(folder + picture.file, picture.number);
+        IconStore::load(folder + picture.file, picture.number);
 }
 
-void DecorateButtons(QWidget *mainWindow)
+void decorateButtons(QWidget *mainWindow)
 {
     for (const ButtonPicture &entry : kButtonPictures) {
         auto *button = mainWindow->findChild<QAbstractButton *>(
             QStringLiteral("Cmd_FileListView_") + QString::number(entry.button));
         if (!button)
             continue;
-        button->setIcon(IconStore::Get(entry.number));
-        const QPixmap pixmap = IconStore::Pixmap(entry.number);
+        button->setIcon(IconStore::get(entry.number));
+        const QPixmap pixmap = IconStore::pixmap(entry.number);
         if (!pixmap.isNull())
             button->setIconSize(pixmap.deviceIndependentSize().toSize());
     }
@@ -155,25 +155,25 @@ bool LoadSkinAndImages(QWidget *mainWindow, const QString &skinFolder)
     QString folder = skinFolder;
     if (!folder.isEmpty() && !folder.endsWith(QLatin1Char('/')))
         folder += QLatin1Char('/');
-    ImageFolder() = folder + QStringLiteral("Light/");
+    imageFolder() = folder + QStringLiteral("Light/");
 
-    ApplyLightLook(ImageFolder());
-    LoadPictures(ImageFolder());
+    applyLightLook(imageFolder());
+    loadPictures(imageFolder());
     if (mainWindow)
-        DecorateButtons(mainWindow);
+        decorateButtons(mainWindow);
     return true;
 }
 
-QString SkinImageFolder()
+QString skinImageFolder()
 {
-    return ImageFolder();
+    return imageFolder();
 }
 
-void UnloadSkin()
+void unloadSkin()
 {
     if (qApp)
         qApp->setStyleSheet(QString());
-    IconStore::Reset();
+    IconStore::reset();
 }
 
 } // namespace sonivert

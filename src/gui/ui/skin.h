@@ -45,9 +45,9 @@ inline const QString kDragDropFile = QStringLiteral("img_snv_dragdrop.png");
 bool LoadSkinAndImages(QWidget *mainWindow, const QString &skinFolder);
 
 // The folder of the skin's pictures, ending in "/"; empty before LoadSkinAndImages.
-QString SkinImageFolder();
+QString skinImageFolder();
 
 // Drops the style sheet and the pictures at shutdown.
-void UnloadSkin();
+void unloadSkin();
 
 } // namespace sonivert

@@ -12,7 +12,7 @@ namespace {
 
 const QString kExtensions = QStringLiteral("|3gp|avi|mkv|mp4|dvr-ms|ts|");
 
-bool Touch(const QString &path)
+bool touch(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::WriteOnly);
@@ -49,19 +49,19 @@ private slots:
         QVERIFY(dir.isValid());
         const QString plain = dir.filePath(QStringLiteral("my clip.mp4"));
         const QString quotedName = dir.filePath(QStringLiteral("\"odd\".mp4"));
-        QVERIFY(Touch(plain));
-        QVERIFY(Touch(quotedName));
+        QVERIFY(touch(plain));
+        QVERIFY(touch(quotedName));
 
         const QString quote = QStringLiteral("\"");
-        QCOMPARE(PathFromCommandText(quote + plain + quote), plain);
-        QCOMPARE(PathFromCommandText(QStringLiteral("  ") + plain + QStringLiteral(" ")), plain);
+        QCOMPARE(pathFromCommandText(quote + plain + quote), plain);
+        QCOMPARE(pathFromCommandText(QStringLiteral("  ") + plain + QStringLiteral(" ")), plain);
         // The quotes belong to this file's name.
-        QCOMPARE(PathFromCommandText(quotedName), quotedName);
+        QCOMPARE(pathFromCommandText(quotedName), quotedName);
         // Nothing exists either way: the quotes still go.
-        QCOMPARE(PathFromCommandText(quote + dir.filePath(QStringLiteral("gone.mp4")) + quote),
+        QCOMPARE(pathFromCommandText(quote + dir.filePath(QStringLiteral("gone.mp4")) + quote),
             dir.filePath(QStringLiteral("gone.mp4")));
-        QCOMPARE(PathFromCommandText(QStringLiteral("   ")), QString());
-        QCOMPARE(PathFromCommandText(quote + quote), QString());
+        QCOMPARE(pathFromCommandText(QStringLiteral("   ")), QString());
+        QCOMPARE(pathFromCommandText(quote + quote), QString());
     }
 
     void urlsAndRelativePathsBecomeAbsoluteLocalPaths()
@@ -69,14 +69,14 @@ private slots:
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
         const QString file = dir.filePath(QStringLiteral("my clip #1.mp4"));
-        QVERIFY(Touch(file));
+        QVERIFY(touch(file));
 
-        QCOMPARE(PathFromCommandText(QUrl::fromLocalFile(file).toString(QUrl::FullyEncoded)), file);
-        QCOMPARE(PathFromCommandText(QUrl::fromLocalFile(file).toString()), file);
+        QCOMPARE(pathFromCommandText(QUrl::fromLocalFile(file).toString(QUrl::FullyEncoded)), file);
+        QCOMPARE(pathFromCommandText(QUrl::fromLocalFile(file).toString()), file);
 
         const QString previous = QDir::currentPath();
         QVERIFY(QDir::setCurrent(dir.path()));
-        const QString relative = PathFromCommandText(QStringLiteral("sub/../my clip #1.mp4"));
+        const QString relative = pathFromCommandText(QStringLiteral("sub/../my clip #1.mp4"));
         QVERIFY(QDir::setCurrent(previous));
         QCOMPARE(relative, file);
     }
@@ -113,8 +113,8 @@ private slots:
         QFETCH(QString, path);
         QFETCH(QString, extension);
         QFETCH(bool, supported);
-        QCOMPARE(LowerExtension(path), extension);
-        QCOMPARE(IsSupportedInputExtension(path, kExtensions), supported);
+        QCOMPARE(lowerExtension(path), extension);
+        QCOMPARE(isSupportedInputExtension(path, kExtensions), supported);
     }
 };
 

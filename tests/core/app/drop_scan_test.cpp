@@ -12,7 +12,7 @@ namespace {
 
 const QString kExtensions = QStringLiteral("|avi|mkv|mp4|");
 
-bool Touch(const QString &path)
+bool touch(const QString &path)
 {
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
@@ -42,13 +42,13 @@ private slots:
             QStringLiteral("order/D.avi"),
         };
         for (const QString &file : files)
-            QVERIFY(Touch(path(file)));
+            QVERIFY(touch(path(file)));
         QVERIFY(QDir().mkpath(path(QStringLiteral("order/empty"))));
 
         QStringList found;
         QStringList reported;
         QList<int> counts;
-        const int added = ScanFolder(root, found, [&](const QString &file, int total) {
+        const int added = scanFolder(root, found, [&](const QString &file, int total) {
             reported.append(file);
             counts.append(total);
         });
@@ -63,22 +63,22 @@ private slots:
 
         // A trailing separator gives the same paths, not doubled ones.
         QStringList again { QStringLiteral("earlier") };
-        QCOMPARE(ScanFolder(root + QLatin1Char('/'), again), 6);
+        QCOMPARE(scanFolder(root + QLatin1Char('/'), again), 6);
         QCOMPARE(again.mid(1), expected);
     }
 
     void linkedFoldersAreNotFollowed()
     {
         const QString root = path(QStringLiteral("links"));
-        QVERIFY(Touch(path(QStringLiteral("links/real/one.mp4"))));
-        QVERIFY(Touch(path(QStringLiteral("outside/two.mp4"))));
+        QVERIFY(touch(path(QStringLiteral("links/real/one.mp4"))));
+        QVERIFY(touch(path(QStringLiteral("outside/two.mp4"))));
         QVERIFY(
             QFile::link(path(QStringLiteral("outside")), path(QStringLiteral("links/to-outside"))));
         // A link back up would loop for ever if followed.
         QVERIFY(QFile::link(root, path(QStringLiteral("links/real/loop"))));
 
         QStringList found;
-        ScanFolder(root, found);
+        scanFolder(root, found);
         QCOMPARE(found,
             (QStringList { path(QStringLiteral("links/real/loop")),
                 path(QStringLiteral("links/real/one.mp4")),
@@ -86,27 +86,27 @@ private slots:
 
         // Dropped by itself, the link is what the person chose: it is scanned.
         const QStringList dropped
-            = CollectDroppedFiles({ path(QStringLiteral("links/to-outside")) });
+            = collectDroppedFiles({ path(QStringLiteral("links/to-outside")) });
         QCOMPARE(dropped, (QStringList { path(QStringLiteral("links/to-outside/two.mp4")) }));
     }
 
     void nestedFolderDropAcceptsSupportedFilesLastFoundFirst()
     {
-        QVERIFY(Touch(path(QStringLiteral("drop/a/one.mp4"))));
-        QVERIFY(Touch(path(QStringLiteral("drop/a/b/two.MKV"))));
-        QVERIFY(Touch(path(QStringLiteral("drop/c/d/e/three.avi"))));
-        QVERIFY(Touch(path(QStringLiteral("drop/c/notes.txt"))));
-        QVERIFY(Touch(path(QStringLiteral("loose.avi"))));
+        QVERIFY(touch(path(QStringLiteral("drop/a/one.mp4"))));
+        QVERIFY(touch(path(QStringLiteral("drop/a/b/two.MKV"))));
+        QVERIFY(touch(path(QStringLiteral("drop/c/d/e/three.avi"))));
+        QVERIFY(touch(path(QStringLiteral("drop/c/notes.txt"))));
+        QVERIFY(touch(path(QStringLiteral("loose.avi"))));
 
         QStringList items;
-        const QStringList found = CollectDroppedFiles(
+        const QStringList found = collectDroppedFiles(
             { path(QStringLiteral("drop")), path(QStringLiteral("loose.avi")) },
             [&](const QString &item) { items.append(item); });
         QCOMPARE(items,
             (QStringList { path(QStringLiteral("drop")), path(QStringLiteral("loose.avi")) }));
         QCOMPARE(found.size(), 5);
 
-        const DropPartition partition = PartitionDroppedFiles(found, kExtensions);
+        const DropPartition partition = partitionDroppedFiles(found, kExtensions);
         QCOMPARE(partition.accepted,
             (QStringList { path(QStringLiteral("loose.avi")),
                 path(QStringLiteral("drop/c/d/e/three.avi")),
@@ -120,18 +120,18 @@ private slots:
     {
         const QStringList found { QStringLiteral("/x/readme.txt"), QStringLiteral("/x/noext"),
             QStringLiteral("/x/song.mp3") };
-        const DropPartition partition = PartitionDroppedFiles(found, kExtensions);
+        const DropPartition partition = partitionDroppedFiles(found, kExtensions);
         QVERIFY(partition.accepted.isEmpty());
         QCOMPARE(partition.refused, found);
-        QVERIFY(PartitionDroppedFiles({}, kExtensions).refused.isEmpty());
+        QVERIFY(partitionDroppedFiles({}, kExtensions).refused.isEmpty());
     }
 
     void scannerDeliversProgressAndResultOnTheCallersThread()
     {
         for (int i = 0; i < 300; ++i)
-            QVERIFY(Touch(path(
+            QVERIFY(touch(path(
                 QStringLiteral("many/%1/f%2.mp4").arg(i % 7).arg(i, 3, 10, QLatin1Char('0')))));
-        QVERIFY(Touch(path(QStringLiteral("single.mkv"))));
+        QVERIFY(touch(path(QStringLiteral("single.mkv"))));
 
         DropScanner scanner;
         QSignalSpy items(&scanner, &DropScanner::itemStarted);
@@ -146,7 +146,7 @@ private slots:
         QVERIFY(!scanner.isRunning());
 
         const QStringList found = finished.first().first().toStringList();
-        QCOMPARE(found, CollectDroppedFiles(dropped));
+        QCOMPARE(found, collectDroppedFiles(dropped));
         QCOMPARE(found.size(), 301);
         QCOMPARE(items.size(), 2);
         QCOMPARE(items.at(1).first().toString(), path(QStringLiteral("single.mkv")));

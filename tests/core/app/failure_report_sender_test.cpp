@@ -60,14 +60,14 @@ private slots:
     {
         const QList<FailureEntry> list { { QStringLiteral("a.mp4"), QStringLiteral("Broken #1") },
             { QStringLiteral("b.mkv"), QString() } };
-        QCOMPARE(BuildFailureReportText(list, 1, 0, 42),
+        QCOMPARE(buildFailureReportText(list, 1, 0, 42),
             QStringLiteral("inputfailed,10a.mp4,Broken 1,b.mkv,,@@42"));
     }
 
     void reportTextStopsAfterTheEntryThatCrosses1800Characters()
     {
         // Each entry adds 9 + 1 + 290 + 1 = 301 characters: the sixth crosses 1800.
-        const QString text = BuildFailureReportText(entries(9, 290), 2, 3, 7);
+        const QString text = buildFailureReportText(entries(9, 290), 2, 3, 7);
         QVERIFY(text.contains(QStringLiteral("file5.mp4")));
         QVERIFY(!text.contains(QStringLiteral("file6.mp4")));
         QCOMPARE(text.size(), QStringLiteral("inputfailed,23").size() + 6 * 301 + 3);
@@ -76,15 +76,15 @@ private slots:
     void endpointComesFromTheSettings()
     {
         const QString key = QStringLiteral("Software/Corvallo/Sonivert");
-        QFile::remove(SettingsFilePath(key));
-        QCOMPARE(ReportEndpoint(key), QString());
+        QFile::remove(settingsFilePath(key));
+        QCOMPARE(reportEndpoint(key), QString());
         RegWriteText(key, QStringLiteral("ReportEndpoint"), QStringLiteral(" http://x/y? "));
-        QCOMPARE(ReportEndpoint(key), QStringLiteral("http://x/y?"));
+        QCOMPARE(reportEndpoint(key), QStringLiteral("http://x/y?"));
     }
 
     void reportIsAppendedPercentEncoded()
     {
-        const QUrl url = FailureReportSender::RequestUrl(
+        const QUrl url = FailureReportSender::requestUrl(
             QStringLiteral("http://h/r?q="), QStringLiteral("a b,ü&@@5"));
         QCOMPARE(url.toEncoded(), QByteArray("http://h/r?q=a%20b%2C%C3%BC%26%40%405"));
     }

@@ -44,7 +44,7 @@ private slots:
     {
         // Each test runs with a home folder of its own (see the test harness), never the real one.
         QVERIFY(home().contains(QLatin1String("test-env")));
-        QFile::remove(SettingsFilePath(Key));
+        QFile::remove(settingsFilePath(Key));
         removeUserFolders();
     }
 
@@ -70,7 +70,7 @@ private slots:
     void readingAMissingKeyCreatesNothing()
     {
         QCOMPARE(RegReadText(Key, QStringLiteral("InputPath")), QString());
-        QVERIFY(!QFileInfo::exists(SettingsFilePath(Key)));
+        QVERIFY(!QFileInfo::exists(settingsFilePath(Key)));
         QVERIFY(RegWriteText(Key, QStringLiteral("Other"), QStringLiteral("1")));
         QCOMPARE(RegReadText(Key, QStringLiteral("InputPath")), QString());
     }
@@ -78,20 +78,20 @@ private slots:
     void anUnreadableSettingsFileReadsEmpty()
     {
         // A folder where the file should be: nothing can be read or written, and nothing breaks.
-        QDir().mkpath(SettingsFilePath(Key));
+        QDir().mkpath(settingsFilePath(Key));
         QCOMPARE(RegReadText(Key, QStringLiteral("OutputPath")), QString());
         QVERIFY(!RegWriteText(Key, QStringLiteral("OutputPath"), QStringLiteral("x")));
-        QDir(SettingsFilePath(Key)).removeRecursively();
+        QDir(settingsFilePath(Key)).removeRecursively();
     }
 
     void booleanTexts()
     {
-        QVERIFY(TextToBool(QStringLiteral(" TRUE "), false));
-        QVERIFY(!TextToBool(QStringLiteral("False"), true));
-        QVERIFY(TextToBool(QStringLiteral("-1"), false));
-        QVERIFY(!TextToBool(QStringLiteral("0"), true));
-        QVERIFY(TextToBool(QString(), true));
-        QVERIFY(!TextToBool(QStringLiteral("maybe"), false));
+        QVERIFY(textToBool(QStringLiteral(" TRUE "), false));
+        QVERIFY(!textToBool(QStringLiteral("False"), true));
+        QVERIFY(textToBool(QStringLiteral("-1"), false));
+        QVERIFY(!textToBool(QStringLiteral("0"), true));
+        QVERIFY(textToBool(QString(), true));
+        QVERIFY(!textToBool(QStringLiteral("maybe"), false));
         QVERIFY(LoadSettings(Key).updateActive);
         RegWriteText(Key, QStringLiteral("UpdateActive"), QStringLiteral("false"));
         QVERIFY(!LoadSettings(Key).updateActive);
@@ -99,13 +99,13 @@ private slots:
 
     void defaultFolderFallsBackInOrder()
     {
-        QCOMPARE(DefaultUserFolder(), QString());
+        QCOMPARE(defaultUserFolder(), QString());
         const QString desktop = makeUserFolder("Desktop");
-        QCOMPARE(DefaultUserFolder(), desktop);
+        QCOMPARE(defaultUserFolder(), desktop);
         const QString documents = makeUserFolder("Documents");
-        QCOMPARE(DefaultUserFolder(), documents);
+        QCOMPARE(defaultUserFolder(), documents);
         const QString music = makeUserFolder("Music");
-        QCOMPARE(DefaultUserFolder(), music);
+        QCOMPARE(defaultUserFolder(), music);
     }
 
     void setupFoldersCreatesDataFoldersAndReadsPaths()
@@ -127,7 +127,7 @@ private slots:
         QCOMPARE(f.outputPath, QStringLiteral("/srv/out/"));
         // No music folder on this account: the input folder falls back to documents.
         QCOMPARE(f.inputPath, documents);
-        QCOMPARE(Folders().tempFolder, f.tempFolder);
+        QCOMPARE(folders().tempFolder, f.tempFolder);
     }
 
     void anUnwritableDataFolderDegradesQuietly()
@@ -233,10 +233,10 @@ private slots:
 
     void trailingSeparator()
     {
-        QCOMPARE(WithTrailingSeparator(QStringLiteral("/tmp/out")), QStringLiteral("/tmp/out/"));
-        QCOMPARE(WithTrailingSeparator(QStringLiteral(" /tmp/out ")), QStringLiteral("/tmp/out/"));
-        QCOMPARE(WithTrailingSeparator(QStringLiteral("/tmp/out/")), QStringLiteral("/tmp/out/"));
-        QCOMPARE(WithTrailingSeparator(QStringLiteral("  ")), QStringLiteral("  "));
+        QCOMPARE(withTrailingSeparator(QStringLiteral("/tmp/out")), QStringLiteral("/tmp/out/"));
+        QCOMPARE(withTrailingSeparator(QStringLiteral(" /tmp/out ")), QStringLiteral("/tmp/out/"));
+        QCOMPARE(withTrailingSeparator(QStringLiteral("/tmp/out/")), QStringLiteral("/tmp/out/"));
+        QCOMPARE(withTrailingSeparator(QStringLiteral("  ")), QStringLiteral("  "));
     }
 };
 

@@ -34,7 +34,7 @@ constexpr int kServedNone = 11;
 constexpr int kNoSocket = 12;
 constexpr int kBecameInstance = 13;
 
-int Run(const QString &mode, const QString &name, const QStringList &arguments)
+int run(const QString &mode, const QString &name, const QStringList &arguments)
 {
     SingleInstance instance(name);
     if (mode == kHandOver)
@@ -110,15 +110,15 @@ private slots:
         const QString product = QStringLiteral("Sonivert");
 
         QVERIFY(qputenv("XDG_RUNTIME_DIR", m_workDir.path().toUtf8()));
-        QCOMPARE(SingleInstance::SocketPath(product),
+        QCOMPARE(SingleInstance::socketPath(product),
             m_workDir.filePath(QStringLiteral("Sonivert.socket")));
 
         // Without a runtime folder the shared temporary folder is used, told apart by user.
         QVERIFY(qunsetenv("XDG_RUNTIME_DIR"));
-        const QString fallback = SingleInstance::SocketPath(product);
+        const QString fallback = SingleInstance::socketPath(product);
         QCOMPARE(
             QFileInfo(fallback).absolutePath(), QFileInfo(QDir::tempPath()).absoluteFilePath());
-        QVERIFY(fallback != SingleInstance::SocketPath(QStringLiteral("Other")));
+        QVERIFY(fallback != SingleInstance::socketPath(QStringLiteral("Other")));
         QVERIFY(QFileInfo(fallback).fileName().contains(QString::number(getuid())));
 
         if (!runtimeDir.isEmpty())
@@ -155,7 +155,7 @@ private slots:
 
         // And a start that finds nobody becomes the instance itself; it cleans up after itself.
         QCOMPARE(exitCodeOf(startChild(child::kClaim, name)), child::kBecameInstance);
-        QVERIFY(!QFileInfo::exists(SingleInstance::SocketPath(name)));
+        QVERIFY(!QFileInfo::exists(SingleInstance::socketPath(name)));
     }
 
     void findRunningInstanceHandsOverToALiveInstance()
@@ -176,7 +176,7 @@ private slots:
     {
         const QString name = uniqueName();
         QCOMPARE(exitCodeOf(startChild(child::kCrash, name)), 3);
-        QVERIFY2(QFileInfo::exists(SingleInstance::SocketPath(name)), "the crash left no socket");
+        QVERIFY2(QFileInfo::exists(SingleInstance::socketPath(name)), "the crash left no socket");
 
         SingleInstance instance(name);
         QVERIFY(!instance.handOverToRunningInstance({ QStringLiteral("a.mp4") }));
@@ -190,7 +190,7 @@ private slots:
     void nonSocketFileInTheWayIsReclaimed()
     {
         const QString name = uniqueName();
-        QFile junk(SingleInstance::SocketPath(name));
+        QFile junk(SingleInstance::socketPath(name));
         QVERIFY(junk.open(QIODevice::WriteOnly));
         junk.close();
         SingleInstance instance(name);
@@ -235,7 +235,7 @@ private slots:
     void aStartWaitsWhileAnotherClaimsTheInstance()
     {
         const QString name = uniqueName();
-        const QString socketPath = SingleInstance::SocketPath(name);
+        const QString socketPath = SingleInstance::socketPath(name);
         QCOMPARE(exitCodeOf(startChild(child::kCrash, name)), 3);
 
         // This process plays a start that is half-way through claiming: it holds the claim while
@@ -312,7 +312,7 @@ int main(int argc, char *argv[])
         const QString mode = arguments.at(1);
         if (mode == child::kHandOver || mode == child::kFind || mode == child::kCrash
             || mode == child::kClaim)
-            return child::Run(mode, arguments.at(2), arguments.mid(3));
+            return child::run(mode, arguments.at(2), arguments.mid(3));
     }
     SingleInstanceTest test;
     return QTest::qExec(&test, argc, argv);

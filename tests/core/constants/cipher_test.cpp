@@ -10,7 +10,7 @@ using namespace sonivert;
 
 namespace {
 
-QByteArray Sample(int length)
+QByteArray sample(int length)
 {
     QByteArray data;
     for (int i = 0; i < length; ++i)
@@ -18,12 +18,12 @@ QByteArray Sample(int length)
     return data;
 }
 
-QByteArray RunEnc1(const QByteArray &data, int keyLength, int rounds, bool encrypt = true)
+QByteArray runEnc1(const QByteArray &data, int keyLength, int rounds, bool encrypt = true)
 {
     Enc1 cipher;
-    cipher.SetKeyLength(keyLength);
-    cipher.SetEncryptRounds(rounds);
-    cipher.SetPassword(QByteArray("0123456789"));
+    cipher.setKeyLength(keyLength);
+    cipher.setEncryptRounds(rounds);
+    cipher.setPassword(QByteArray("0123456789"));
     QByteArray out = data;
     if (!cipher.ArcFour_String(out, encrypt))
         return QByteArray("failed");
@@ -32,7 +32,7 @@ QByteArray RunEnc1(const QByteArray &data, int keyLength, int rounds, bool encry
 
 // The trailer's bytes are XORed with their index plus 12; underneath is a little-endian 64-bit
 // count of ten-thousandths.
-std::int64_t UnmaskedTrailer(const QByteArray &container)
+std::int64_t unmaskedTrailer(const QByteArray &container)
 {
     const QByteArray trailer = container.right(8);
     std::uint64_t value = 0;
@@ -42,13 +42,13 @@ std::int64_t UnmaskedTrailer(const QByteArray &container)
     return static_cast<std::int64_t>(value);
 }
 
-Enc5 TableCipher(const QString &password)
+Enc5 tableCipher(const QString &password)
 {
     Enc5 cipher;
-    cipher.SetStopProcessing(false);
-    cipher.SetPassword(password);
-    cipher.SetKeyLength(8);
-    cipher.SetCipherRounds(5);
+    cipher.setStopProcessing(false);
+    cipher.setPassword(password);
+    cipher.setKeyLength(8);
+    cipher.setCipherRounds(5);
     return cipher;
 }
 
@@ -59,8 +59,8 @@ class CipherTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { SetStopProcessing(false); }
-    void cleanup() { SetStopProcessing(false); }
+    void init() { setStopProcessing(false); }
+    void cleanup() { setStopProcessing(false); }
 
     void roundTrip_data()
     {
@@ -72,25 +72,25 @@ private slots:
     void roundTrip()
     {
         QFETCH(int, length);
-        const QByteArray plain = Sample(length);
+        const QByteArray plain = sample(length);
 
-        Enc5 sender = TableCipher(QStringLiteral("Unable to load record."));
+        Enc5 sender = tableCipher(QStringLiteral("Unable to load record."));
         QByteArray data = plain;
         QVERIFY(sender.EncryptString(data));
         QCOMPARE(data.size(), length + 8);
         QVERIFY(data.left(length) != plain);
 
-        Enc5 receiver = TableCipher(QStringLiteral("Unable to load record."));
+        Enc5 receiver = tableCipher(QStringLiteral("Unable to load record."));
         QVERIFY(receiver.DecryptString(data));
         QCOMPARE(data, plain);
     }
 
     void trailerRecordsTheHighestIndex()
     {
-        Enc5 cipher = TableCipher(QStringLiteral("Unable to load record."));
-        QByteArray data = Sample(1000);
+        Enc5 cipher = tableCipher(QStringLiteral("Unable to load record."));
+        QByteArray data = sample(1000);
         QVERIFY(cipher.EncryptString(data));
-        QCOMPARE(UnmaskedTrailer(data), std::int64_t { 999 * 10000 });
+        QCOMPARE(unmaskedTrailer(data), std::int64_t { 999 * 10000 });
 
         QByteArray one = "A";
         QVERIFY(cipher.EncryptString(one));
@@ -100,16 +100,16 @@ private slots:
     // Literal outputs, so any change to the key preparation, schedule, passes or trailer shows.
     void fixedVectors()
     {
-        QCOMPARE(EncipherTable(
+        QCOMPARE(encipherTable(
                      QStringLiteral("\"KEY\",\"Value\""), QStringLiteral("Unable to load record.")),
             QStringLiteral("2698EC6489984C53A96734A109CCD90F0F10111213"));
         QCOMPARE(
-            RunEnc1("Hello", 256, 1).toHex().toUpper(), QByteArray("76369DBB194C910E0F10111213"));
+            runEnc1("Hello", 256, 1).toHex().toUpper(), QByteArray("76369DBB194C910E0F10111213"));
         // 1024 bits need more key bytes than the 10-byte password: the rest comes from its
         // schedule.
         QCOMPARE(
-            RunEnc1("Hello", 1024, 3).toHex().toUpper(), QByteArray("14CBFF7FB44C910E0F10111213"));
-        QCOMPARE(RunEnc1(QByteArray::fromHex("14CBFF7FB44C910E0F10111213"), 1024, 3, false),
+            runEnc1("Hello", 1024, 3).toHex().toUpper(), QByteArray("14CBFF7FB44C910E0F10111213"));
+        QCOMPARE(runEnc1(QByteArray::fromHex("14CBFF7FB44C910E0F10111213"), 1024, 3, false),
             QByteArray("Hello"));
     }
 
@@ -117,25 +117,25 @@ private slots:
     // back to 128 bits and one round.
     void keyLengthAndRoundsSettings()
     {
-        const QByteArray plain = Sample(40);
-        const QByteArray with128 = RunEnc1(plain, 128, 1);
+        const QByteArray plain = sample(40);
+        const QByteArray with128 = runEnc1(plain, 128, 1);
         for (int bits : { 8, 100, 0, 480, 1025 })
-            QCOMPARE(RunEnc1(plain, bits, 1), with128);
-        QVERIFY(RunEnc1(plain, 256, 1) != with128);
-        QCOMPARE(RunEnc1(plain, 128, 0), with128);
-        QCOMPARE(RunEnc1(plain, 128, 11), with128);
-        QVERIFY(RunEnc1(plain, 128, 2) != with128);
-        QVERIFY(RunEnc1(plain, 128, 10) != with128);
+            QCOMPARE(runEnc1(plain, bits, 1), with128);
+        QVERIFY(runEnc1(plain, 256, 1) != with128);
+        QCOMPARE(runEnc1(plain, 128, 0), with128);
+        QCOMPARE(runEnc1(plain, 128, 11), with128);
+        QVERIFY(runEnc1(plain, 128, 2) != with128);
+        QVERIFY(runEnc1(plain, 128, 10) != with128);
     }
 
     void progressAfterEveryPass()
     {
         Enc1 cipher;
-        cipher.SetPassword(QStringLiteral("  secret words  "));
+        cipher.setPassword(QStringLiteral("  secret words  "));
         QCOMPARE(cipher.Password(), QByteArray("secret words"));
-        cipher.SetEncryptRounds(4);
+        cipher.setEncryptRounds(4);
         QList<int> passes;
-        cipher.SetProgressHandler([&passes](int pass, int count) {
+        cipher.setProgressHandler([&passes](int pass, int count) {
             QCOMPARE(count, 4);
             passes.append(pass);
         });
@@ -146,12 +146,12 @@ private slots:
 
     void damagedContainersFail()
     {
-        Enc5 sender = TableCipher(QStringLiteral("Unable to load record."));
-        QByteArray good = Sample(30);
+        Enc5 sender = tableCipher(QStringLiteral("Unable to load record."));
+        QByteArray good = sample(30);
         QVERIFY(sender.EncryptString(good));
 
         const auto decrypts = [](QByteArray data) {
-            Enc5 receiver = TableCipher(QStringLiteral("Unable to load record."));
+            Enc5 receiver = tableCipher(QStringLiteral("Unable to load record."));
             return receiver.DecryptString(data);
         };
         QVERIFY(decrypts(good));
@@ -166,38 +166,38 @@ private slots:
     void passwordRules()
     {
         Enc5 cipher;
-        QVERIFY(!cipher.SetPassword(QStringLiteral("short6")));
-        QVERIFY(!cipher.SetPassword(QString(50, QLatin1Char('p'))));
-        QVERIFY(cipher.SetPassword(QString(49, QLatin1Char('p'))));
-        QVERIFY(cipher.SetPassword(QStringLiteral("  eight!!!  ")));
+        QVERIFY(!cipher.setPassword(QStringLiteral("short6")));
+        QVERIFY(!cipher.setPassword(QString(50, QLatin1Char('p'))));
+        QVERIFY(cipher.setPassword(QString(49, QLatin1Char('p'))));
+        QVERIFY(cipher.setPassword(QStringLiteral("  eight!!!  ")));
 
         QByteArray data = "table";
         QVERIFY(cipher.EncryptString(data));
 
         // Seven characters are taken as a password but are too few to encipher with.
-        QVERIFY(cipher.SetPassword(QStringLiteral("seven77")));
+        QVERIFY(cipher.setPassword(QStringLiteral("seven77")));
         data = "table";
         QVERIFY(!cipher.EncryptString(data));
     }
 
     void failureRaisesTheSharedStopFlag()
     {
-        Enc5 cipher = TableCipher(QStringLiteral("Unable to load record."));
+        Enc5 cipher = tableCipher(QStringLiteral("Unable to load record."));
         QByteArray empty;
         QVERIFY(!cipher.EncryptString(empty));
         QVERIFY(StopProcessing());
 
         // Every other cipher object now refuses until the flag is lowered.
         QByteArray data = "payload";
-        QCOMPARE(RunEnc1(data, 128, 1), QByteArray("failed"));
-        Enc5 other = TableCipher(QStringLiteral("Unable to load record."));
+        QCOMPARE(runEnc1(data, 128, 1), QByteArray("failed"));
+        Enc5 other = tableCipher(QStringLiteral("Unable to load record."));
         QVERIFY(other.EncryptString(data));
     }
 
     void unknownCipherMethodFails()
     {
-        Enc5 cipher = TableCipher(QStringLiteral("Unable to load record."));
-        cipher.SetCipherMethod(1);
+        Enc5 cipher = tableCipher(QStringLiteral("Unable to load record."));
+        cipher.setCipherMethod(1);
         QByteArray data = "payload";
         QVERIFY(!cipher.EncryptString(data));
     }
@@ -222,7 +222,7 @@ private slots:
         QFETCH(QString, text);
         QFETCH(bool, valid);
         QFETCH(QByteArray, bytes);
-        const std::optional<QByteArray> decoded = DecodeHexText(text);
+        const std::optional<QByteArray> decoded = decodeHexText(text);
         QCOMPARE(decoded.has_value(), valid);
         if (valid)
             QCOMPARE(*decoded, bytes);
@@ -231,7 +231,7 @@ private slots:
     void tableRoundTrip()
     {
         const QString table = QStringLiteral("\"A\",\"1\"\r\n\"B\",\"caf\u00e9 \"");
-        const QString hex = EncipherTable(table);
+        const QString hex = encipherTable(table);
         QVERIFY(!hex.isEmpty());
         QCOMPARE(hex, hex.toUpper());
         QCOMPARE(DecipherTable(hex), table);
@@ -241,13 +241,13 @@ private slots:
     void tableTextStopsAtNul()
     {
         const QString hex
-            = EncipherTable(QStringLiteral("kept") + QChar(0) + QStringLiteral("dropped"));
+            = encipherTable(QStringLiteral("kept") + QChar(0) + QStringLiteral("dropped"));
         QCOMPARE(DecipherTable(hex), QStringLiteral("kept"));
     }
 
     void unreadableTablesGiveEmptyText()
     {
-        const QString hex = EncipherTable(QStringLiteral("\"KEY\",\"Value\""));
+        const QString hex = encipherTable(QStringLiteral("\"KEY\",\"Value\""));
         QVERIFY(DecipherTable(hex.chopped(1)).isEmpty()); // odd length
         QVERIFY(DecipherTable(hex.chopped(2) + QStringLiteral("ZZ")).isEmpty()); // bad digits
         QVERIFY(DecipherTable(hex.chopped(2)).isEmpty()); // trailer cut
@@ -262,11 +262,11 @@ private slots:
     void wrongPasswordGivesOtherText()
     {
         const QString table = QStringLiteral("\"KEY\",\"Value\"");
-        const QString hex = EncipherTable(table, QStringLiteral("Not the program's password"));
+        const QString hex = encipherTable(table, QStringLiteral("Not the program's password"));
         QVERIFY(!hex.isEmpty());
         QVERIFY(DecipherTable(hex) != table);
         QVERIFY(!DecipherTable(hex).contains(QLatin1String("KEY")));
-        QVERIFY(EncipherTable(table, QStringLiteral("short")).isEmpty());
+        QVERIFY(encipherTable(table, QStringLiteral("short")).isEmpty());
     }
 };
 

@@ -19,11 +19,11 @@ constexpr const char *kChildArgument = "--look-up-folder-temp";
 QStringList failureMessages;
 QList<int> exitCodes;
 
-void RecordFailure(const QString &message)
+void recordFailure(const QString &message)
 {
     failureMessages.append(message);
 }
-void RecordExit(int code)
+void recordExit(int code)
 {
     exitCodes.append(code);
 }
@@ -39,14 +39,14 @@ private slots:
     {
         failureMessages.clear();
         exitCodes.clear();
-        SetConstantFailureHandler(RecordFailure);
-        SetConstantProgramEnd(RecordExit);
+        setConstantFailureHandler(recordFailure);
+        setConstantProgramEnd(recordExit);
     }
 
     void cleanup()
     {
-        SetConstantFailureHandler(nullptr);
-        SetConstantProgramEnd(nullptr);
+        setConstantFailureHandler(nullptr);
+        setConstantProgramEnd(nullptr);
     }
 
     void lookupRules_data()
@@ -82,20 +82,20 @@ private slots:
         QFETCH(QString, table);
         QFETCH(QString, key);
         QFETCH(QString, value);
-        QCOMPARE(LookupNamedConstant(table, key), std::optional<QString>(value));
+        QCOMPARE(lookupNamedConstant(table, key), std::optional<QString>(value));
     }
 
     void keyMustBeQuoted()
     {
         const QString table = QStringLiteral("\"COMPANY_NAME\",\"Corvallo\"");
-        QCOMPARE(LookupNamedConstant(table, QStringLiteral("NAME")), std::nullopt);
+        QCOMPARE(lookupNamedConstant(table, QStringLiteral("NAME")), std::nullopt);
         QCOMPARE(
-            LookupNamedConstant(table, QStringLiteral("Corvallo")), QStringLiteral("COMPANY_NAME"));
+            lookupNamedConstant(table, QStringLiteral("Corvallo")), QStringLiteral("COMPANY_NAME"));
         // Lines end at CRLF only; a bare line feed leaves one line.
         QCOMPARE(
-            LookupNamedConstant(QStringLiteral("\"A\",\"1\"\n\"B\",\"2\""), QStringLiteral("A")),
+            lookupNamedConstant(QStringLiteral("\"A\",\"1\"\n\"B\",\"2\""), QStringLiteral("A")),
             QStringLiteral("1\nB2"));
-        QCOMPARE(LookupNamedConstant(QString(), QStringLiteral("A")), std::nullopt);
+        QCOMPARE(lookupNamedConstant(QString(), QStringLiteral("A")), std::nullopt);
     }
 
     void builtInTableHoldsTheProductConstants_data()
@@ -127,7 +127,7 @@ private slots:
 
     void missingKeyIsFatal()
     {
-        const QString hex = EncipherTable(kIncompleteTable);
+        const QString hex = encipherTable(kIncompleteTable);
         QCOMPARE(GetNamedConstant(hex, QStringLiteral("FOLDER_DATA")),
             QStringLiteral("Corvallo/Sonivert"));
         QVERIFY(failureMessages.isEmpty());
@@ -143,16 +143,16 @@ private slots:
     // A table that cannot be read holds no key at all.
     void unreadableTableFindsNothing()
     {
-        const QString hex = EncipherTable(kIncompleteTable);
-        QCOMPARE(LookupEncipheredConstant(hex, QStringLiteral("COMPANY_NAME")),
+        const QString hex = encipherTable(kIncompleteTable);
+        QCOMPARE(lookupEncipheredConstant(hex, QStringLiteral("COMPANY_NAME")),
             QStringLiteral("Corvallo"));
         QCOMPARE(
-            LookupEncipheredConstant(hex.chopped(1), QStringLiteral("COMPANY_NAME")), std::nullopt);
+            lookupEncipheredConstant(hex.chopped(1), QStringLiteral("COMPANY_NAME")), std::nullopt);
         QCOMPARE(
-            LookupEncipheredConstant(hex.left(20), QStringLiteral("COMPANY_NAME")), std::nullopt);
+            lookupEncipheredConstant(hex.left(20), QStringLiteral("COMPANY_NAME")), std::nullopt);
         const QString foreign
-            = EncipherTable(kIncompleteTable, QStringLiteral("Somebody else's key"));
-        QCOMPARE(LookupEncipheredConstant(foreign, QStringLiteral("COMPANY_NAME")), std::nullopt);
+            = encipherTable(kIncompleteTable, QStringLiteral("Somebody else's key"));
+        QCOMPARE(lookupEncipheredConstant(foreign, QStringLiteral("COMPANY_NAME")), std::nullopt);
 
         GetNamedConstant(hex.chopped(1), QStringLiteral("COMPANY_NAME"));
         QCOMPARE(failureMessages, QStringList { QStringLiteral("COMPANY_NAME not found!") });
@@ -175,7 +175,7 @@ int main(int argc, char **argv)
 {
     if (argc == 2 && std::strcmp(argv[1], kChildArgument) == 0) {
         // The default handlers: message to stderr, then the end of the process.
-        GetNamedConstant(EncipherTable(kIncompleteTable), QStringLiteral("FOLDER_TEMP"));
+        GetNamedConstant(encipherTable(kIncompleteTable), QStringLiteral("FOLDER_TEMP"));
         std::puts("still running");
         return 0;
     }

@@ -10,16 +10,16 @@ using namespace sonivert;
 
 namespace {
 
-QByteArray Hex(const QByteArray &digest)
+QByteArray hex(const QByteArray &digest)
 {
     return digest.toHex();
 }
 
-QByteArray Sha(int method, const QByteArray &data)
+QByteArray sha(int method, const QByteArray &data)
 {
     Enc2 sha;
-    sha.SetHashMethod(method);
-    return Hex(sha.HashString(data));
+    sha.setHashMethod(method);
+    return hex(sha.HashString(data));
 }
 
 } // namespace
@@ -29,23 +29,23 @@ class Sha2Test : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { SetStopProcessing(false); }
-    void cleanup() { SetStopProcessing(false); }
+    void init() { setStopProcessing(false); }
+    void cleanup() { setStopProcessing(false); }
 
     // Every padding case: lengths on both sides of the 55/56 and 63/64 byte block boundaries.
     void agreesWithQtAcrossPaddingBoundaries()
     {
         QByteArray message;
         for (int length = 0; length <= 200; ++length) {
-            QCOMPARE(Sha(0, message),
+            QCOMPARE(sha(0, message),
                 QCryptographicHash::hash(message, QCryptographicHash::Sha224).toHex());
-            QCOMPARE(Sha(1, message),
+            QCOMPARE(sha(1, message),
                 QCryptographicHash::hash(message, QCryptographicHash::Sha256).toHex());
             message.append(static_cast<char>((length * 37 + 11) & 0xff));
         }
         // A long message, past any buffer of one call.
         const QByteArray million(1000000, 'a');
-        QCOMPARE(Sha(1, million),
+        QCOMPARE(sha(1, million),
             QByteArray("cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"));
     }
 
@@ -55,23 +55,23 @@ private slots:
         Enc2 sha;
         const QByteArray once = sha.HashString("abc");
         QCOMPARE(once.size(), 32);
-        sha.SetHashMethod(6);
-        sha.SetHashRounds(11);
+        sha.setHashMethod(6);
+        sha.setHashRounds(11);
         QCOMPARE(sha.HashString("abc"), once);
-        sha.SetHashMethod(-1);
-        sha.SetHashRounds(0);
+        sha.setHashMethod(-1);
+        sha.setHashRounds(0);
         QCOMPARE(sha.HashString("abc"), once);
-        sha.SetHashMethod(0);
+        sha.setHashMethod(0);
         QCOMPARE(sha.HashString("abc").size(), 28);
         // Accepted as a setting, but there is no such hash here.
-        sha.SetHashMethod(5);
+        sha.setHashMethod(5);
         QVERIFY(sha.HashString("abc").isEmpty());
     }
 
     void furtherRoundsHashThePreviousDigest()
     {
         Enc2 sha;
-        sha.SetHashRounds(10); // the most rounds taken
+        sha.setHashRounds(10); // the most rounds taken
         QByteArray expected = "abc";
         for (int i = 0; i < 10; ++i)
             expected = QCryptographicHash::hash(expected, QCryptographicHash::Sha256);
@@ -92,22 +92,22 @@ private slots:
     void hashFrontEndRounds()
     {
         Enc4 front;
-        front.SetHashRounds(10);
+        front.setHashRounds(10);
         QCOMPARE(front.HashRounds(), 10);
-        front.SetHashRounds(11);
+        front.setHashRounds(11);
         QCOMPARE(front.HashRounds(), 1);
 
-        front.SetHashMethod(23);
-        front.SetHashRounds(5);
+        front.setHashMethod(23);
+        front.setHashRounds(5);
         QCOMPARE(front.HashRounds(), 5);
 
         // Methods outside 0-12 and 20-23 take 3 to 15 rounds.
-        front.SetHashMethod(15);
-        front.SetHashRounds(15);
+        front.setHashMethod(15);
+        front.setHashRounds(15);
         QCOMPARE(front.HashRounds(), 15);
-        front.SetHashRounds(2);
+        front.setHashRounds(2);
         QCOMPARE(front.HashRounds(), 3);
-        front.SetHashRounds(16);
+        front.setHashRounds(16);
         QCOMPARE(front.HashRounds(), 3);
 
         QByteArray result = "untouched";
@@ -117,7 +117,7 @@ private slots:
 
     void stopFlagMakesHashingFail()
     {
-        SetStopProcessing(true);
+        setStopProcessing(true);
         Enc2 sha;
         QVERIFY(sha.HashString("abc").isEmpty());
         Enc4 front;
@@ -125,7 +125,7 @@ private slots:
         QByteArray material;
         QVERIFY(!front.HashString("abc", material));
 
-        front.SetStopProcessing(false);
+        front.setStopProcessing(false);
         QVERIFY(!StopProcessing());
         QVERIFY(front.HashString("abc", material));
     }

@@ -73,12 +73,12 @@ class ConversionRunTest : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir dir_;
-    FakeEngine engine_;
-    std::unique_ptr<ConversionRun> run_;
+    QTemporaryDir m_dir;
+    FakeEngine m_engine;
+    std::unique_ptr<ConversionRun> m_run;
 
-    QString in(const QString &name) const { return dir_.filePath(u"in/"_s + name); }
-    QString outFolder() const { return dir_.filePath(u"out"_s); }
+    QString in(const QString &name) const { return m_dir.filePath(u"in/"_s + name); }
+    QString outFolder() const { return m_dir.filePath(u"out"_s); }
     QStringList outputs() const
     {
         return QDir(outFolder()).entryList(QDir::Files | QDir::Hidden, QDir::Name);
@@ -87,12 +87,12 @@ class ConversionRunTest : public QObject
     // Begins a run with a row per input, each named after its index in the list.
     void plan(const QStringList &names, const QString &extension = u"MP3"_s)
     {
-        run_->Begin(outFolder());
+        m_run->begin(outFolder());
         for (int i = 0; i < names.size(); ++i) {
             TaskPlan p = mp3Plan();
             p.extension = extension;
-            QVERIFY2(
-                !run_->AddRow(i, in(names.at(i)), p).isEmpty(), qPrintable(run_->LastErrorText()));
+            QVERIFY2(!m_run->addRow(i, in(names.at(i)), p).isEmpty(),
+                qPrintable(m_run->LastErrorText()));
         }
     }
 
@@ -100,8 +100,8 @@ private slots:
     void initTestCase()
     {
         av_log_set_level(AV_LOG_QUIET); // the fake inputs are no media
-        QVERIFY(dir_.isValid());
-        QVERIFY(QDir(dir_.path()).mkpath(u"in"_s));
+        QVERIFY(m_dir.isValid());
+        QVERIFY(QDir(m_dir.path()).mkpath(u"in"_s));
         for (const char *name : { "a.mp4", "b.mp4", "c.mp4", "song.mp4", "long.mp4" }) {
             QFile file(in(QLatin1String(name)));
             QVERIFY(file.open(QIODevice::WriteOnly));
@@ -113,26 +113,26 @@ private slots:
     {
         QDir(outFolder()).removeRecursively();
         QVERIFY(QDir().mkpath(outFolder()));
-        engine_ = FakeEngine();
-        run_ = std::make_unique<ConversionRun>();
-        run_->SetJobFactory(engine_.Factory());
+        m_engine = FakeEngine();
+        m_run = std::make_unique<ConversionRun>();
+        m_run->setJobFactory(m_engine.factory());
     }
 
-    void cleanup() { run_.reset(); }
+    void cleanup() { m_run.reset(); }
 
     void rowsRunSeveralAtOnceAndNamesNeverCollide()
     {
-        Watch watch(*run_);
+        Watch watch(*m_run);
         plan({ u"a.mp4"_s, u"b.mp4"_s, u"a.mp4"_s });
-        QCOMPARE(run_->FinalOutput(2), outFolder() + u"/a_(new).MP3"_s);
-        engine_.otherwise.hold = true;
-        run_->Start(2);
-        QCOMPARE(run_->State(), RunState::Converting);
-        QTRY_COMPARE(engine_.RunningCount(), 2);
-        for (const QPointer<FakeJob> &job : engine_.jobs)
-            job->Release();
-        QTRY_VERIFY(engine_.jobs.size() == 3 && engine_.jobs.last()->IsStarted());
-        engine_.jobs.last()->Release();
+        QCOMPARE(m_run->finalOutput(2), outFolder() + u"/a_(new).MP3"_s);
+        m_engine.otherwise.hold = true;
+        m_run->start(2);
+        QCOMPARE(m_run->State(), RunState::Converting);
+        QTRY_COMPARE(m_engine.runningCount(), 2);
+        for (const QPointer<FakeJob> &job : m_engine.jobs)
+            job->release();
+        QTRY_VERIFY(m_engine.jobs.size() == 3 && m_engine.jobs.last()->isStarted());
+        m_engine.jobs.last()->release();
         QTRY_VERIFY(watch.ended());
 
         QCOMPARE(watch.runEnds, QList<RunStopReason> { RunStopReason::None });
@@ -140,56 +140,56 @@ private slots:
         for (int row = 0; row < 3; ++row)
             QCOMPARE(watch.outcomeOf(row), RowOutcome::Done);
         QCOMPARE(outputs(), (QStringList { u"a.MP3"_s, u"a_(new).MP3"_s, u"b.MP3"_s }));
-        QVERIFY(run_->Failures().isEmpty());
-        QCOMPARE(run_->TotalPercent(), 100);
+        QVERIFY(m_run->failures().isEmpty());
+        QCOMPARE(m_run->totalPercent(), 100);
     }
 
     // Rows are the front end's numbers, whatever order the engine's tasks have.
     void rowNumbersAreTheFrontEnds()
     {
-        Watch watch(*run_);
-        run_->Begin(outFolder());
-        QVERIFY(!run_->AddRow(7, in(u"a.mp4"_s), mp3Plan()).isEmpty());
-        QVERIFY(!run_->AddRow(3, in(u"b.mp4"_s), mp3Plan()).isEmpty());
-        run_->Start(1);
+        Watch watch(*m_run);
+        m_run->begin(outFolder());
+        QVERIFY(!m_run->addRow(7, in(u"a.mp4"_s), mp3Plan()).isEmpty());
+        QVERIFY(!m_run->addRow(3, in(u"b.mp4"_s), mp3Plan()).isEmpty());
+        m_run->start(1);
         QTRY_VERIFY(watch.ended());
         QCOMPARE(watch.ends.size(), 2);
         QCOMPARE(watch.ends.at(0).row, 7);
         QCOMPARE(watch.ends.at(1).row, 3);
-        QVERIFY(!run_->HasRow(0));
+        QVERIFY(!m_run->hasRow(0));
     }
 
     void aRefusedInputGivesItsNameBack()
     {
-        run_->Begin(outFolder());
-        QVERIFY(run_->AddRow(0, in(u"missing.mp4"_s), mp3Plan()).isEmpty());
-        QVERIFY2(run_->LastErrorText().contains(u"No such file or directory"_s),
-            qPrintable(run_->LastErrorText()));
+        m_run->begin(outFolder());
+        QVERIFY(m_run->addRow(0, in(u"missing.mp4"_s), mp3Plan()).isEmpty());
+        QVERIFY2(m_run->LastErrorText().contains(u"No such file or directory"_s),
+            qPrintable(m_run->LastErrorText()));
         // The name the refused row had claimed is free for the next.
         TaskPlan p = mp3Plan();
         QFile::copy(in(u"a.mp4"_s), in(u"missing.mp4"_s));
-        QCOMPARE(run_->AddRow(1, in(u"missing.mp4"_s), p), outFolder() + u"/missing.MP3"_s);
+        QCOMPARE(m_run->addRow(1, in(u"missing.mp4"_s), p), outFolder() + u"/missing.MP3"_s);
         QFile::remove(in(u"missing.mp4"_s));
-        QCOMPARE(run_->RowCount(), 1);
+        QCOMPARE(m_run->rowCount(), 1);
     }
 
     void pauseHoldsTheRunAndStartsNothingNew()
     {
-        Watch watch(*run_);
-        engine_.scripts.insert(u"a.mp4"_s, FakeScript { JobOutcome::Succeeded, {}, {}, true });
+        Watch watch(*m_run);
+        m_engine.scripts.insert(u"a.mp4"_s, FakeScript { JobOutcome::Succeeded, {}, {}, true });
         plan({ u"a.mp4"_s, u"b.mp4"_s });
-        run_->Start(1);
-        QTRY_COMPARE(engine_.RunningCount(), 1);
-        run_->Pause();
-        QCOMPARE(run_->State(), RunState::Paused);
-        QVERIFY(engine_.JobFor(u"a.mp4"_s)->IsPaused());
-        engine_.JobFor(u"a.mp4"_s)->Release(); // paused: it waits
+        m_run->start(1);
+        QTRY_COMPARE(m_engine.runningCount(), 1);
+        m_run->pause();
+        QCOMPARE(m_run->State(), RunState::Paused);
+        QVERIFY(m_engine.jobFor(u"a.mp4"_s)->isPaused());
+        m_engine.jobFor(u"a.mp4"_s)->release(); // paused: it waits
         QTest::qWait(20);
-        QCOMPARE(engine_.jobs.size(), 1);
+        QCOMPARE(m_engine.jobs.size(), 1);
         QVERIFY(!watch.ended());
 
-        run_->Resume();
-        QCOMPARE(run_->State(), RunState::Converting);
+        m_run->resume();
+        QCOMPARE(m_run->State(), RunState::Converting);
         QTRY_VERIFY(watch.ended());
         QCOMPARE(watch.states,
             (QList<RunState> {
@@ -199,27 +199,27 @@ private slots:
 
     void stopCancelsWhatIsNotDoneAndLeavesNoFile()
     {
-        Watch watch(*run_);
-        engine_.otherwise.hold = true;
-        engine_.scripts.insert(u"a.mp4"_s, FakeScript { JobOutcome::Succeeded, {}, {}, false });
+        Watch watch(*m_run);
+        m_engine.otherwise.hold = true;
+        m_engine.scripts.insert(u"a.mp4"_s, FakeScript { JobOutcome::Succeeded, {}, {}, false });
         plan({ u"a.mp4"_s, u"b.mp4"_s, u"c.mp4"_s });
-        run_->Start(1);
-        QTRY_VERIFY(engine_.JobFor(u"b.mp4"_s) && engine_.JobFor(u"b.mp4"_s)->IsStarted());
+        m_run->start(1);
+        QTRY_VERIFY(m_engine.jobFor(u"b.mp4"_s) && m_engine.jobFor(u"b.mp4"_s)->isStarted());
         // The running job had already begun its file.
-        QFile partial(engine_.JobFor(u"b.mp4"_s)->Task().temporaryOutput);
+        QFile partial(m_engine.jobFor(u"b.mp4"_s)->Task().temporaryOutput);
         QVERIFY(partial.open(QIODevice::WriteOnly));
         partial.close();
 
-        run_->Stop();
-        QCOMPARE(run_->State(), RunState::Idle);
+        m_run->stop();
+        QCOMPARE(m_run->State(), RunState::Idle);
         QCOMPARE(watch.runEnds, QList<RunStopReason> { RunStopReason::UserStop });
         QCOMPARE(watch.outcomeOf(0), RowOutcome::Done);
         QCOMPARE(watch.outcomeOf(1), RowOutcome::Cancelled);
         QCOMPARE(watch.outcomeOf(2), RowOutcome::Cancelled);
         QCOMPARE(outputs(), QStringList { u"a.MP3"_s });
-        QCOMPARE(engine_.jobs.size(), 2);
+        QCOMPARE(m_engine.jobs.size(), 2);
         // Stop while idle changes nothing.
-        run_->Stop();
+        m_run->stop();
         QCOMPARE(watch.runEnds.size(), 1);
     }
 
@@ -241,38 +241,38 @@ private slots:
     {
         QFETCH(QString, message);
         QFETCH(RunStopReason, reason);
-        Watch watch(*run_);
-        engine_.scripts.insert(u"a.mp4"_s, FakeScript { JobOutcome::Failed, message, {}, false });
-        engine_.otherwise.hold = true;
+        Watch watch(*m_run);
+        m_engine.scripts.insert(u"a.mp4"_s, FakeScript { JobOutcome::Failed, message, {}, false });
+        m_engine.otherwise.hold = true;
         plan({ u"a.mp4"_s, u"b.mp4"_s, u"c.mp4"_s });
-        run_->Start(2);
+        m_run->start(2);
         QTRY_VERIFY(watch.ended());
         QCOMPARE(watch.runEnds, QList<RunStopReason> { reason });
-        QCOMPARE(run_->StopReason(), reason);
+        QCOMPARE(m_run->stopReason(), reason);
         QCOMPARE(watch.outcomeOf(0), RowOutcome::Failed);
         QCOMPARE(watch.outcomeOf(1), RowOutcome::Cancelled);
         QCOMPARE(watch.outcomeOf(2), RowOutcome::Cancelled);
-        QCOMPARE(run_->Failures().size(), 1);
-        QCOMPARE(run_->Failures().first().message, message);
-        QVERIFY(!StopExplanation(reason, run_->Folder()).isEmpty());
+        QCOMPARE(m_run->failures().size(), 1);
+        QCOMPARE(m_run->failures().first().message, message);
+        QVERIFY(!stopExplanation(reason, m_run->folder()).isEmpty());
         QCOMPARE(outputs(), QStringList());
     }
 
     void anOrdinaryFailureLetsTheRunGoOn()
     {
-        Watch watch(*run_);
-        engine_.scripts.insert(u"b.mp4"_s,
+        Watch watch(*m_run);
+        m_engine.scripts.insert(u"b.mp4"_s,
             FakeScript { JobOutcome::Failed, u"The output holds 2.0 s of the expected 3.0 s."_s, {},
                 false });
         plan({ u"a.mp4"_s, u"b.mp4"_s, u"c.mp4"_s });
-        run_->Start(1);
+        m_run->start(1);
         QTRY_VERIFY(watch.ended());
         QCOMPARE(watch.runEnds, QList<RunStopReason> { RunStopReason::None });
         QCOMPARE(watch.outcomeOf(1), RowOutcome::Failed);
         QCOMPARE(watch.outcomeOf(2), RowOutcome::Done);
-        QCOMPARE(run_->Failures().size(), 1);
-        QCOMPARE(run_->Failures().first().row, 1);
-        const QString details = run_->TaskDetails(1);
+        QCOMPARE(m_run->failures().size(), 1);
+        QCOMPARE(m_run->failures().first().row, 1);
+        const QString details = m_run->taskDetails(1);
         QVERIFY2(details.startsWith(u"fake-engine "_s) && details.contains(u"fake log of b.mp4"_s),
             qPrintable(details));
         QCOMPARE(outputs(), (QStringList { u"a.MP3"_s, u"c.MP3"_s }));
@@ -286,13 +286,13 @@ private slots:
         QVERIFY(existing.open(QIODevice::WriteOnly));
         existing.write("precious");
         existing.close();
-        Watch watch(*run_);
+        Watch watch(*m_run);
         plan({ u"song.mp4"_s }, u"M4R"_s);
-        run_->Start(1);
+        m_run->start(1);
         QTRY_VERIFY(watch.ended());
-        QCOMPARE(engine_.tasks.first().output, outFolder() + u"/song_(new).M4A"_s);
+        QCOMPARE(m_engine.tasks.first().output, outFolder() + u"/song_(new).M4A"_s);
         QCOMPARE(watch.outcomeOf(0), RowOutcome::Done);
-        QCOMPARE(run_->FinalOutput(0), outFolder() + u"/song.M4R"_s);
+        QCOMPARE(m_run->finalOutput(0), outFolder() + u"/song.M4R"_s);
         QCOMPARE(outputs(), (QStringList { u"song.M4A"_s, u"song.M4R"_s }));
         QVERIFY(existing.open(QIODevice::ReadOnly));
         QCOMPARE(existing.readAll(), QByteArray("precious"));
@@ -301,27 +301,27 @@ private slots:
     // The total follows the sound converted, not the count of files, and never goes back.
     void totalWeighsRowsByTheirLength()
     {
-        Watch watch(*run_);
+        Watch watch(*m_run);
         // Unknown lengths (the fake inputs do not probe) weigh alike; lengths come from the cut.
-        run_->Begin(outFolder());
+        m_run->begin(outFolder());
         TaskPlan longPlan = mp3Plan();
         longPlan.cut = { 0, 90'000'000 };
         TaskPlan shortPlan = mp3Plan();
         shortPlan.cut = { 0, 10'000'000 };
-        QVERIFY(!run_->AddRow(0, in(u"long.mp4"_s), longPlan).isEmpty());
-        QVERIFY(!run_->AddRow(1, in(u"a.mp4"_s), shortPlan).isEmpty());
-        engine_.scripts.insert(u"long.mp4"_s,
+        QVERIFY(!m_run->addRow(0, in(u"long.mp4"_s), longPlan).isEmpty());
+        QVERIFY(!m_run->addRow(1, in(u"a.mp4"_s), shortPlan).isEmpty());
+        m_engine.scripts.insert(u"long.mp4"_s,
             FakeScript { JobOutcome::Succeeded, {}, { 45'000'000, 30'000'000 }, true });
-        run_->Start(2);
+        m_run->start(2);
         QTRY_VERIFY(watch.outcomeOf(1) == RowOutcome::Done);
         // Half of the long row and all of the short one: 55 of 100 s.
-        QCOMPARE(run_->TotalPercent(), 55);
+        QCOMPARE(m_run->totalPercent(), 55);
         for (int i = 1; i < watch.totals.size(); ++i)
             QVERIFY(watch.totals.at(i) > watch.totals.at(i - 1));
         QVERIFY(watch.progress.contains(qMakePair(0, 50)));
-        engine_.JobFor(u"long.mp4"_s)->Release();
+        m_engine.jobFor(u"long.mp4"_s)->release();
         QTRY_VERIFY(watch.ended());
-        QCOMPARE(run_->TotalPercent(), 100);
+        QCOMPARE(m_run->totalPercent(), 100);
     }
 };
 

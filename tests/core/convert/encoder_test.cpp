@@ -17,7 +17,7 @@
 using namespace sonivert;
 using namespace Qt::StringLiterals;
 using sonivert::test::ClipOptions;
-using sonivert::test::MakeClip;
+using sonivert::test::makeClip;
 
 namespace {
 
@@ -93,10 +93,10 @@ class EncoderTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QString in(const QString &name) const { return dir_.filePath(u"in/"_s + name); }
-    QString out(const QString &name) const { return dir_.filePath(u"out/"_s + name); }
-    QString outFolder() const { return dir_.filePath(u"out"_s); }
+    QTemporaryDir m_dir;
+    QString in(const QString &name) const { return m_dir.filePath(u"in/"_s + name); }
+    QString out(const QString &name) const { return m_dir.filePath(u"out/"_s + name); }
+    QString outFolder() const { return m_dir.filePath(u"out"_s); }
 
     // Queues one task; fails the test when the encoder refuses it.
     int queue(Encoder &encoder, const QString &input, const QString &output,
@@ -104,7 +104,7 @@ private:
         const TaskCut &cut = {})
     {
         // The facts a probe would have read of the input.
-        const int task = encoder.AddInputFile(input, inputOptions, ReadSourceFacts(input));
+        const int task = encoder.AddInputFile(input, inputOptions, readSourceFacts(input));
         if (task < 0)
             qWarning() << "refused:" << encoder.LastErrorText();
         if (task >= 0 && encoder.AddOutputFile(task, output, outputOptions, cut) < 0)
@@ -120,10 +120,10 @@ private:
 private slots:
     void initTestCase()
     {
-        if (FindFfmpegProgram().isEmpty())
+        if (findFfmpegProgram().isEmpty())
             QSKIP("the ffmpeg program is not installed on this machine");
-        QVERIFY(dir_.isValid());
-        QVERIFY(QDir(dir_.path()).mkpath(u"in"_s));
+        QVERIFY(m_dir.isValid());
+        QVERIFY(QDir(m_dir.path()).mkpath(u"in"_s));
 
         ClipOptions tagged;
         tagged.seconds = 0.5;
@@ -133,23 +133,23 @@ private slots:
             = { u"-metadata"_s, u"title=Song"_s, u"-metadata"_s, u"artist=Band"_s, u"-metadata"_s,
                   u"album=Record"_s, u"-metadata"_s, u"date=2019"_s, u"-metadata"_s, u"track=3"_s,
                   u"-metadata"_s, u"genre=Rock"_s, u"-metadata"_s, u"comment=Nice"_s };
-        QVERIFY(MakeClip(in(u"clip.mp4"_s), tagged));
+        QVERIFY(makeClip(in(u"clip.mp4"_s), tagged));
 
         ClipOptions ogg = tagged;
         ogg.video = false;
-        QVERIFY(MakeClip(in(u"tagged.ogg"_s), ogg));
+        QVERIFY(makeClip(in(u"tagged.ogg"_s), ogg));
 
         ClipOptions silent = tagged;
         silent.audio = false;
         silent.extraOutputArgs.clear();
-        QVERIFY(MakeClip(in(u"video.mp4"_s), silent));
+        QVERIFY(makeClip(in(u"video.mp4"_s), silent));
 
         ClipOptions sound;
         sound.video = false;
         sound.seconds = 2;
         sound.channelLayout = u"mono"_s;
         sound.sampleRate = 8000;
-        QVERIFY(MakeClip(in(u"long.wav"_s), sound));
+        QVERIFY(makeClip(in(u"long.wav"_s), sound));
 
         QFile bad(in(u"bad.mp4"_s));
         QVERIFY(bad.open(QIODevice::WriteOnly));
@@ -163,7 +163,7 @@ private slots:
         faststart.width = 64;
         faststart.height = 48;
         faststart.extraOutputArgs = { u"-movflags"_s, u"+faststart"_s };
-        QVERIFY(MakeClip(in(u"whole.mp4"_s), faststart));
+        QVERIFY(makeClip(in(u"whole.mp4"_s), faststart));
         QFile whole(in(u"whole.mp4"_s));
         QVERIFY(whole.open(QIODevice::ReadOnly));
         QFile cut(in(u"cut.mp4"_s));
@@ -174,7 +174,7 @@ private slots:
     void init()
     {
         QDir(outFolder()).removeRecursively();
-        QVERIFY(QDir(dir_.path()).mkpath(u"out"_s));
+        QVERIFY(QDir(m_dir.path()).mkpath(u"out"_s));
     }
 
     void queueRunsInOrderWithProgressAndLog()
@@ -203,7 +203,7 @@ private slots:
             QVERIFY2(std::abs(p.total - expected) < 50000, qPrintable(QString::number(p.total)));
         }
         QCOMPARE(filesIn(outFolder()), QStringList({ u"a.MP3"_s, u"b.WAV"_s, u"c.OGG"_s }));
-        QCOMPARE(encoder.TaskInfo(0).finalOutput, out(u"a.MP3"_s));
+        QCOMPARE(encoder.taskInfo(0).finalOutput, out(u"a.MP3"_s));
         QVERIFY(events.renamed.isEmpty());
 
         static const QRegularExpression logForm(u"^#[0-2]\\.(8|16|24|32) \\S"_s);
@@ -245,7 +245,7 @@ private slots:
         encoder.StartTasks(1);
         QVERIFY(QTest::qWaitFor([&] { return !events.progress.isEmpty(); }, 10000));
         encoder.PauseTasks();
-        QVERIFY(encoder.IsPaused());
+        QVERIFY(encoder.isPaused());
         QTest::qWait(100); // what was under way before the pause
         const qsizetype seen = events.progress.size();
         QTest::qWait(1000);
@@ -289,9 +289,9 @@ private slots:
                 QTest::qWait(300);
             }
             QVERIFY(events.ends.isEmpty());
-            QCOMPARE(encoder.TaskInfo(0).state, EncoderTaskState::Cancelled);
-            QCOMPARE(encoder.TaskInfo(1).state, EncoderTaskState::Cancelled);
-            QVERIFY(!encoder.IsBusy());
+            QCOMPARE(encoder.taskInfo(0).state, EncoderTaskState::Cancelled);
+            QCOMPARE(encoder.taskInfo(1).state, EncoderTaskState::Cancelled);
+            QVERIFY(!encoder.isBusy());
         }
         QCOMPARE(filesIn(outFolder()), QStringList());
     }
@@ -312,7 +312,7 @@ private slots:
         QVERIFY2(events.endOf(0).success, qPrintable(events.endOf(0).message));
         const QString moved = out(u"keep_(new).MP3"_s);
         QCOMPARE(events.renamed, (QList<QPair<int, QString>> { { 0, moved } }));
-        QCOMPARE(encoder.TaskInfo(0).finalOutput, moved);
+        QCOMPARE(encoder.taskInfo(0).finalOutput, moved);
         for (const QString &name : { u"keep.MP3"_s, u".keep.MP3"_s }) {
             QFile file(out(name));
             QVERIFY(file.open(QIODevice::ReadOnly));
@@ -330,7 +330,7 @@ private slots:
             u"-VideoOutputHook  -ac 2 -ar 44100 -ab 128k -acodec libfaac -vn"_s);
         QVERIFY(runQueue(encoder, events, 1));
         QVERIFY2(events.endOf(0).success, qPrintable(events.endOf(0).message));
-        QVERIFY(encoder.TaskInfo(0).commandLine.contains(u"aac"_s));
+        QVERIFY(encoder.taskInfo(0).commandLine.contains(u"aac"_s));
     }
 
     void awkwardNamesPassUntouched()
@@ -357,8 +357,8 @@ private slots:
         const QString missing = in(u"missing.mp4"_s);
         QCOMPARE(encoder.AddInputFile(missing, QString()), -1);
         QCOMPARE(encoder.LastErrorText(), missing + u": No such file or directory"_s);
-        QCOMPARE(encoder.AddInputFile(dir_.path(), QString()), -1);
-        QCOMPARE(encoder.LastErrorText(), dir_.path() + u": Is a directory"_s);
+        QCOMPARE(encoder.AddInputFile(m_dir.path(), QString()), -1);
+        QCOMPARE(encoder.LastErrorText(), m_dir.path() + u": Is a directory"_s);
 
         Events events(encoder);
         queue(encoder, in(u"bad.mp4"_s), out(u"bad.MP3"_s), mp3Options());
@@ -380,10 +380,10 @@ private slots:
             const TaskEnd end = events.endOf(task);
             QVERIFY(!end.success && end.failure);
             QCOMPARE(end.message, expected.at(task));
-            const EncoderTaskInfo info = encoder.TaskInfo(task);
+            const EncoderTaskInfo info = encoder.taskInfo(task);
             QCOMPARE(info.state, EncoderTaskState::Failed);
             QCOMPARE(info.message, end.message);
-            QCOMPARE(info.commandLine.constFirst(), encoder.FfmpegProgram());
+            QCOMPARE(info.commandLine.constFirst(), encoder.ffmpegProgram());
             QVERIFY(info.commandLine.contains(info.input));
             QVERIFY(!info.stderrTail.isEmpty());
         }
@@ -418,26 +418,26 @@ private slots:
         QVERIFY(runQueue(encoder, events, 0));
         QCOMPARE(events.ends.size(), 1);
 
-        encoder.SetFfmpegProgram(dir_.filePath(u"no-such-ffmpeg"_s));
+        encoder.setFfmpegProgram(m_dir.filePath(u"no-such-ffmpeg"_s));
         QCOMPARE(encoder.AddInputFile(in(u"clip.mp4"_s), QString()), -1);
-        QCOMPARE(encoder.LastErrorText(), MissingFfmpegMessage());
+        QCOMPARE(encoder.LastErrorText(), missingFfmpegMessage());
     }
 
     void bundledProgramComesFirst()
     {
-        const QString libs = dir_.filePath(u"Libs"_s);
+        const QString libs = m_dir.filePath(u"Libs"_s);
         QVERIFY(QDir().mkpath(libs));
         QFile fake(libs + u"/ffmpeg"_s);
         QVERIFY(fake.open(QIODevice::WriteOnly));
         fake.write("#!/bin/sh\nkill -SEGV $$\n");
         fake.close();
-        QCOMPARE(FindFfmpegProgram(libs), QStandardPaths::findExecutable(u"ffmpeg"_s));
+        QCOMPARE(findFfmpegProgram(libs), QStandardPaths::findExecutable(u"ffmpeg"_s));
         QVERIFY(fake.setPermissions(fake.permissions() | QFile::ExeOwner));
-        QCOMPARE(FindFfmpegProgram(libs), fake.fileName());
+        QCOMPARE(findFfmpegProgram(libs), fake.fileName());
 
         // A program that dies of a signal fails its task and leaves nothing behind.
         Encoder encoder;
-        encoder.SetFfmpegProgram(fake.fileName());
+        encoder.setFfmpegProgram(fake.fileName());
         Events events(encoder);
         queue(encoder, in(u"clip.mp4"_s), out(u"crash.MP3"_s), mp3Options());
         QVERIFY(runQueue(encoder, events, 1));

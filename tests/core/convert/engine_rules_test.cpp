@@ -41,20 +41,20 @@ private slots:
     {
         QFETCH(QString, options);
         QFETCH(QStringList, words);
-        QCOMPARE(SplitOptionWords(options), words);
+        QCOMPARE(splitOptionWords(options), words);
     }
 
     void ffmpegWords()
     {
         QCOMPARE(
-            FfmpegOptionWords(
+            ffmpegOptionWords(
                 u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec libmp3lame -vn -t 60.5"_s),
             QStringList({ u"-ac"_s, u"2"_s, u"-ar"_s, u"44100"_s, u"-ab"_s, u"192k"_s, u"-acodec"_s,
                 u"libmp3lame"_s, u"-vn"_s, u"-t"_s, u"60.5"_s }));
-        QCOMPARE(FfmpegOptionWords(QStringLiteral("-VideoOutputHook  -acodec libfaac -ab 128k")),
+        QCOMPARE(ffmpegOptionWords(QStringLiteral("-VideoOutputHook  -acodec libfaac -ab 128k")),
             QStringList({ u"-acodec"_s, u"aac"_s, u"-ab"_s, u"128k"_s }));
         // Only as the codec's value: a file or title named libfaac stays.
-        QCOMPARE(FfmpegOptionWords(QStringLiteral("-metadata libfaac")),
+        QCOMPARE(ffmpegOptionWords(QStringLiteral("-metadata libfaac")),
             QStringList({ u"-metadata"_s, u"libfaac"_s }));
     }
 
@@ -62,7 +62,7 @@ private slots:
     {
         const SongTags tags { { u"title"_s, u"Ünïcode, \"quoted\""_s },
             { u"artist"_s, u"Band"_s } };
-        const QStringList args = BuildFfmpegArguments(QStringLiteral("/in/-a b.avi"),
+        const QStringList args = buildFfmpegArguments(QStringLiteral("/in/-a b.avi"),
             QStringLiteral(" -ss 10 -re"), QStringLiteral("/out/.t.MP3"),
             QStringLiteral("-VideoOutputHook  -vn -acodec libmp3lame -t 60.5"), TaskCut {}, tags);
         const qsizetype input = args.indexOf(QStringLiteral("-i"));
@@ -75,7 +75,7 @@ private slots:
                     u"artist=Band"_s, u"-vn"_s, u"-acodec"_s, u"libmp3lame"_s, u"/out/.t.MP3"_s }));
         for (const char *needed : { "-nostdin", "-hide_banner", "-nostats", "-n" })
             QVERIFY2(args.indexOf(QLatin1String(needed)) < input, needed);
-        QCOMPARE(OptionValue(args, QStringLiteral("-progress")), QStringLiteral("pipe:1"));
+        QCOMPARE(optionValue(args, QStringLiteral("-progress")), QStringLiteral("pipe:1"));
         QVERIFY(!args.contains(QStringLiteral("-VideoOutputHook")));
     }
 
@@ -95,7 +95,7 @@ private slots:
     {
         QFETCH(TaskCut, cut);
         QFETCH(QStringList, tail);
-        const QStringList args = BuildFfmpegArguments(u"/in/a.flv"_s, u" -ss 99"_s,
+        const QStringList args = buildFfmpegArguments(u"/in/a.flv"_s, u" -ss 99"_s,
             u"/out/.a.MP3"_s, u"-VideoOutputHook  -vn -t 99"_s, cut, {});
         // The cut follows the input and the person's options, so it is made after decoding.
         const qsizetype input = args.indexOf(u"-i"_s);
@@ -105,9 +105,9 @@ private slots:
         QCOMPARE(args.count(u"-ss"_s), cut.startUs > 0 ? 1 : 0);
     }
 
-    void commandLineText()
+    void commandLineTextCases()
     {
-        QCOMPARE(CommandLineText({ u"ffmpeg"_s, u"-i"_s, u"/in/a b.mp4"_s, u"it's"_s, u""_s,
+        QCOMPARE(commandLineText({ u"ffmpeg"_s, u"-i"_s, u"/in/a b.mp4"_s, u"it's"_s, u""_s,
                      u"-metadata"_s, u"title=x,y"_s, u"/out/ü.MP3"_s }),
             u"ffmpeg -i '/in/a b.mp4' 'it'\\''s' '' -metadata title=x,y '/out/ü.MP3'"_s);
     }
@@ -136,7 +136,7 @@ private slots:
         QFETCH(qint64, duration);
         QFETCH(TaskCut, cut);
         QFETCH(qint64, expected);
-        QCOMPARE(ExpectedOutputLength(duration, cut), expected);
+        QCOMPARE(expectedOutputLength(duration, cut), expected);
     }
 
     void logLines_data()
@@ -163,7 +163,7 @@ private slots:
         QFETCH(QString, line);
         QFETCH(int, level);
         QFETCH(QString, text);
-        const FfmpegLogLine parsed = ParseFfmpegLogLine(line);
+        const FfmpegLogLine parsed = parseFfmpegLogLine(line);
         QCOMPARE(parsed.level, level);
         QCOMPARE(parsed.text, text);
     }
@@ -217,7 +217,7 @@ private slots:
         QFETCH(QString, expected);
         const FailureFacts facts { QStringLiteral("/in/a b.mp4"), QStringLiteral("/out/a.MP3"),
             hasAudio };
-        QCOMPARE(EngineMessage(errors, facts), expected);
+        QCOMPARE(engineMessage(errors, facts), expected);
     }
 };
 

@@ -34,24 +34,24 @@ EncoderOptionSettings mp3Settings()
 MediaItem sourceItem()
 {
     MediaItem item;
-    item.Set(Field::VideoWidth, 640);
-    item.Set(Field::VideoHeight, 480);
-    item.Set(Field::VideoFrameRateNumerator, 25);
-    item.Set(Field::VideoSampleAspectRatio, u"1.33"_s);
-    item.Set(Field::Deinterlacing, u"black"_s);
-    item.Set(Field::TrimStartLow, u"0"_s);
-    item.Set(Field::TrimStartHigh, u"0"_s);
-    item.Set(Field::TrimEndLow, u"-1"_s);
-    item.Set(Field::TrimEndHigh, u"-1"_s);
+    item.set(Field::VideoWidth, 640);
+    item.set(Field::VideoHeight, 480);
+    item.set(Field::VideoFrameRateNumerator, 25);
+    item.set(Field::VideoSampleAspectRatio, u"1.33"_s);
+    item.set(Field::Deinterlacing, u"black"_s);
+    item.set(Field::TrimStartLow, u"0"_s);
+    item.set(Field::TrimStartHigh, u"0"_s);
+    item.set(Field::TrimEndLow, u"-1"_s);
+    item.set(Field::TrimEndHigh, u"-1"_s);
     return item;
 }
 
 void setTrim(MediaItem &item, qint64 startUs, qint64 endUs)
 {
-    item.Set(Field::TrimStartLow, HalfText(int32_t(uint32_t(uint64_t(startUs)))));
-    item.Set(Field::TrimStartHigh, HalfText(int32_t(startUs >> 32)));
-    item.Set(Field::TrimEndLow, HalfText(int32_t(uint32_t(uint64_t(endUs)))));
-    item.Set(Field::TrimEndHigh, HalfText(int32_t(endUs >> 32)));
+    item.set(Field::TrimStartLow, halfText(int32_t(uint32_t(uint64_t(startUs)))));
+    item.set(Field::TrimStartHigh, halfText(int32_t(startUs >> 32)));
+    item.set(Field::TrimEndLow, halfText(int32_t(uint32_t(uint64_t(endUs)))));
+    item.set(Field::TrimEndHigh, halfText(int32_t(endUs >> 32)));
 }
 
 // Changes written as "key=value": settings by their list names, the source by "src..." keys.
@@ -90,19 +90,19 @@ void apply(const QStringList &changes, EncoderOptionSettings &s, MediaItem &item
         else if (key == u"VideoBitrateMaximum")
             s.videoBitrateMaximum = value.toInt();
         else if (key == u"QualityLevel")
-            s.quality = *QualityLevelFromName(value);
+            s.quality = *qualityLevelFromName(value);
         else if (key == u"srcWidth")
-            item.Set(Field::VideoWidth, value.toInt());
+            item.set(Field::VideoWidth, value.toInt());
         else if (key == u"srcHeight")
-            item.Set(Field::VideoHeight, value.toInt());
+            item.set(Field::VideoHeight, value.toInt());
         else if (key == u"srcRate")
-            item.Set(Field::VideoFrameRateNumerator, value.toInt());
+            item.set(Field::VideoFrameRateNumerator, value.toInt());
         else if (key == u"srcAspect")
-            item.Set(Field::VideoSampleAspectRatio, value);
+            item.set(Field::VideoSampleAspectRatio, value);
         else if (key == u"Filters")
-            item.Set(Field::Filters, value);
+            item.set(Field::Filters, value);
         else if (key == u"Deinterlacing")
-            item.Set(Field::Deinterlacing, value);
+            item.set(Field::Deinterlacing, value);
         else if (key == u"trim") // start:end in microseconds
             setTrim(item, value.section(u':', 0, 0).toLongLong(),
                 value.section(u':', 1, 1).toLongLong());
@@ -305,8 +305,8 @@ private slots:
     {
         MediaItem small = sourceItem();
         MediaItem large = sourceItem();
-        large.Set(Field::VideoWidth, 1280);
-        large.Set(Field::VideoHeight, 720);
+        large.set(Field::VideoWidth, 1280);
+        large.set(Field::VideoHeight, 720);
         EncoderOptionSettings settings = mp3Settings();
         MediaItem unused;
         apply(mpeg1, settings, unused);
@@ -404,10 +404,10 @@ private slots:
         QFETCH(qint64, cutLength);
         MediaItem item = sourceItem();
         setTrim(item, startUs, endUs);
-        item.Set(Field::FileDurationLow, HalfText(int32_t(uint32_t(uint64_t(fileUs)))));
-        item.Set(Field::FileDurationHigh, HalfText(int32_t(fileUs >> 32)));
+        item.set(Field::FileDurationLow, halfText(int32_t(uint32_t(uint64_t(fileUs)))));
+        item.set(Field::FileDurationHigh, halfText(int32_t(fileUs >> 32)));
         item.trimmed = trimmed;
-        const TaskCut cut = TaskCutOf(item);
+        const TaskCut cut = taskCutOf(item);
         QCOMPARE(cut.startUs, cutStart);
         QCOMPARE(cut.lengthUs, cutLength);
     }
@@ -487,7 +487,7 @@ private slots:
         QCOMPARE(SmartFitAspect(width, height), aspect);
     }
 
-    void secondsText_data()
+    void secondsTextCases_data()
     {
         QTest::addColumn<qint64>("microseconds");
         QTest::addColumn<QString>("text");
@@ -500,11 +500,11 @@ private slots:
             << std::numeric_limits<qint64>::min() << u"-9223372036854.775808"_s;
     }
 
-    void secondsText()
+    void secondsTextCases()
     {
         QFETCH(qint64, microseconds);
         QFETCH(QString, text);
-        QCOMPARE(SecondsText(microseconds), text);
+        QCOMPARE(secondsText(microseconds), text);
     }
 
     // The run's settings: the preset fills them, the plan of a trimmed row reads them, and an
@@ -513,13 +513,13 @@ private slots:
     {
         QTemporaryDir folder;
         Catalogue catalogue;
-        QVERIFY(LoadBuiltInCatalogue(catalogue, folder.path()));
+        QVERIFY(loadBuiltInCatalogue(catalogue, folder.path()));
         OutputSettings settings(catalogue);
-        settings.SelectFormat(u"MP3"_s);
-        settings.ApplyPresetId(u"MP3-STANDARD"_s);
+        settings.selectFormat(u"MP3"_s);
+        settings.applyPresetId(u"MP3-STANDARD"_s);
         MediaItem item = sourceItem();
         setTrim(item, 10000000, 70500000);
-        const TaskPlan plan = PlanTask(item, settings);
+        const TaskPlan plan = planTask(item, settings);
         QCOMPARE(plan.inputOptions, u" -ss 10"_s);
         QCOMPARE(plan.outputOptions,
             u"-VideoOutputHook  -ac 2 -ar 44100 -ab 192k -acodec libmp3lame -vn -t 60.5"_s);
@@ -530,12 +530,12 @@ private slots:
         QCOMPARE(plan.encoding.sampleRate, u"44100"_s);
         QCOMPARE(plan.encoding.audioBitrateKbps, 192);
         QCOMPARE(plan.encoding.audioEncoder, u"libmp3lame"_s);
-        QCOMPARE(OptionString(plan.encoding), plan.outputOptions);
+        QCOMPARE(optionString(plan.encoding), plan.outputOptions);
 
-        settings.ApplyPresetId(u"MP4-SOURCE"_s);
+        settings.applyPresetId(u"MP4-SOURCE"_s);
         if (settings.number(NumberId::VideoBitrate).value != 0)
             QSKIP("the catalogue's MP4 source preset no longer starts from a bit rate of 0");
-        const TaskPlan video = PlanTask(sourceItem(), settings);
+        const TaskPlan video = planTask(sourceItem(), settings);
         QCOMPARE(video.extension, u"MP4"_s);
         QVERIFY2(
             video.outputOptions.contains(u" -vcodec libx264"_s), qPrintable(video.outputOptions));
@@ -555,7 +555,7 @@ private slots:
             QSKIP("the ffmpeg program is not installed");
         QTemporaryDir folder;
         Catalogue catalogue;
-        QVERIFY(LoadBuiltInCatalogue(catalogue, folder.path()));
+        QVERIFY(loadBuiltInCatalogue(catalogue, folder.path()));
         const CatalogueTable &formats = catalogue.formats;
         int checked = 0;
         for (int row = 1; row <= formats.rowCount(); ++row) {
@@ -570,13 +570,13 @@ private slots:
                 settings.audioSize = size;
                 settings.videoBitrateValue = u"500"_s;
                 const QStringList words
-                    = FfmpegOptionWords(BuildEncoderOptions(sourceItem(), settings));
+                    = ffmpegOptionWords(BuildEncoderOptions(sourceItem(), settings));
                 for (const QString &option : { u"-acodec"_s, u"-vcodec"_s }) {
                     const bool off = option == u"-acodec" ? settings.audioCodec == u"No Audio"
                                                           : settings.videoCodec == u"No Video";
                     if (off)
                         continue;
-                    const QString encoder = OptionValue(words, option);
+                    const QString encoder = optionValue(words, option);
                     QVERIFY2(encoders.contains(encoder),
                         qPrintable(
                             u"row %1: \"%2\" / \"%3\" %4 gives encoder \"%5\""_s.arg(row).arg(

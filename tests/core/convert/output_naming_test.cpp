@@ -13,8 +13,8 @@ class OutputNamingTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QString path(const QString &name) const { return dir_.filePath(name); }
+    QTemporaryDir m_dir;
+    QString path(const QString &name) const { return m_dir.filePath(name); }
 
     void touch(const QString &name, const QByteArray &content = "x")
     {
@@ -32,7 +32,7 @@ private:
 private slots:
     void init()
     {
-        QDir folder(dir_.path());
+        QDir folder(m_dir.path());
         for (const QString &name : folder.entryList(QDir::Files | QDir::Hidden))
             folder.remove(name);
         for (const QString &name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
@@ -86,7 +86,7 @@ private slots:
             path(QStringLiteral("song_(new).MP3")));
 
         // Only files make a name taken.
-        QVERIFY(QDir(dir_.path()).mkdir(QStringLiteral("b.MP3")));
+        QVERIFY(QDir(m_dir.path()).mkdir(QStringLiteral("b.MP3")));
         QCOMPARE(MakeUniqueFileName(path(QStringLiteral("b.MP3"))), path(QStringLiteral("b.MP3")));
 
         const QString missing = path(QStringLiteral("no-such-folder/a.MP3"));
@@ -97,44 +97,44 @@ private slots:
     {
         OutputNameRegistry run;
         touch(QStringLiteral("x.MP3"));
-        QCOMPARE(run.Claim(path(QStringLiteral("x.MP3"))), path(QStringLiteral("x_(new).MP3")));
-        QCOMPARE(run.Claim(path(QStringLiteral("X.mp3"))), path(QStringLiteral("X_(new_1).mp3")));
-        QCOMPARE(run.Claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y.MP3")));
-        QCOMPARE(run.Claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y_(new).MP3")));
-        run.Clear();
-        QCOMPARE(run.Claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y.MP3")));
+        QCOMPARE(run.claim(path(QStringLiteral("x.MP3"))), path(QStringLiteral("x_(new).MP3")));
+        QCOMPARE(run.claim(path(QStringLiteral("X.mp3"))), path(QStringLiteral("X_(new_1).mp3")));
+        QCOMPARE(run.claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y.MP3")));
+        QCOMPARE(run.claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y_(new).MP3")));
+        run.clear();
+        QCOMPARE(run.claim(path(QStringLiteral("y.MP3"))), path(QStringLiteral("y.MP3")));
     }
 
     void ringtonesAreEncodedUnderAFreeM4aName()
     {
         OutputNameRegistry run;
         touch(QStringLiteral("tone.M4A"));
-        const QString final = run.Claim(path(QStringLiteral("tone.M4R")));
-        QCOMPARE(EncoderOutputFileName(final, run), path(QStringLiteral("tone_(new).M4A")));
+        const QString final = run.claim(path(QStringLiteral("tone.M4R")));
+        QCOMPARE(encoderOutputFileName(final, run), path(QStringLiteral("tone_(new).M4A")));
         // A second row of the same name gets its own intermediate as well.
-        const QString second = run.Claim(path(QStringLiteral("tone.M4R")));
+        const QString second = run.claim(path(QStringLiteral("tone.M4R")));
         QCOMPARE(second, path(QStringLiteral("tone_(new).M4R")));
-        QCOMPARE(EncoderOutputFileName(second, run), path(QStringLiteral("tone_(new)_(new).M4A")));
-        QCOMPARE(EncoderOutputFileName(path(QStringLiteral("book.m4b")), run),
+        QCOMPARE(encoderOutputFileName(second, run), path(QStringLiteral("tone_(new)_(new).M4A")));
+        QCOMPARE(encoderOutputFileName(path(QStringLiteral("book.m4b")), run),
             path(QStringLiteral("book.M4A")));
-        QCOMPARE(EncoderOutputFileName(path(QStringLiteral("song.MP3")), run),
+        QCOMPARE(encoderOutputFileName(path(QStringLiteral("song.MP3")), run),
             path(QStringLiteral("song.MP3")));
     }
 
     void temporaryNameIsHiddenAndKeepsTheExtension()
     {
-        const QString temporary = TemporaryOutputName(path(QStringLiteral("clip.M4A")));
-        QCOMPARE(QFileInfo(temporary).absolutePath(), QFileInfo(dir_.path()).absoluteFilePath());
+        const QString temporary = temporaryOutputName(path(QStringLiteral("clip.M4A")));
+        QCOMPARE(QFileInfo(temporary).absolutePath(), QFileInfo(m_dir.path()).absoluteFilePath());
         QVERIFY(QFileInfo(temporary).fileName().startsWith(QLatin1Char('.')));
         QVERIFY(temporary.endsWith(QLatin1String(".M4A")));
         QVERIFY(!QFile::exists(temporary));
-        QVERIFY(TemporaryOutputName(path(QStringLiteral("clip.M4A"))) != temporary);
+        QVERIFY(temporaryOutputName(path(QStringLiteral("clip.M4A"))) != temporary);
     }
 
     void moveNeverReplaces()
     {
         touch(QStringLiteral(".part.MP3"), "new");
-        MoveResult moved = MoveWithoutReplacing(
+        MoveResult moved = moveWithoutReplacing(
             path(QStringLiteral(".part.MP3")), path(QStringLiteral("c.MP3")));
         QVERIFY(moved.ok);
         QCOMPARE(moved.path, path(QStringLiteral("c.MP3")));
@@ -144,15 +144,15 @@ private slots:
         // The target appeared after it was chosen: the next free name, skipping promised ones.
         touch(QStringLiteral(".part.MP3"), "newer");
         OutputNameRegistry promised;
-        promised.Reserve(path(QStringLiteral("c_(new).MP3")));
-        moved = MoveWithoutReplacing(
+        promised.reserve(path(QStringLiteral("c_(new).MP3")));
+        moved = moveWithoutReplacing(
             path(QStringLiteral(".part.MP3")), path(QStringLiteral("c.MP3")), &promised);
         QVERIFY(moved.ok);
         QCOMPARE(moved.path, path(QStringLiteral("c_(new_1).MP3")));
         QCOMPARE(contentOf(QStringLiteral("c.MP3")), QByteArray("new"));
         QCOMPARE(contentOf(QStringLiteral("c_(new_1).MP3")), QByteArray("newer"));
 
-        moved = MoveWithoutReplacing(
+        moved = moveWithoutReplacing(
             path(QStringLiteral(".gone.MP3")), path(QStringLiteral("d.MP3")));
         QVERIFY(!moved.ok);
         QCOMPARE(moved.message, QStringLiteral("No such file or directory"));

@@ -9,7 +9,7 @@ class RunProgressTest : public QObject
     Q_OBJECT
 
 private slots:
-    void totalBarText_data()
+    void totalBarTextCases_data()
     {
         QTest::addColumn<int>("value");
         QTest::addColumn<int>("tasks");
@@ -21,41 +21,41 @@ private slots:
         QTest::newRow("negative") << -3 << 1 << "00%";
         QTest::newRow("no tasks") << 0 << 0 << "00%";
     }
-    void totalBarText()
+    void totalBarTextCases()
     {
         QFETCH(int, value);
         QFETCH(int, tasks);
         QFETCH(QString, text);
-        QCOMPARE(TotalBarText(value, tasks), text);
+        QCOMPARE(totalBarText(value, tasks), text);
     }
 
-    void taskPercent()
+    void taskPercentCases()
     {
-        QCOMPARE(TaskPercent(0, 10000000), 0);
-        QCOMPARE(TaskPercent(4999999, 10000000), 49);
-        QCOMPARE(TaskPercent(10000000, 10000000), 100);
-        QCOMPARE(TaskPercent(12000000, 10000000), 120);
-        QCOMPARE(TaskPercent(5, 0), -1);
-        QCOMPARE(TaskPercent(5, -1), -1);
+        QCOMPARE(taskPercent(0, 10000000), 0);
+        QCOMPARE(taskPercent(4999999, 10000000), 49);
+        QCOMPARE(taskPercent(10000000, 10000000), 100);
+        QCOMPARE(taskPercent(12000000, 10000000), 120);
+        QCOMPARE(taskPercent(5, 0), -1);
+        QCOMPARE(taskPercent(5, -1), -1);
     }
 
     void onlyThreeMessagesStopTheRun()
     {
-        QCOMPARE(ClassifyTaskMessage(
+        QCOMPARE(classifyTaskMessage(
                      QStringLiteral("av_interleaved_write_frame(): No space left on device")),
             RunStopReason::DiskFull);
-        QCOMPARE(ClassifyTaskMessage(QStringLiteral("transcode_init() error: Invalid argument / "
+        QCOMPARE(classifyTaskMessage(QStringLiteral("transcode_init() error: Invalid argument / "
                                                     "Invalid data found when processing input")),
             RunStopReason::FormatParameters);
         QCOMPARE(
-            ClassifyTaskMessage(QStringLiteral("av_interleaved_write_frame(): Invalid argument "
+            classifyTaskMessage(QStringLiteral("av_interleaved_write_frame(): Invalid argument "
                                                "/ Invalid data found when processing input")),
             RunStopReason::FormatParameters);
         // Exact comparison: a look-alike or a different letter case is an ordinary failure.
-        QCOMPARE(ClassifyTaskMessage(
+        QCOMPARE(classifyTaskMessage(
                      QStringLiteral("av_interleaved_write_frame(): no space left on device")),
             RunStopReason::None);
-        QCOMPARE(ClassifyTaskMessage(
+        QCOMPARE(classifyTaskMessage(
                      QStringLiteral("/v/a.mp4: Invalid data found when processing input")),
             RunStopReason::None);
     }
@@ -79,7 +79,7 @@ private slots:
         QFETCH(bool, mode);
         QFETCH(QString, text);
         QFETCH(int, count);
-        QCOMPARE(ThreadCountFor(mode, text), count);
+        QCOMPARE(threadCountFor(mode, text), count);
     }
 };
 

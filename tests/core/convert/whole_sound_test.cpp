@@ -111,10 +111,10 @@ class WholeSoundTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QList<AwkwardClip> clips_;
+    QTemporaryDir m_dir;
+    QList<AwkwardClip> m_clips;
 
-    QString path(const QString &name) const { return dir_.filePath(name); }
+    QString path(const QString &name) const { return m_dir.filePath(name); }
 
     // A row as the probe fills it and the planner turns it into option texts and a cut: the
     // texts carry " -ss 0" and " -t <probed duration>" for every row, trimmed or not.
@@ -130,27 +130,27 @@ private:
     static Planned plan(
         const QString &input, const Family &f, qint64 trimStartUs = -1, qint64 trimEndUs = -1)
     {
-        MediaItem item = ProbeMediaFile(input).item;
+        MediaItem item = probeMediaFile(input).item;
         if (trimStartUs >= 0) {
             const auto half = [](qint64 us, bool high) {
-                return HalfText(high ? int32_t(us >> 32) : int32_t(uint32_t(quint64(us))));
+                return halfText(high ? int32_t(us >> 32) : int32_t(uint32_t(quint64(us))));
             };
             const qint64 end = trimEndUs >= 0 ? trimEndUs
-                                              : JoinHalfTexts(item.Text(Field::FileDurationLow),
-                                                  item.Text(Field::FileDurationHigh));
-            item.Set(Field::TrimStartLow, half(trimStartUs, false));
-            item.Set(Field::TrimStartHigh, half(trimStartUs, true));
-            item.Set(Field::TrimEndLow, half(end, false));
-            item.Set(Field::TrimEndHigh, half(end, true));
+                                              : joinHalfTexts(item.text(Field::FileDurationLow),
+                                                  item.text(Field::FileDurationHigh));
+            item.set(Field::TrimStartLow, half(trimStartUs, false));
+            item.set(Field::TrimStartHigh, half(trimStartUs, true));
+            item.set(Field::TrimEndLow, half(end, false));
+            item.set(Field::TrimEndHigh, half(end, true));
             item.trimmed = true;
         }
         return { input,
-            BuildSeekOption(item.Text(Field::TrimStartLow), item.Text(Field::TrimStartHigh)),
+            BuildSeekOption(item.text(Field::TrimStartLow), item.text(Field::TrimStartHigh)),
             f.options
-                + BuildDurationOption(item.Text(Field::TrimStartLow),
-                    item.Text(Field::TrimStartHigh), item.Text(Field::TrimEndLow),
-                    item.Text(Field::TrimEndHigh)),
-            TaskCutOf(item), item.source };
+                + BuildDurationOption(item.text(Field::TrimStartLow),
+                    item.text(Field::TrimStartHigh), item.text(Field::TrimEndLow),
+                    item.text(Field::TrimEndHigh)),
+            taskCutOf(item), item.source };
     }
 
     // Runs the jobs through one queue, two at a time, and lists every job whose output is not
@@ -173,7 +173,7 @@ private:
         QStringList problems;
         for (const Job &job : jobs) {
             const auto [success, message] = ends.byTask.value(job.task);
-            const double seconds = DecodedSeconds(job.output);
+            const double seconds = decodedSeconds(job.output);
             if (!success)
                 problems << job.label + u": failed: "_s + message;
             else if (std::abs(seconds - job.expectedSeconds)
@@ -187,20 +187,20 @@ private:
 private slots:
     void initTestCase()
     {
-        if (FindFfmpegProgram().isEmpty())
+        if (findFfmpegProgram().isEmpty())
             QSKIP("the ffmpeg program is not installed on this machine");
         av_log_set_level(AV_LOG_QUIET);
-        QVERIFY(dir_.isValid());
-        QVERIFY(QDir(dir_.path()).mkpath(u"in"_s));
+        QVERIFY(m_dir.isValid());
+        QVERIFY(QDir(m_dir.path()).mkpath(u"in"_s));
         QString error;
-        clips_ = MakeAwkwardClips(path(u"in"_s), &error);
-        QVERIFY2(!clips_.isEmpty(), qPrintable(error));
+        m_clips = makeAwkwardClips(path(u"in"_s), &error);
+        QVERIFY2(!m_clips.isEmpty(), qPrintable(error));
     }
 
     void init()
     {
         QDir(path(u"out"_s)).removeRecursively();
-        QVERIFY(QDir(dir_.path()).mkpath(u"out"_s));
+        QVERIFY(QDir(m_dir.path()).mkpath(u"out"_s));
     }
 
     // Whatever the container says of its start, its length or its index, an untrimmed file
@@ -212,9 +212,9 @@ private slots:
         QList<Job> jobs;
         QList<Planned> plans;
         const QList<Family> &all = families();
-        QVERIFY(clips_.size() >= all.size());
-        for (int n = 0; n < clips_.size(); ++n) {
-            const AwkwardClip &clip = clips_.at(n);
+        QVERIFY(m_clips.size() >= all.size());
+        for (int n = 0; n < m_clips.size(); ++n) {
+            const AwkwardClip &clip = m_clips.at(n);
             for (const Family &f : { all.at(n % all.size()), all.at((n + 5) % all.size()) }) {
                 jobs << Job { clip.label + u" -> "_s + f.extension,
                     path(u"out/%1.%2"_s.arg(jobs.size()).arg(f.extension)), AwkwardSoundSeconds };
@@ -234,7 +234,7 @@ private slots:
         QList<Planned> plans;
         int n = 0;
         const QStringList rangeFamilies { u"MP3"_s, u"FLAC"_s, u"M4A"_s };
-        for (const AwkwardClip &clip : clips_) {
+        for (const AwkwardClip &clip : m_clips) {
             // The MP4, MOV and FLV clips start their sound at 0.5 s, so a range from 1 s holds
             // sound. A range that runs past where the container says the file ends (the Matroska
             // clip claims 1 s) runs to the end of the sound. The families take turns.
@@ -260,10 +260,10 @@ private slots:
     void shortOutputFailsAndLeavesNothing()
     {
         const QString damaged = path(u"in/damaged.m4a"_s);
-        QVERIFY(MakeDamagedSound(damaged));
+        QVERIFY(makeDamagedSound(damaged));
         Encoder encoder;
         Ends ends(encoder);
-        const int task = encoder.AddInputFile(damaged, QString(), ReadSourceFacts(damaged));
+        const int task = encoder.AddInputFile(damaged, QString(), readSourceFacts(damaged));
         QVERIFY(task >= 0);
         QCOMPARE(
             encoder.AddOutputFile(task, path(u"out/damaged.MP3"_s), family(u"MP3"_s).options, {}),
@@ -278,9 +278,9 @@ private slots:
 
     void verdicts()
     {
-        const QString source = clips_.first().path;
+        const QString source = m_clips.first().path;
         const QString whole = path(u"out/whole.WAV"_s);
-        QVERIFY(RunFfmpeg({ u"-i"_s, source, u"-vn"_s, whole }));
+        QVERIFY(runFfmpeg({ u"-i"_s, source, u"-vn"_s, whole }));
         const QString garbage = path(u"out/garbage.MP3"_s);
         QFile file(garbage);
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -288,30 +288,30 @@ private slots:
         file.close();
 
         // A container that overstates its length is checked against the sound it really holds.
-        QVERIFY(CheckOutput(whole, source, { true, 60'000'000, {} }).whole);
-        QVERIFY(CheckOutput(whole, source, { true, -1, {} }).whole);
+        QVERIFY(checkOutput(whole, source, { true, 60'000'000, {} }).whole);
+        QVERIFY(checkOutput(whole, source, { true, -1, {} }).whole);
         // What cannot be read holds no sound; without sound to expect, it is just unreadable.
-        QCOMPARE(CheckOutput(garbage, source, { true, 3'000'000, {} }).message,
+        QCOMPARE(checkOutput(garbage, source, { true, 3'000'000, {} }).message,
             u"The output holds 0.0 s of the expected 3.0 s."_s);
-        const OutputVerdict unreadable = CheckOutput(garbage, source, { false, 3'000'000, {} });
+        const OutputVerdict unreadable = checkOutput(garbage, source, { false, 3'000'000, {} });
         QVERIFY(!unreadable.whole);
         QVERIFY2(unreadable.message.startsWith(u"The output cannot be read back"_s),
             qPrintable(unreadable.message));
         // Too long for a range is not "short"; a range past the sound holds none.
-        QVERIFY(CheckOutput(whole, source, { true, -1, { 1'000'000, 1'000'000 } }).whole);
+        QVERIFY(checkOutput(whole, source, { true, -1, { 1'000'000, 1'000'000 } }).whole);
         const QString empty = path(u"out/empty.WAV"_s);
-        QVERIFY(RunFfmpeg({ u"-i"_s, source, u"-ss"_s, u"9"_s, u"-vn"_s, empty }));
-        QCOMPARE(CheckOutput(empty, source, { true, -1, { 9'000'000, 1'000'000 } }).message,
+        QVERIFY(runFfmpeg({ u"-i"_s, source, u"-ss"_s, u"9"_s, u"-vn"_s, empty }));
+        QCOMPARE(checkOutput(empty, source, { true, -1, { 9'000'000, 1'000'000 } }).message,
             u"The chosen range holds no sound."_s);
-        QCOMPARE(CheckOutput(empty, source, { true, 3'000'000, {} }).message,
+        QCOMPARE(checkOutput(empty, source, { true, 3'000'000, {} }).message,
             u"The output holds 0.0 s of the expected 3.0 s."_s);
         // A plan without sound has none to check.
-        QVERIFY(CheckOutput(empty, source, { false, 3'000'000, {} }).whole);
-        const OutputVerdict longer = CheckOutput(whole, source, { true, -1, {} });
+        QVERIFY(checkOutput(empty, source, { false, 3'000'000, {} }).whole);
+        const OutputVerdict longer = checkOutput(whole, source, { true, -1, {} });
         QVERIFY2(longer.whole, qPrintable(longer.message));
     }
 
-    void cutLength_data()
+    void cutLengthCases_data()
     {
         QTest::addColumn<TaskCut>("cut");
         QTest::addColumn<qint64>("soundStart");
@@ -328,13 +328,13 @@ private slots:
             << TaskCut { 4000, -1 } << qint64(0) << qint64(3000) << qint64(0);
     }
 
-    void cutLength()
+    void cutLengthCases()
     {
         QFETCH(TaskCut, cut);
         QFETCH(qint64, soundStart);
         QFETCH(qint64, soundEnd);
         QFETCH(qint64, expected);
-        QCOMPARE(CutLength(cut, soundStart, soundEnd), expected);
+        QCOMPARE(cutLength(cut, soundStart, soundEnd), expected);
     }
 
     // The song's tags travel; the source container's bookkeeping does not.
@@ -350,14 +350,14 @@ private slots:
             u"-metadata"_s, u"genre=Rock"_s, u"-metadata"_s, u"track=3"_s, u"-metadata"_s,
             u"comment=Nice"_s, u"-metadata:s:a"_s, u"handler_name=Camera Sound"_s, u"-metadata"_s,
             u"encoder=Camera 1.0"_s };
-        QVERIFY(MakeClip(source, tagged));
+        QVERIFY(makeClip(source, tagged));
         QCOMPARE(tagsOf(source).value(u"major_brand"_s), u"isom"_s);
 
         Encoder encoder;
         Ends ends(encoder);
         const QStringList extensions { u"MP3"_s, u"OGG"_s, u"FLAC"_s, u"M4A"_s };
         for (const QString &extension : extensions) {
-            const int task = encoder.AddInputFile(source, QString(), ReadSourceFacts(source));
+            const int task = encoder.AddInputFile(source, QString(), readSourceFacts(source));
             QCOMPARE(encoder.AddOutputFile(
                          task, path(u"out/tags."_s + extension), family(extension).options, {}),
                 0);

@@ -23,8 +23,8 @@ extern "C" {
 
 using namespace sonivert;
 using sonivert::test::ClipOptions;
-using sonivert::test::MakeClip;
-using sonivert::test::RunFfmpeg;
+using sonivert::test::makeClip;
+using sonivert::test::runFfmpeg;
 
 namespace {
 
@@ -146,12 +146,12 @@ class WorkerEquivalenceTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QString ffmpeg_;
-    WorkerPool pool_;
-    QString clip_, surround_, mono8k_, oggTags_, truncated_, silent_;
+    QTemporaryDir m_dir;
+    QString m_ffmpeg;
+    WorkerPool m_pool;
+    QString m_clip, m_surround, m_mono8k, m_oggTags, m_truncated, m_silent;
 
-    QString path(const QString &name) const { return dir_.filePath(name); }
+    QString path(const QString &name) const { return m_dir.filePath(name); }
 
     Ran run(bool worker, const QString &input, const QString &extension, const EncodePlan &plan,
         const TaskCut &cut = {})
@@ -161,16 +161,16 @@ private:
         EncodeTask task;
         task.input = input;
         task.output = output;
-        task.temporaryOutput = TemporaryOutputName(output);
-        task.outputOptions = OptionString(plan);
+        task.temporaryOutput = temporaryOutputName(output);
+        task.outputOptions = optionString(plan);
         task.cut = cut;
-        task.facts = ReadSourceFacts(input);
+        task.facts = readSourceFacts(input);
         task.plan = plan;
         std::unique_ptr<EncodeJob> job(worker
-                ? static_cast<EncodeJob *>(new WorkerEncodeJob(&pool_, ffmpeg_, task))
-                : new FfmpegEncodeJob(ffmpeg_, task));
+                ? static_cast<EncodeJob *>(new WorkerEncodeJob(&m_pool, m_ffmpeg, task))
+                : new FfmpegEncodeJob(m_ffmpeg, task));
         QSignalSpy finished(job.get(), &EncodeJob::finished);
-        job->Start();
+        job->start();
         if (!finished.wait(60000))
             return {};
         Ran ran { job->Result().outcome, job->Result().message, task.temporaryOutput };
@@ -183,33 +183,33 @@ private slots:
     void initTestCase()
     {
         av_log_set_level(AV_LOG_QUIET); // reading back damaged files is expected to complain
-        QVERIFY(dir_.isValid());
-        ffmpeg_ = FindFfmpegProgram();
-        QVERIFY(!ffmpeg_.isEmpty());
-        pool_.SetProgram(QStringLiteral(SONIVERT_BIN_DIR "/sonivert-worker"));
-        clip_ = path(QStringLiteral("clip.mp4"));
-        QVERIFY(MakeClip(clip_,
+        QVERIFY(m_dir.isValid());
+        m_ffmpeg = findFfmpegProgram();
+        QVERIFY(!m_ffmpeg.isEmpty());
+        m_pool.setProgram(QStringLiteral(SONIVERT_BIN_DIR "/sonivert-worker"));
+        m_clip = path(QStringLiteral("clip.mp4"));
+        QVERIFY(makeClip(m_clip,
             soundClip(2.0, true, 48000, QStringLiteral("stereo"),
                 { QStringLiteral("-metadata"), QStringLiteral("title=Song \"One\""),
                     QStringLiteral("-metadata"), QStringLiteral("artist=Ärtist") })));
-        surround_ = path(QStringLiteral("surround.mka"));
-        QVERIFY(MakeClip(surround_, soundClip(2.0, false, 48000, QStringLiteral("5.1"))));
-        mono8k_ = path(QStringLiteral("mono8k.wav"));
-        QVERIFY(MakeClip(mono8k_, soundClip(1.5, false, 8000, QStringLiteral("mono"))));
-        oggTags_ = path(QStringLiteral("tags.ogg"));
-        QVERIFY(MakeClip(oggTags_,
+        m_surround = path(QStringLiteral("surround.mka"));
+        QVERIFY(makeClip(m_surround, soundClip(2.0, false, 48000, QStringLiteral("5.1"))));
+        m_mono8k = path(QStringLiteral("mono8k.wav"));
+        QVERIFY(makeClip(m_mono8k, soundClip(1.5, false, 8000, QStringLiteral("mono"))));
+        m_oggTags = path(QStringLiteral("tags.ogg"));
+        QVERIFY(makeClip(m_oggTags,
             soundClip(1.7, false, 22050, QStringLiteral("stereo"),
                 { QStringLiteral("-metadata:s:a"), QStringLiteral("title=Stream Title"),
                     QStringLiteral("-metadata:s:a"), QStringLiteral("album=Stream Album") })));
-        truncated_ = path(QStringLiteral("truncated.mp4"));
-        QFile whole(clip_);
+        m_truncated = path(QStringLiteral("truncated.mp4"));
+        QFile whole(m_clip);
         QVERIFY(whole.open(QIODevice::ReadOnly));
-        QFile cut(truncated_);
+        QFile cut(m_truncated);
         QVERIFY(cut.open(QIODevice::WriteOnly));
         cut.write(whole.read(whole.size() / 3));
-        silent_ = path(QStringLiteral("silent.mp4"));
+        m_silent = path(QStringLiteral("silent.mp4"));
         QVERIFY(
-            MakeClip(silent_, soundClip(1.0, true, 44100, QStringLiteral("stereo"), {}, false)));
+            makeClip(m_silent, soundClip(1.0, true, 44100, QStringLiteral("stereo"), {}, false)));
     }
 
     void sameResultAsFfmpeg_data()
@@ -295,12 +295,12 @@ private slots:
         QFETCH(int, kbps);
         QFETCH(qint64, startUs);
         QFETCH(qint64, lengthUs);
-        const QString input = source == QLatin1String("clip") ? clip_
-            : source == QLatin1String("surround")             ? surround_
-            : source == QLatin1String("mono8k")               ? mono8k_
-                                                              : oggTags_;
+        const QString input = source == QLatin1String("clip") ? m_clip
+            : source == QLatin1String("surround")             ? m_surround
+            : source == QLatin1String("mono8k")               ? m_mono8k
+                                                              : m_oggTags;
         const EncodePlan plan = audioPlan(encoder, channels, rate, kbps);
-        QCOMPARE(WorkerRefusal(plan, QStringLiteral("x.") + extension), QString());
+        QCOMPARE(workerRefusal(plan, QStringLiteral("x.") + extension), QString());
         const TaskCut cut { startUs, lengthUs };
         const Ran byFfmpeg = run(false, input, extension, plan, cut);
         const Ran byWorker = run(true, input, extension, plan, cut);
@@ -361,20 +361,20 @@ private slots:
     {
         EncodePlan video = audioPlan(QStringLiteral("aac"), 2, 44100, 128);
         video.video = true;
-        QVERIFY(!WorkerRefusal(video, QStringLiteral("x.mp4")).isEmpty());
+        QVERIFY(!workerRefusal(video, QStringLiteral("x.mp4")).isEmpty());
         EncodePlan noSound = audioPlan(QString(), 2, 44100, 128);
         noSound.audio = false;
-        QVERIFY(!WorkerRefusal(noSound, QStringLiteral("x.mp3")).isEmpty());
-        QVERIFY(!WorkerRefusal(
+        QVERIFY(!workerRefusal(noSound, QStringLiteral("x.mp3")).isEmpty());
+        QVERIFY(!workerRefusal(
             audioPlan(QStringLiteral("libmp3lame"), 0, 44100, 128), QStringLiteral("x.mp3"))
                      .isEmpty());
-        QVERIFY(!WorkerRefusal(
+        QVERIFY(!workerRefusal(
             audioPlan(QStringLiteral("libmp3lame"), 2, 0, 128), QStringLiteral("x.mp3"))
                      .isEmpty());
-        QVERIFY(!WorkerRefusal(
+        QVERIFY(!workerRefusal(
             audioPlan(QStringLiteral("libopencore_amrnb"), 1, 8000, 12), QStringLiteral("x.amr"))
                      .isEmpty());
-        QVERIFY(!WorkerRefusal(audioPlan(QStringLiteral("libmp3lame"), 2, 44100, 128),
+        QVERIFY(!workerRefusal(audioPlan(QStringLiteral("libmp3lame"), 2, 44100, 128),
             QStringLiteral("x.unknownextension"))
                      .isEmpty());
     }

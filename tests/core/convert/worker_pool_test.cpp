@@ -17,7 +17,7 @@
 
 using namespace sonivert;
 using sonivert::test::ClipOptions;
-using sonivert::test::MakeClip;
+using sonivert::test::makeClip;
 
 namespace {
 
@@ -73,14 +73,14 @@ class WorkerPoolTest : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir dir_;
-    QString ffmpeg_;
-    QString longClip_;
-    QString shortClip_;
-    std::unique_ptr<WorkerPool> pool_;
-    std::unique_ptr<ConversionRun> run_;
+    QTemporaryDir m_dir;
+    QString m_ffmpeg;
+    QString m_longClip;
+    QString m_shortClip;
+    std::unique_ptr<WorkerPool> m_pool;
+    std::unique_ptr<ConversionRun> m_run;
 
-    QString outFolder() const { return dir_.filePath(QStringLiteral("out")); }
+    QString outFolder() const { return m_dir.filePath(QStringLiteral("out")); }
     QStringList outputs() const
     {
         return QDir(outFolder()).entryList(QDir::Files | QDir::Hidden, QDir::Name);
@@ -88,24 +88,24 @@ class WorkerPoolTest : public QObject
 
     void plan(const QStringList &inputs)
     {
-        run_->Begin(outFolder());
+        m_run->begin(outFolder());
         for (int i = 0; i < inputs.size(); ++i) {
             TaskPlan p;
             p.encoding = mp3Plan();
-            p.outputOptions = OptionString(p.encoding);
+            p.outputOptions = optionString(p.encoding);
             p.extension = QStringLiteral("MP3");
-            p.source = ReadSourceFacts(inputs.at(i));
+            p.source = readSourceFacts(inputs.at(i));
             QVERIFY2(
-                !run_->AddRow(i, inputs.at(i), p).isEmpty(), qPrintable(run_->LastErrorText()));
+                !m_run->addRow(i, inputs.at(i), p).isEmpty(), qPrintable(m_run->LastErrorText()));
         }
     }
 
     // Waits for a busy worker and sends it signal; its process id.
     qint64 signalBusyWorker(int signal)
     {
-        if (!QTest::qWaitFor([this] { return !pool_->BusyProcessIds().isEmpty(); }, 20000))
+        if (!QTest::qWaitFor([this] { return !m_pool->busyProcessIds().isEmpty(); }, 20000))
             return -1;
-        const qint64 pid = pool_->BusyProcessIds().constFirst();
+        const qint64 pid = m_pool->busyProcessIds().constFirst();
         ::kill(pid_t(pid), signal);
         return pid;
     }
@@ -113,43 +113,43 @@ class WorkerPoolTest : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir_.isValid());
-        ffmpeg_ = FindFfmpegProgram();
-        longClip_ = dir_.filePath(QStringLiteral("long.flac"));
-        QVERIFY(MakeClip(longClip_, soundClip(90.0, false, 48000, QStringLiteral("stereo"))));
-        shortClip_ = dir_.filePath(QStringLiteral("short.wav"));
-        QVERIFY(MakeClip(shortClip_, soundClip(1.0, false, 44100, QStringLiteral("stereo"))));
+        QVERIFY(m_dir.isValid());
+        m_ffmpeg = findFfmpegProgram();
+        m_longClip = m_dir.filePath(QStringLiteral("long.flac"));
+        QVERIFY(makeClip(m_longClip, soundClip(90.0, false, 48000, QStringLiteral("stereo"))));
+        m_shortClip = m_dir.filePath(QStringLiteral("short.wav"));
+        QVERIFY(makeClip(m_shortClip, soundClip(1.0, false, 44100, QStringLiteral("stereo"))));
     }
 
     void init()
     {
         QDir(outFolder()).removeRecursively();
         QVERIFY(QDir().mkpath(outFolder()));
-        pool_ = std::make_unique<WorkerPool>();
-        pool_->SetProgram(QStringLiteral(SONIVERT_BIN_DIR "/sonivert-worker"));
-        run_ = std::make_unique<ConversionRun>();
-        run_->SetFfmpegProgram(ffmpeg_);
-        run_->SetJobFactory(EngineJobFactory(EngineChoice::Worker, ffmpeg_, pool_.get()));
+        m_pool = std::make_unique<WorkerPool>();
+        m_pool->setProgram(QStringLiteral(SONIVERT_BIN_DIR "/sonivert-worker"));
+        m_run = std::make_unique<ConversionRun>();
+        m_run->setFfmpegProgram(m_ffmpeg);
+        m_run->setJobFactory(engineJobFactory(EngineChoice::Worker, m_ffmpeg, m_pool.get()));
     }
 
     void cleanup()
     {
-        run_.reset();
-        pool_.reset();
+        m_run.reset();
+        m_pool.reset();
     }
 
     void workersAreReusedAcrossTasksAndRuns()
     {
         for (int round = 0; round < 2; ++round) {
-            Watch watch(*run_);
-            plan({ shortClip_, shortClip_, shortClip_, shortClip_, shortClip_ });
-            run_->Start(2);
+            Watch watch(*m_run);
+            plan({ m_shortClip, m_shortClip, m_shortClip, m_shortClip, m_shortClip });
+            m_run->start(2);
             QTRY_VERIFY_WITH_TIMEOUT(!watch.ends.isEmpty(), 30000);
             for (int row = 0; row < 5; ++row) {
                 QCOMPARE(watch.outcomes.value(row), RowOutcome::Done);
-                QCOMPARE(run_->TaskEngine(row), WorkerEngineName);
+                QCOMPARE(m_run->taskEngine(row), WorkerEngineName);
             }
-            QCOMPARE(pool_->StartedCount(), 2);
+            QCOMPARE(m_pool->startedCount(), 2);
         }
         QCOMPARE(outputs().size(), 10);
     }
@@ -165,9 +165,9 @@ private slots:
     void aWorkerKilledMidTaskFailsOnlyItsRow()
     {
         QFETCH(int, signal);
-        Watch watch(*run_);
-        plan({ longClip_, shortClip_, shortClip_ });
-        run_->Start(1);
+        Watch watch(*m_run);
+        plan({ m_longClip, m_shortClip, m_shortClip });
+        m_run->start(1);
         QTRY_VERIFY_WITH_TIMEOUT(watch.progressed.contains(0), 20000);
         QVERIFY(signalBusyWorker(signal) > 0);
         QTRY_VERIFY_WITH_TIMEOUT(!watch.ends.isEmpty(), 30000);
@@ -175,24 +175,25 @@ private slots:
         QCOMPARE(watch.ends, QList<RunStopReason> { RunStopReason::None });
         QCOMPARE(watch.outcomes.value(0), RowOutcome::Failed);
         QCOMPARE(watch.messages.value(0), WorkerCrashMessage);
-        QVERIFY(run_->TaskDetails(0).contains(QStringLiteral("sonivert-worker ended by signal")));
-        QVERIFY(run_->TaskDetails(0).startsWith(ffmpeg_ + QStringLiteral(" -hide_banner")));
+        QVERIFY(m_run->taskDetails(0).contains(QStringLiteral("sonivert-worker ended by signal")));
+        QVERIFY(m_run->taskDetails(0).startsWith(m_ffmpeg + QStringLiteral(" -hide_banner")));
         QCOMPARE(watch.outcomes.value(1), RowOutcome::Done);
         QCOMPARE(watch.outcomes.value(2), RowOutcome::Done);
-        QCOMPARE(pool_->StartedCount(), 2); // a fresh worker took the rest
+        QCOMPARE(m_pool->startedCount(), 2); // a fresh worker took the rest
         QCOMPARE(outputs(),
             (QStringList { QStringLiteral("short.MP3"), QStringLiteral("short_(new).MP3") }));
     }
 
     void aHungWorkerIsEndedAfterTheTimeOut()
     {
-        pool_->SetNoProgressTimeoutMs(1500);
-        Watch watch(*run_);
-        plan({ longClip_, shortClip_, shortClip_ });
-        run_->Start(1);
+        m_pool->setNoProgressTimeoutMs(1500);
+        Watch watch(*m_run);
+        plan({ m_longClip, m_shortClip, m_shortClip });
+        m_run->start(1);
         QTRY_VERIFY_WITH_TIMEOUT(watch.progressed.contains(0), 20000);
         // A worker that stops answering (SIGSTOP from outside, not the run's pause).
-        const qint64 pid = pool_->BusyProcessIds().isEmpty() ? -1 : pool_->BusyProcessIds().first();
+        const qint64 pid
+            = m_pool->busyProcessIds().isEmpty() ? -1 : m_pool->busyProcessIds().first();
         QVERIFY(pid > 0);
         ::kill(pid_t(pid), SIGSTOP);
         QTRY_VERIFY_WITH_TIMEOUT(!watch.ends.isEmpty(), 30000);
@@ -213,29 +214,29 @@ private slots:
 
     void pauseHoldsTheWorkerAndResumeGoesOn()
     {
-        pool_->SetNoProgressTimeoutMs(1000); // a pause is no hang
-        Watch watch(*run_);
-        plan({ longClip_ });
-        run_->Start(1);
+        m_pool->setNoProgressTimeoutMs(1000); // a pause is no hang
+        Watch watch(*m_run);
+        plan({ m_longClip });
+        m_run->start(1);
         QTRY_VERIFY_WITH_TIMEOUT(watch.progressed.contains(0), 20000);
-        run_->Pause();
-        const int percent = run_->RowPercent(0);
+        m_run->pause();
+        const int percent = m_run->rowPercent(0);
         QTest::qWait(1600);
-        QCOMPARE(run_->RowPercent(0), percent);
+        QCOMPARE(m_run->rowPercent(0), percent);
         QVERIFY(watch.outcomes.isEmpty());
-        run_->Resume();
+        m_run->resume();
         QTRY_VERIFY_WITH_TIMEOUT(!watch.ends.isEmpty(), 60000);
         QCOMPARE(watch.outcomes.value(0), RowOutcome::Done);
     }
 
     void stopRemovesThePartialOutput()
     {
-        Watch watch(*run_);
-        plan({ longClip_, longClip_ });
-        run_->Start(2);
+        Watch watch(*m_run);
+        plan({ m_longClip, m_longClip });
+        m_run->start(2);
         QTRY_VERIFY_WITH_TIMEOUT(watch.progressed.size() == 2, 20000);
-        const QList<qint64> pids = pool_->BusyProcessIds();
-        run_->Stop();
+        const QList<qint64> pids = m_pool->busyProcessIds();
+        m_run->stop();
         QCOMPARE(watch.ends, QList<RunStopReason> { RunStopReason::UserStop });
         QCOMPARE(watch.outcomes.value(0), RowOutcome::Cancelled);
         QCOMPARE(watch.outcomes.value(1), RowOutcome::Cancelled);

@@ -9,12 +9,12 @@ namespace {
 Message sample()
 {
     Message m { MessageType::Task, {} };
-    m.Add("id", int64_t(7))
-        .Add("input", std::string("/tmp/a b/\xc3\xa9t\xc3\xa9.mp4"))
-        .Add("tag", std::string("title=One=Two"))
-        .Add("tag", std::string("comment=line\nbreak"))
-        .Add("empty", std::string())
-        .Add("binary", std::string("a\0b\xff", 4));
+    m.add("id", int64_t(7))
+        .add("input", std::string("/tmp/a b/\xc3\xa9t\xc3\xa9.mp4"))
+        .add("tag", std::string("title=One=Two"))
+        .add("tag", std::string("comment=line\nbreak"))
+        .add("empty", std::string())
+        .add("binary", std::string("a\0b\xff", 4));
     return m;
 }
 
@@ -36,62 +36,62 @@ private slots:
     void roundTripKeepsEveryFieldInOrder()
     {
         FrameReader reader;
-        reader.Append(EncodeFrame(sample()));
-        const std::optional<Message> m = reader.Next();
+        reader.append(encodeFrame(sample()));
+        const std::optional<Message> m = reader.next();
         QVERIFY(m);
         QCOMPARE(int(m->type), int(MessageType::Task));
         QCOMPARE(m->fields, sample().fields);
-        QCOMPARE(m->Number("id", -1), int64_t(7));
-        QCOMPARE(m->All("tag").size(), size_t(2));
-        QCOMPARE(m->Text("binary"), std::string("a\0b\xff", 4));
-        QVERIFY(!reader.Next());
-        QCOMPARE(reader.Pending(), size_t(0));
+        QCOMPARE(m->number("id", -1), int64_t(7));
+        QCOMPARE(m->all("tag").size(), size_t(2));
+        QCOMPARE(m->text("binary"), std::string("a\0b\xff", 4));
+        QVERIFY(!reader.next());
+        QCOMPARE(reader.pending(), size_t(0));
     }
 
     void bytesArrivingOneByOneMakeTheSameMessages()
     {
-        const std::string stream = EncodeFrame(sample())
-            + EncodeFrame(Message { MessageType::Quit, {} })
-            + EncodeFrame(Message { MessageType::Progress, {} }.Add("out_us", int64_t(-5)));
+        const std::string stream = encodeFrame(sample())
+            + encodeFrame(Message { MessageType::Quit, {} })
+            + encodeFrame(Message { MessageType::Progress, {} }.add("out_us", int64_t(-5)));
         FrameReader reader;
         std::vector<Message> got;
         for (char c : stream) {
-            reader.Append(&c, 1);
-            while (std::optional<Message> m = reader.Next())
+            reader.append(&c, 1);
+            while (std::optional<Message> m = reader.next())
                 got.push_back(*m);
         }
-        QVERIFY(!reader.Failed());
+        QVERIFY(!reader.failed());
         QCOMPARE(got.size(), size_t(3));
         QCOMPARE(got[0].fields, sample().fields);
         QCOMPARE(int(got[1].type), int(MessageType::Quit));
-        QCOMPARE(got[2].Number("out_us", 0), int64_t(-5));
+        QCOMPARE(got[2].number("out_us", 0), int64_t(-5));
     }
 
     void aTruncatedFrameWaitsAndGivesNothing()
     {
-        const std::string frame = EncodeFrame(sample());
+        const std::string frame = encodeFrame(sample());
         for (size_t cut : { size_t(1), size_t(3), size_t(4), size_t(5), frame.size() - 1 }) {
             FrameReader reader;
-            reader.Append(frame.substr(0, cut));
-            QVERIFY(!reader.Next());
-            QVERIFY(!reader.Failed());
-            QCOMPARE(reader.Pending(), cut);
+            reader.append(frame.substr(0, cut));
+            QVERIFY(!reader.next());
+            QVERIFY(!reader.failed());
+            QCOMPARE(reader.pending(), cut);
         }
     }
 
     void anOversizedFrameFailsForGood()
     {
         FrameReader reader;
-        reader.Append(lengthBytes(MaxFrameBytes + 1) + std::string(16, 'x'));
-        QVERIFY(!reader.Next());
-        QVERIFY(reader.Failed());
+        reader.append(lengthBytes(MaxFrameBytes + 1) + std::string(16, 'x'));
+        QVERIFY(!reader.next());
+        QVERIFY(reader.failed());
         // Nothing after it is trusted, even a good frame.
-        reader.Append(EncodeFrame(sample()));
-        QVERIFY(!reader.Next());
+        reader.append(encodeFrame(sample()));
+        QVERIFY(!reader.next());
         FrameReader huge;
-        huge.Append(lengthBytes(0xffffffffu));
-        QVERIFY(!huge.Next());
-        QVERIFY(huge.Failed());
+        huge.append(lengthBytes(0xffffffffu));
+        QVERIFY(!huge.next());
+        QVERIFY(huge.failed());
     }
 
     void hostilePayloadsFail_data()
@@ -118,24 +118,24 @@ private slots:
     {
         QFETCH(QByteArray, payload);
         FrameReader reader;
-        reader.Append(lengthBytes(uint32_t(payload.size()))
+        reader.append(lengthBytes(uint32_t(payload.size()))
             + std::string(payload.constData(), size_t(payload.size())));
-        QVERIFY(!reader.Next());
-        QVERIFY(reader.Failed());
-        QVERIFY(!reader.Error().empty());
+        QVERIFY(!reader.next());
+        QVERIFY(reader.failed());
+        QVERIFY(!reader.error().empty());
     }
 
     void numbersThatAreNotNumbersGiveTheFallback()
     {
         Message m { MessageType::Log, {} };
-        m.Add("level", std::string("16x"))
-            .Add("id", std::string(""))
-            .Add("big", std::string("99999999999999999999999"));
-        QCOMPARE(m.Number("level", 32), int64_t(32));
-        QCOMPARE(m.Number("id", -1), int64_t(-1));
-        QCOMPARE(m.Number("big", 3), int64_t(3));
-        QCOMPARE(m.Number("missing", 4), int64_t(4));
-        QCOMPARE(m.Text("missing", "x"), std::string("x"));
+        m.add("level", std::string("16x"))
+            .add("id", std::string(""))
+            .add("big", std::string("99999999999999999999999"));
+        QCOMPARE(m.number("level", 32), int64_t(32));
+        QCOMPARE(m.number("id", -1), int64_t(-1));
+        QCOMPARE(m.number("big", 3), int64_t(3));
+        QCOMPARE(m.number("missing", 4), int64_t(4));
+        QCOMPARE(m.text("missing", "x"), std::string("x"));
     }
 };
 

@@ -14,7 +14,7 @@ const auto L = test::Row;
 Catalogue testCatalogue()
 {
     Catalogue c;
-    c.formats.columns = test::FormatTableColumns();
+    c.formats.columns = test::formatTableColumns();
     c.formats.rows = {
         L({ "AUD", "No Video", "WMA", "WMA;", "#", "#", "#", "22050 Hz;32000 Hz;44100 Hz;",
             "Mono;Stereo;", "16 bit;", "0", "0", "0" }),
@@ -30,7 +30,7 @@ Catalogue testCatalogue()
         L({ "VID", "H.264", "#", "MP4;", "25 fps;", "Original;", "Original;", "#", "#", "#", "1280",
             "720", "8000" }),
     };
-    c.presets.columns = test::PresetTableColumns();
+    c.presets.columns = test::presetTableColumns();
     c.presets.rows = {
         L({ "A1", "WMA 128", "AudioFormat", "Audio", "", "", "", "AUD", "No Video", "WMA", "-", "-",
             "-", "-", "0", "WMA", "-", "44100 Hz", "Stereo", "16 bit", "128", "No" }),
@@ -53,7 +53,7 @@ public:
     {
     }
 
-    StepOutcome RunStep() override
+    StepOutcome runStep() override
     {
         QStringList seen;
         for (ChoiceListId id :
@@ -68,16 +68,16 @@ public:
             return { true, QStringLiteral("Unsuccessful! "), QStringLiteral(" encoder said no ") };
         return { true, QStringLiteral("Done"), QString() };
     }
-    void BeforeStep() override
+    void beforeStep() override
     {
         ++beforeSteps;
         if (int(converted.size()) == stopBefore)
             stopGiven = true;
     }
-    bool StopRequested() const override { return stopGiven || int(converted.size()) == stopAfter; }
-    bool SampleSizeShown(const OutputSettings &settings) const override
+    bool stopRequested() const override { return stopGiven || int(converted.size()) == stopAfter; }
+    bool sampleSizeShown(const OutputSettings &settings) const override
     {
-        return sizeShown ? sizeShown(settings) : DiagnosisStepRunner::SampleSizeShown(settings);
+        return sizeShown ? sizeShown(settings) : DiagnosisStepRunner::sampleSizeShown(settings);
     }
 
     QList<QStringList> converted; // codec, channels, size, rate, bit rate, video codec
@@ -115,7 +115,7 @@ private:
     SweepSummary run(SweepKind kind, FakeRunner &runner)
     {
         results.clear();
-        return RunSweep(*settings, kind, runner, [this](const SweepResult &r) { results << r; });
+        return runSweep(*settings, kind, runner, [this](const SweepResult &r) { results << r; });
     }
 
 private slots:
@@ -123,25 +123,25 @@ private slots:
     {
         catalogue = testCatalogue();
         settings = std::make_unique<OutputSettings>(catalogue);
-        settings->SelectFormat(QStringLiteral("Audio"));
+        settings->selectFormat(QStringLiteral("Audio"));
     }
 
     void textsAndLines()
     {
-        QCOMPARE(CombinationText(L({ "MP3", "Stereo", "44100 Hz", "128 kbps" })),
+        QCOMPARE(combinationText(L({ "MP3", "Stereo", "44100 Hz", "128 kbps" })),
             QStringLiteral("   MP3:Stereo:44100 Hz:128 kbps   "));
-        QCOMPARE(CombinationText(L({ "MP3 192" })), QStringLiteral("   MP3 192   "));
+        QCOMPARE(combinationText(L({ "MP3 192" })), QStringLiteral("   MP3 192   "));
         const SweepResult done { QStringLiteral("   X   "), QStringLiteral("Done"), QString() };
         const SweepResult failed { QStringLiteral("   X   "), QStringLiteral("Unsuccessful!"),
             QStringLiteral("Unknown encoder 'x'") };
-        QCOMPARE(ResultLine(done), QStringLiteral("   X   Done   "));
-        QCOMPARE(ResultLine(failed), QStringLiteral("   X   Unsuccessful!   Unknown encoder 'x'"));
-        QVERIFY(ShouldWrite(done, false));
-        QVERIFY(!ShouldWrite(done, true));
-        QVERIFY(ShouldWrite(failed, true));
-        QCOMPARE(SweepKindFromName(QStringLiteral("Presets")), SweepKind::Presets);
-        QCOMPARE(SweepKindFromName(QStringLiteral("video")), SweepKind::VideoCodecs);
-        QVERIFY(!SweepKindFromName(QStringLiteral("everything")));
+        QCOMPARE(resultLine(done), QStringLiteral("   X   Done   "));
+        QCOMPARE(resultLine(failed), QStringLiteral("   X   Unsuccessful!   Unknown encoder 'x'"));
+        QVERIFY(shouldWrite(done, false));
+        QVERIFY(!shouldWrite(done, true));
+        QVERIFY(shouldWrite(failed, true));
+        QCOMPARE(sweepKindFromName(QStringLiteral("Presets")), SweepKind::Presets);
+        QCOMPARE(sweepKindFromName(QStringLiteral("video")), SweepKind::VideoCodecs);
+        QVERIFY(!sweepKindFromName(QStringLiteral("everything")));
     }
 
     // Codec, channels, size, rate, bit rate, outermost first; every inner count read afresh.
@@ -179,7 +179,7 @@ private slots:
             QStringLiteral("   PCM little-endian:Stereo:16 bit:11025 Hz:352 kbps   "));
         // The texts are those selected when the step ran.
         for (int i = 0; i < results.size(); ++i)
-            QCOMPARE(results.at(i).combination, CombinationText(runner.converted.at(i).mid(0, 5)));
+            QCOMPARE(results.at(i).combination, combinationText(runner.converted.at(i).mid(0, 5)));
     }
 
     void hiddenSampleSizeLeavesTheSizeOut_data()
@@ -217,10 +217,10 @@ private slots:
         QCOMPARE(summary.failures, 4);
         QList<SweepResult> failed;
         for (const SweepResult &r : results)
-            if (ShouldWrite(r, true))
+            if (shouldWrite(r, true))
                 failed << r;
         QCOMPARE(failed.size(), 4);
-        QCOMPARE(ResultLine(failed.first()),
+        QCOMPARE(resultLine(failed.first()),
             QStringLiteral("   PCM little-endian:Stereo:8 bit:8000 Hz:128 kbps   Unsuccessful!   "
                            "encoder said no"));
     }
@@ -286,7 +286,7 @@ private slots:
     // Choosing entries stores them into the selected preset; none of that may outlive the sweep.
     void theAppliedPresetComesBackUnchanged()
     {
-        settings->SelectMainPreset(0);
+        settings->selectMainPreset(0);
         const QList<QStringList> before = catalogue.presets.rows;
         QCOMPARE(settings->choiceText(ChoiceListId::AudioBitrate), QStringLiteral("128 kbps"));
         FakeRunner runner(*settings);

@@ -9,9 +9,9 @@ using namespace sonivert;
 
 namespace {
 
-TimeHalves Us(int64_t microseconds)
+TimeHalves us(int64_t microseconds)
 {
-    return TimeHalves::FromMicroseconds(microseconds);
+    return TimeHalves::fromMicroseconds(microseconds);
 }
 
 constexpr int64_t Second = 1000000;
@@ -20,17 +20,17 @@ constexpr int64_t Second = 1000000;
 int addRow(FileListModel &list, int64_t duration, const QString &durationText)
 {
     const int row = list.AddMediaItem();
-    const TimeHalves d = Us(duration);
+    const TimeHalves d = us(duration);
     list.SetField(row, Field::Name, QStringLiteral("clip.mp4"));
     list.SetField(row, Field::Duration, durationText);
     list.SetField(
         row, Field::SrcDuration, QString::number(double(duration) / double(Second), 'f', 2));
     list.SetField(row, Field::TrimStartLow, QStringLiteral("0"));
     list.SetField(row, Field::TrimStartHigh, QStringLiteral("0"));
-    list.SetField(row, Field::TrimEndLow, HalfText(d.low));
-    list.SetField(row, Field::TrimEndHigh, HalfText(d.high));
-    list.SetField(row, Field::FileDurationLow, HalfText(d.low));
-    list.SetField(row, Field::FileDurationHigh, HalfText(d.high));
+    list.SetField(row, Field::TrimEndLow, halfText(d.low));
+    list.SetField(row, Field::TrimEndHigh, halfText(d.high));
+    list.SetField(row, Field::FileDurationLow, halfText(d.low));
+    list.SetField(row, Field::FileDurationHigh, halfText(d.high));
     return row;
 }
 
@@ -45,142 +45,142 @@ private slots:
     {
         TrimRange range;
         QCOMPARE(range.TrimGap(), 100);
-        QCOMPARE(range.StartText(), QStringLiteral("Start Time : 00:00:00"));
-        QCOMPARE(range.EndText(), QStringLiteral("End Time : 00:00:00"));
-        QCOMPARE(range.SelectedCaption(), QStringLiteral("00:00:00"));
+        QCOMPARE(range.startText(), QStringLiteral("Start Time : 00:00:00"));
+        QCOMPARE(range.endText(), QStringLiteral("End Time : 00:00:00"));
+        QCOMPARE(range.selectedCaption(), QStringLiteral("00:00:00"));
     }
 
     void activationPlacesTheWholeFile()
     {
         TrimRange range;
-        range.SetBarMaximum(500);
-        range.SetTrimDirty(true);
-        QVERIFY(range.Activate(Us(10 * Second), Us(0), Us(10 * Second)));
-        QVERIFY(range.Activated());
+        range.setBarMaximum(500);
+        range.setTrimDirty(true);
+        QVERIFY(range.activate(us(10 * Second), us(0), us(10 * Second)));
+        QVERIFY(range.activated());
         QVERIFY(!range.TrimDirty());
         QCOMPARE(range.TrimGap(), 50);
         QCOMPARE(range.TimePerPixel(), 2.0); // 1000 hundredths of a second over 500 pixels
-        QCOMPARE(range.StartPixel(), 0);
-        QCOMPARE(range.EndPixel(), 500);
-        QCOMPARE(range.StartText(), QStringLiteral("Start Time : 00:00:00"));
-        QCOMPARE(range.EndText(), QStringLiteral("End Time : 00:00:10"));
-        QCOMPARE(range.SelectedCaption(), QStringLiteral("00:00:10"));
-        QCOMPARE(range.SelectedTag(), QStringLiteral("10.00"));
+        QCOMPARE(range.startPixel(), 0);
+        QCOMPARE(range.endPixel(), 500);
+        QCOMPARE(range.startText(), QStringLiteral("Start Time : 00:00:00"));
+        QCOMPARE(range.endText(), QStringLiteral("End Time : 00:00:10"));
+        QCOMPARE(range.selectedCaption(), QStringLiteral("00:00:10"));
+        QCOMPARE(range.selectedTag(), QStringLiteral("10.00"));
     }
 
     void activationKeepsTheStoredTimes()
     {
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.Activate(Us(10 * Second), Us(2500000), Us(7250000)));
-        QCOMPARE(range.StartPixel(), 125);
-        QCOMPARE(range.EndPixel(), 362); // 362.5 floors
-        QCOMPARE(range.Start(), Us(2500000));
-        QCOMPARE(range.End(), Us(7250000));
-        QCOMPARE(range.StartText(), QStringLiteral("Start Time : 00:00:02")); // 2.5 to even
-        QCOMPARE(range.EndText(), QStringLiteral("End Time : 00:00:07"));
-        QCOMPARE(range.SelectedTag(), QStringLiteral("4.75"));
-        QCOMPARE(range.SelectedCaption(), QStringLiteral("00:00:05"));
+        range.setBarMaximum(500);
+        QVERIFY(range.activate(us(10 * Second), us(2500000), us(7250000)));
+        QCOMPARE(range.startPixel(), 125);
+        QCOMPARE(range.endPixel(), 362); // 362.5 floors
+        QCOMPARE(range.start(), us(2500000));
+        QCOMPARE(range.end(), us(7250000));
+        QCOMPARE(range.startText(), QStringLiteral("Start Time : 00:00:02")); // 2.5 to even
+        QCOMPARE(range.endText(), QStringLiteral("End Time : 00:00:07"));
+        QCOMPARE(range.selectedTag(), QStringLiteral("4.75"));
+        QCOMPARE(range.selectedCaption(), QStringLiteral("00:00:05"));
     }
 
     void activationWaitsForADurationOfWholeSeconds()
     {
         TrimRange range;
-        range.SetBarMaximum(500);
+        range.setBarMaximum(500);
         // 0.5 s rounds to 0 (halves to even): no gap can be computed, nothing is placed.
-        QVERIFY(!range.Activate(Us(Second / 2), Us(0), Us(Second / 2)));
-        QVERIFY(!range.Activated());
+        QVERIFY(!range.activate(us(Second / 2), us(0), us(Second / 2)));
+        QVERIFY(!range.activated());
         QCOMPARE(range.TrimGap(), 100);
-        QCOMPARE(range.EndPixel(), 0);
-        QCOMPARE(range.End(), Us(0));
-        QVERIFY(!range.Activate(Us(0), Us(0), Us(0)));
+        QCOMPARE(range.endPixel(), 0);
+        QCOMPARE(range.end(), us(0));
+        QVERIFY(!range.activate(us(0), us(0), us(0)));
 
-        QVERIFY(range.Activate(Us(1500000), Us(0), Us(1500000)));
+        QVERIFY(range.activate(us(1500000), us(0), us(1500000)));
         QCOMPARE(range.TrimGap(), 250);
     }
 
     void aStartDraggedIntoTheGapPushesTheEnd()
     {
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.Activate(Us(10 * Second), Us(0), Us(8 * Second)));
-        QCOMPARE(range.EndPixel(), 400);
+        range.setBarMaximum(500);
+        QVERIFY(range.activate(us(10 * Second), us(0), us(8 * Second)));
+        QCOMPARE(range.endPixel(), 400);
         QSignalSpy seeks(&range, &TrimRange::seekRequested);
 
         range.SetTrimPoints(470, TrimRange::Unchanged, false, true, true);
-        QCOMPARE(range.EndPixel(), 500);
-        QCOMPARE(range.End(), Us(10 * Second));
-        QCOMPARE(range.StartPixel(), 450);
-        QCOMPARE(range.Start(), Us(9 * Second));
+        QCOMPARE(range.endPixel(), 500);
+        QCOMPARE(range.end(), us(10 * Second));
+        QCOMPARE(range.startPixel(), 450);
+        QCOMPARE(range.start(), us(9 * Second));
         QCOMPARE(seeks.count(), 1);
         QCOMPARE(seeks.at(0).at(0).toInt(), 450);
-        QCOMPARE(range.SelectedTag(), QStringLiteral("1.00"));
+        QCOMPARE(range.selectedTag(), QStringLiteral("1.00"));
 
         // Without pushing, the start stops one gap short of the end.
         range.SetTrimPoints(100, TrimRange::Unchanged, false, true, false);
         range.SetTrimPoints(-1, 300, false, true, false);
         range.SetTrimPoints(280, TrimRange::Unchanged, false, false, false);
-        QCOMPARE(range.StartPixel(), 250);
-        QCOMPARE(range.EndPixel(), 300);
-        QCOMPARE(range.Start(), Us(5 * Second));
+        QCOMPARE(range.startPixel(), 250);
+        QCOMPARE(range.endPixel(), 300);
+        QCOMPARE(range.start(), us(5 * Second));
         QCOMPARE(seeks.count(), 1);
     }
 
     void anEndDraggedIntoTheGapPushesTheStart()
     {
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.Activate(Us(10 * Second), Us(6 * Second), Us(10 * Second)));
-        QCOMPARE(range.StartPixel(), 300);
+        range.setBarMaximum(500);
+        QVERIFY(range.activate(us(10 * Second), us(6 * Second), us(10 * Second)));
+        QCOMPARE(range.startPixel(), 300);
 
         range.SetTrimPoints(TrimRange::Unchanged, 320, false, true, false);
-        QCOMPARE(range.StartPixel(), 0);
-        QCOMPARE(range.Start(), Us(0));
-        QCOMPARE(range.EndPixel(), 320);
-        QCOMPARE(range.End(), Us(6400000));
+        QCOMPARE(range.startPixel(), 0);
+        QCOMPARE(range.start(), us(0));
+        QCOMPARE(range.endPixel(), 320);
+        QCOMPARE(range.end(), us(6400000));
 
         // Short of the gap the end stands at the gap and takes that pixel's time.
         range.SetTrimPoints(300, TrimRange::Unchanged, false, true, false);
         range.SetTrimPoints(TrimRange::Unchanged, 20, false, true, false);
-        QCOMPARE(range.StartPixel(), 0);
-        QCOMPARE(range.EndPixel(), 50);
-        QCOMPARE(range.End(), Us(Second));
+        QCOMPARE(range.startPixel(), 0);
+        QCOMPARE(range.endPixel(), 50);
+        QCOMPARE(range.end(), us(Second));
 
         // Without pushing, the end stays one gap after the start.
         range.SetTrimPoints(200, TrimRange::Unchanged, false, true, false);
         range.SetTrimPoints(TrimRange::Unchanged, 210, false, false, false);
-        QCOMPARE(range.StartPixel(), 200);
-        QCOMPARE(range.EndPixel(), 250);
+        QCOMPARE(range.startPixel(), 200);
+        QCOMPARE(range.endPixel(), 250);
     }
 
     void anHourOnFiveHundredPixelsLetsThePointsMeet()
     {
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.Activate(Us(3600 * Second), Us(0), Us(3600 * Second)));
+        range.setBarMaximum(500);
+        QVERIFY(range.activate(us(3600 * Second), us(0), us(3600 * Second)));
         QCOMPARE(range.TrimGap(), 0);
         range.SetTrimPoints(100, TrimRange::Unchanged, false, true, false);
         range.SetTrimPoints(TrimRange::Unchanged, 100, false, true, false);
-        QCOMPARE(range.StartPixel(), 100);
-        QCOMPARE(range.EndPixel(), 100);
-        QCOMPARE(range.Start(), range.End());
-        QCOMPARE(range.SelectedCaption(), QStringLiteral("00:00:00"));
+        QCOMPARE(range.startPixel(), 100);
+        QCOMPARE(range.endPixel(), 100);
+        QCOMPARE(range.start(), range.end());
+        QCOMPARE(range.selectedCaption(), QStringLiteral("00:00:00"));
     }
 
     void resetReturnsToTheWholeFileAndKeepsTheMark()
     {
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.Activate(Us(10 * Second), Us(2 * Second), Us(4 * Second)));
-        range.Reset();
-        QCOMPARE(range.Start(), Us(0));
-        QCOMPARE(range.End(), Us(10 * Second));
-        QCOMPARE(range.StartPixel(), 0);
-        QCOMPARE(range.EndPixel(), 500);
+        range.setBarMaximum(500);
+        QVERIFY(range.activate(us(10 * Second), us(2 * Second), us(4 * Second)));
+        range.reset();
+        QCOMPARE(range.start(), us(0));
+        QCOMPARE(range.end(), us(10 * Second));
+        QCOMPARE(range.startPixel(), 0);
+        QCOMPARE(range.endPixel(), 500);
         QVERIFY(!range.TrimDirty());
 
-        range.SetTrimDirty(true);
-        range.Reset();
+        range.setTrimDirty(true);
+        range.reset();
         QVERIFY(range.TrimDirty());
     }
 
@@ -190,38 +190,38 @@ private slots:
         addRow(list, 5 * Second, QStringLiteral("00:00:05"));
         const int row = addRow(list, 40 * Second, QStringLiteral("00:00:40"));
         list.UpdateListFooter();
-        QCOMPARE(list.FooterDurationText(), QStringLiteral("00:00:45"));
+        QCOMPARE(list.footerDurationText(), QStringLiteral("00:00:45"));
 
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.ActivateFromRow(list, row));
-        QCOMPARE(range.EndPixel(), 500);
-        QVERIFY(range.Activate(Us(40 * Second), Us(10 * Second), Us(40250000)));
-        range.SetTrimDirty(true);
+        range.setBarMaximum(500);
+        QVERIFY(range.activateFromRow(list, row));
+        QCOMPARE(range.endPixel(), 500);
+        QVERIFY(range.activate(us(40 * Second), us(10 * Second), us(40250000)));
+        range.setTrimDirty(true);
         range.SaveTrim(list, row);
 
-        QCOMPARE(list.GetFieldText(row, Field::TrimStartLow), QStringLiteral("10000000"));
-        QCOMPARE(list.GetFieldText(row, Field::TrimStartHigh), QStringLiteral("0"));
-        QCOMPARE(list.GetFieldText(row, Field::TrimEndLow), QStringLiteral("40250000"));
-        QCOMPARE(list.GetFieldText(row, Field::TrimEndHigh), QStringLiteral("0"));
-        QCOMPARE(list.GetFieldText(row, Field::SrcDuration), QStringLiteral("30.25"));
-        QCOMPARE(list.SrcDurationTag(row), QStringLiteral("30.25"));
-        QCOMPARE(list.GetFieldText(row, Field::Duration), QStringLiteral("00:00:40"));
-        const MediaItem &item = list.Item(row);
+        QCOMPARE(list.getFieldText(row, Field::TrimStartLow), QStringLiteral("10000000"));
+        QCOMPARE(list.getFieldText(row, Field::TrimStartHigh), QStringLiteral("0"));
+        QCOMPARE(list.getFieldText(row, Field::TrimEndLow), QStringLiteral("40250000"));
+        QCOMPARE(list.getFieldText(row, Field::TrimEndHigh), QStringLiteral("0"));
+        QCOMPARE(list.getFieldText(row, Field::SrcDuration), QStringLiteral("30.25"));
+        QCOMPARE(list.srcDurationTag(row), QStringLiteral("30.25"));
+        QCOMPARE(list.getFieldText(row, Field::Duration), QStringLiteral("00:00:40"));
+        const MediaItem &item = list.item(row);
         QCOMPARE(item.durationCaption, QStringLiteral("  00:00:30"));
         QCOMPARE(item.durationToolTip, QStringLiteral("Trimmed from (00:00:40)"));
         QCOMPARE(item.durationIcon, int(ListIcon::Trimmed));
-        QCOMPARE(list.FooterDurationText(), QStringLiteral("00:00:35"));
+        QCOMPARE(list.footerDurationText(), QStringLiteral("00:00:35"));
         QVERIFY(!range.TrimDirty());
         QCOMPARE(list.data(list.index(row, Field::Duration), Qt::DisplayRole).toString(),
             QStringLiteral("  00:00:30"));
 
         // Reading the saved row back gives the same range.
         TrimRange reopened;
-        reopened.SetBarMaximum(500);
-        QVERIFY(reopened.ActivateFromRow(list, row));
-        QCOMPARE(reopened.Start(), Us(10 * Second));
-        QCOMPARE(reopened.End(), Us(40250000));
+        reopened.setBarMaximum(500);
+        QVERIFY(reopened.activateFromRow(list, row));
+        QCOMPARE(reopened.start(), us(10 * Second));
+        QCOMPARE(reopened.end(), us(40250000));
     }
 
     // The converter cuts only a range the person chose; saving the whole file is no trim.
@@ -229,22 +229,22 @@ private slots:
     {
         FileListModel list;
         const int row = addRow(list, 40 * Second, QStringLiteral("00:00:40"));
-        QVERIFY(!list.Item(row).trimmed);
+        QVERIFY(!list.item(row).trimmed);
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.ActivateFromRow(list, row));
+        range.setBarMaximum(500);
+        QVERIFY(range.activateFromRow(list, row));
         range.SaveTrim(list, row);
-        QVERIFY(!list.Item(row).trimmed);
+        QVERIFY(!list.item(row).trimmed);
 
-        QVERIFY(range.Activate(Us(40 * Second), Us(0), Us(30 * Second)));
+        QVERIFY(range.activate(us(40 * Second), us(0), us(30 * Second)));
         range.SaveTrim(list, row);
-        QVERIFY(list.Item(row).trimmed);
-        range.Reset();
+        QVERIFY(list.item(row).trimmed);
+        range.reset();
         range.SaveTrim(list, row);
-        QVERIFY(!list.Item(row).trimmed);
-        QVERIFY(range.Activate(Us(40 * Second), Us(5 * Second), Us(40 * Second)));
+        QVERIFY(!list.item(row).trimmed);
+        QVERIFY(range.activate(us(40 * Second), us(5 * Second), us(40 * Second)));
         range.SaveTrim(list, row);
-        QVERIFY(list.Item(row).trimmed);
+        QVERIFY(list.item(row).trimmed);
     }
 
     void saveOfEqualPointsStartsAtZero()
@@ -252,29 +252,29 @@ private slots:
         FileListModel list;
         const int row = addRow(list, 3600 * Second, QStringLiteral("01:00:00"));
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.Activate(Us(3600 * Second), Us(3000 * Second), Us(3000 * Second)));
-        QCOMPARE(range.SelectedTag(), QStringLiteral("0.00"));
+        range.setBarMaximum(500);
+        QVERIFY(range.activate(us(3600 * Second), us(3000 * Second), us(3000 * Second)));
+        QCOMPARE(range.selectedTag(), QStringLiteral("0.00"));
         range.SaveTrim(list, row);
-        QCOMPARE(list.GetFieldText(row, Field::TrimStartLow), QStringLiteral("0"));
-        QCOMPARE(list.GetFieldText(row, Field::TrimStartHigh), QStringLiteral("0"));
+        QCOMPARE(list.getFieldText(row, Field::TrimStartLow), QStringLiteral("0"));
+        QCOMPARE(list.getFieldText(row, Field::TrimStartHigh), QStringLiteral("0"));
         // 3,000,000,000 us: the low half is written as its signed reading.
-        QCOMPARE(list.GetFieldText(row, Field::TrimEndLow), QStringLiteral("-1294967296"));
-        QCOMPARE(list.GetFieldText(row, Field::TrimEndHigh), QStringLiteral("0"));
-        QCOMPARE(list.GetFieldText(row, Field::SrcDuration), QStringLiteral("3000.00"));
-        QCOMPARE(list.Item(row).durationCaption, QStringLiteral("  00:50:00"));
+        QCOMPARE(list.getFieldText(row, Field::TrimEndLow), QStringLiteral("-1294967296"));
+        QCOMPARE(list.getFieldText(row, Field::TrimEndHigh), QStringLiteral("0"));
+        QCOMPARE(list.getFieldText(row, Field::SrcDuration), QStringLiteral("3000.00"));
+        QCOMPARE(list.item(row).durationCaption, QStringLiteral("  00:50:00"));
     }
 
     void saveIgnoresARowThatIsGone()
     {
         FileListModel list;
         TrimRange range;
-        range.SetBarMaximum(500);
-        QVERIFY(range.Activate(Us(10 * Second), Us(0), Us(10 * Second)));
+        range.setBarMaximum(500);
+        QVERIFY(range.activate(us(10 * Second), us(0), us(10 * Second)));
         range.SaveTrim(list, 0);
         range.SaveTrim(list, -1);
-        QCOMPARE(list.Count(), 0);
-        QVERIFY(!range.ActivateFromRow(list, 0));
+        QCOMPARE(list.count(), 0);
+        QVERIFY(!range.activateFromRow(list, 0));
     }
 };
 

@@ -57,7 +57,7 @@ class CatalogueEncodeTest : public QObject
 
     void plan(OutputSettings &settings)
     {
-        const TaskPlan plan = PlanTask(m_sourceItem, settings);
+        const TaskPlan plan = planTask(m_sourceItem, settings);
         if (!m_planned.contains(plan.extension + plan.outputOptions)) {
             m_planned.insert(plan.extension + plan.outputOptions);
             m_cases.append({ settings.description().format + QStringLiteral(": ")
@@ -72,32 +72,32 @@ class CatalogueEncodeTest : public QObject
         QTemporaryDir out(m_dir.filePath(QStringLiteral("out-XXXXXX")));
         QVERIFY(out.isValid());
         ConversionRun run;
-        run.Begin(out.path());
+        run.begin(out.path());
         for (int row = 0; row < m_cases.size(); ++row) {
-            const QString output = run.AddRow(row, m_source, m_cases.at(row).plan);
+            const QString output = run.addRow(row, m_source, m_cases.at(row).plan);
             QVERIFY2(!output.isEmpty(),
                 qPrintable(m_cases.at(row).what + QStringLiteral(": ") + run.LastErrorText()));
         }
         QSignalSpy ended(&run, &ConversionRun::runEnded);
-        run.Start(0);
+        run.start(0);
         QVERIFY(ended.count() == 1 || ended.wait(240000));
 
         QStringList failures;
         for (int row = 0; row < m_cases.size(); ++row) {
-            if (run.Outcome(row) != RowOutcome::Failed)
+            if (run.outcome(row) != RowOutcome::Failed)
                 continue;
             QString message;
-            for (const RunFailure &failure : run.Failures()) {
+            for (const RunFailure &failure : run.failures()) {
                 if (failure.row == row)
                     message = failure.message;
             }
             failures << m_cases.at(row).what + QStringLiteral(": ") + message + QStringLiteral("\n")
-                    + run.TaskDetails(row);
+                    + run.taskDetails(row);
         }
         QVERIFY2(failures.isEmpty(), qPrintable(failures.join(QStringLiteral("\n\n"))));
         // A message that stops a run would have cancelled the rest; that is a failure too.
         for (int row = 0; row < m_cases.size(); ++row)
-            QVERIFY2(run.Outcome(row) == RowOutcome::Done, qPrintable(m_cases.at(row).what));
+            QVERIFY2(run.outcome(row) == RowOutcome::Done, qPrintable(m_cases.at(row).what));
     }
 
 private slots:
@@ -106,15 +106,15 @@ private slots:
         if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
             QSKIP("the ffmpeg program is not installed");
         QVERIFY(m_dir.isValid());
-        QVERIFY(LoadBuiltInCatalogue(m_builtIn, m_dir.path()));
+        QVERIFY(loadBuiltInCatalogue(m_builtIn, m_dir.path()));
         m_source = m_dir.filePath(QStringLiteral("source.wav"));
         ClipOptions clip;
         clip.seconds = 0.2;
         clip.video = false;
         clip.sampleRate = 48000;
         clip.channelLayout = QStringLiteral("5.1");
-        QVERIFY(MakeClip(m_source, clip));
-        const ProbeResult probe = ProbeMediaFile(m_source);
+        QVERIFY(makeClip(m_source, clip));
+        const ProbeResult probe = probeMediaFile(m_source);
         QVERIFY2(probe.ok, qPrintable(probe.message));
         m_sourceItem = probe.item;
     }
@@ -132,9 +132,9 @@ private slots:
         const QStringList keywords
             = ListFormatKeywords(catalogue.presets, OfferedMaker).split(QLatin1Char('|'));
         for (const QString &keyword : keywords) {
-            settings.SelectFormat(keyword);
+            settings.selectFormat(keyword);
             for (int i = 0; i < settings.offeredPresets().size(); ++i) {
-                settings.SelectMainPreset(i);
+                settings.selectMainPreset(i);
                 plan(settings);
             }
         }
@@ -152,23 +152,23 @@ private slots:
             = ListFormatKeywords(catalogue.presets, OfferedMaker).split(QLatin1Char('|'));
         QSet<QString> formats;
         for (const QString &keyword : keywords) {
-            settings.SelectFormat(keyword);
+            settings.selectFormat(keyword);
             for (int preset = 0; preset < settings.offeredPresets().size(); ++preset) {
-                settings.SelectMainPreset(preset);
+                settings.selectMainPreset(preset);
                 if (formats.contains(settings.description().format))
                     continue;
                 formats.insert(settings.description().format);
                 for (int codec : every(settings.choice(ChoiceListId::AudioCodec))) {
-                    settings.ChooseEntry(ChoiceListId::AudioCodec, codec);
+                    settings.chooseEntry(ChoiceListId::AudioCodec, codec);
                     for (int channels : every(settings.choice(ChoiceListId::Channels))) {
-                        settings.ChooseEntry(ChoiceListId::Channels, channels);
+                        settings.chooseEntry(ChoiceListId::Channels, channels);
                         for (int size : ends(settings.choice(ChoiceListId::AudioSize))) {
-                            settings.ChooseEntry(ChoiceListId::AudioSize, size);
+                            settings.chooseEntry(ChoiceListId::AudioSize, size);
                             for (int rate : ends(settings.choice(ChoiceListId::SampleRate))) {
-                                settings.ChooseEntry(ChoiceListId::SampleRate, rate);
+                                settings.chooseEntry(ChoiceListId::SampleRate, rate);
                                 for (int bitrate :
                                     ends(settings.choice(ChoiceListId::AudioBitrate))) {
-                                    settings.ChooseEntry(ChoiceListId::AudioBitrate, bitrate);
+                                    settings.chooseEntry(ChoiceListId::AudioBitrate, bitrate);
                                     plan(settings);
                                 }
                             }

@@ -190,19 +190,19 @@ private slots:
         QCOMPARE(presets.at(2).text, QStringLiteral("Low"));
     }
 
-    void defaultPresetIndex()
+    void defaultPresetIndexCases()
     {
-        QCOMPARE(DefaultPresetIndex(5), 1);
-        QCOMPARE(DefaultPresetIndex(2), 1);
-        QCOMPARE(DefaultPresetIndex(1), 0);
-        QCOMPARE(DefaultPresetIndex(0), -1);
+        QCOMPARE(defaultPresetIndex(5), 1);
+        QCOMPARE(defaultPresetIndex(2), 1);
+        QCOMPARE(defaultPresetIndex(1), 0);
+        QCOMPARE(defaultPresetIndex(0), -1);
     }
 
     void builtInCatalogueUnpacksAndCleansUp()
     {
         QTemporaryDir dir;
         Catalogue catalogue;
-        QVERIFY(LoadBuiltInCatalogue(catalogue, dir.path()));
+        QVERIFY(loadBuiltInCatalogue(catalogue, dir.path()));
         QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("format.dat"))));
         QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("preset.dat"))));
         QVERIFY(catalogue.formats.rowCount() > 10);
@@ -225,15 +225,15 @@ private slots:
         QFile stale(dir.filePath(QStringLiteral("format.dat")));
         QVERIFY(stale.open(QIODevice::WriteOnly));
         stale.close();
-        QVERIFY(LoadBuiltInCatalogue(catalogue, dir.path()));
-        QVERIFY(!LoadBuiltInCatalogue(catalogue, dir.filePath(QStringLiteral("missing"))));
+        QVERIFY(loadBuiltInCatalogue(catalogue, dir.path()));
+        QVERIFY(!loadBuiltInCatalogue(catalogue, dir.filePath(QStringLiteral("missing"))));
     }
 
     void builtInFamiliesHaveCustomFirst()
     {
         QTemporaryDir dir;
         Catalogue catalogue;
-        QVERIFY(LoadBuiltInCatalogue(catalogue, dir.path()));
+        QVERIFY(loadBuiltInCatalogue(catalogue, dir.path()));
         const QStringList keywords
             = ListFormatKeywords(catalogue.presets, OfferedMaker).split(QLatin1Char('|'));
         QVERIFY(keywords.size() >= 11);

@@ -16,7 +16,7 @@ const auto L = test::Row;
 Catalogue testCatalogue()
 {
     Catalogue c;
-    c.formats.columns = test::FormatTableColumns();
+    c.formats.columns = test::formatTableColumns();
     c.formats.rows = {
         L({ "AUD", "No Video", "MP3", "MP3;", "#", "#", "#", "22050 Hz;44100 Hz;48000 Hz;",
             "Mono;Stereo;", "16 bit;", "0", "0", "0" }),
@@ -30,7 +30,7 @@ Catalogue testCatalogue()
             "640 x 480;1280 x 720;Custom;", "-;", "#", "#", "1280", "720", "8000" }),
         L({ "VID", "No Video", "#", "M4A;", "#", "#", "#", "#", "#", "#", "0", "0", "0" }),
     };
-    c.presets.columns = test::PresetTableColumns();
+    c.presets.columns = test::presetTableColumns();
     c.presets.rows = {
         L({ "A0", "[%Custom%]", "AudioFormat", "Audio", "", "", "", "AUD", "No Video", "MP3", "-",
             "-", "-", "-", "0", "MP3", "-", "44100 Hz", "Stereo", "16 bit", "192", "No" }),
@@ -82,8 +82,8 @@ class OutputSettingsTest : public QObject
     OutputSettings *apply(const char *id)
     {
         auto *settings = new OutputSettings(m_catalogue, this);
-        settings->SetSelectedPresetId(QLatin1String(id));
-        settings->ApplyPresetId(QLatin1String(id));
+        settings->setSelectedPresetId(QLatin1String(id));
+        settings->applyPresetId(QLatin1String(id));
         return settings;
     }
 
@@ -144,7 +144,7 @@ private slots:
         QVERIFY(!s.qualityEnabled());
 
         // A lock outlives the rules: another codec keeps the sample rate fixed.
-        s.ChooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("MP3"));
+        s.chooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("MP3"));
         QCOMPARE(text(s, ChoiceListId::SampleRate), QStringLiteral("22050 Hz"));
         QVERIFY(!on(s, ChoiceListId::SampleRate));
         QCOMPARE(text(s, ChoiceListId::AudioBitrate), QStringLiteral("64 kbps"));
@@ -164,7 +164,7 @@ private slots:
         OutputSettings &s = *apply("A1");
         QSignalSpy changed(&s, &OutputSettings::changed);
         s.ChangePreset(0);
-        s.ApplyPresetId(QStringLiteral("no such preset"));
+        s.applyPresetId(QStringLiteral("no such preset"));
         s.ChangePreset(m_catalogue.presets.rowCount() + 1);
         QCOMPARE(changed.count(), 0);
         QCOMPARE(text(s, ChoiceListId::AudioCodec), QStringLiteral("MP3"));
@@ -174,15 +174,15 @@ private slots:
     void sampleRateRebuildsAudioBitrates()
     {
         OutputSettings &s = *apply("A1");
-        QVERIFY(s.ChooseEntryText(ChoiceListId::SampleRate, QStringLiteral("22050 Hz")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::SampleRate, QStringLiteral("22050 Hz")));
         QCOMPARE(s.choice(ChoiceListId::AudioBitrate).texts(),
             L({ "64 kbps", "80 kbps", "96 kbps", "112 kbps", "128 kbps", "160 kbps" }));
         QCOMPARE(text(s, ChoiceListId::AudioBitrate), QStringLiteral("160 kbps"));
         // The previous choice survives when the new list has it.
-        QVERIFY(s.ChooseEntryText(ChoiceListId::AudioBitrate, QStringLiteral("96 kbps")));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::SampleRate, QStringLiteral("48000 Hz")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::AudioBitrate, QStringLiteral("96 kbps")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::SampleRate, QStringLiteral("48000 Hz")));
         QCOMPARE(text(s, ChoiceListId::AudioBitrate), QStringLiteral("96 kbps"));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::Channels, QStringLiteral("Mono")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::Channels, QStringLiteral("Mono")));
         QCOMPARE(text(s, ChoiceListId::AudioBitrate), QStringLiteral("96 kbps"));
         QCOMPARE(
             s.choice(ChoiceListId::AudioBitrate).entries.first().text, QStringLiteral("48 kbps"));
@@ -192,22 +192,22 @@ private slots:
     {
         // No selected preset: nothing is stored, so the preset row keeps its own rate.
         OutputSettings &s = *new OutputSettings(m_catalogue, this);
-        s.ApplyPresetId(QStringLiteral("A1"));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("PCM little-endian")));
+        s.applyPresetId(QStringLiteral("A1"));
+        QVERIFY(s.chooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("PCM little-endian")));
         QCOMPARE(s.choice(ChoiceListId::AudioSize).texts(),
             L({ "8 bit", "16 bit", "24 bit", "32 bit" }));
         QCOMPARE(text(s, ChoiceListId::AudioSize), QStringLiteral("16 bit"));
         QCOMPARE(text(s, ChoiceListId::SampleRate), QStringLiteral("44100 Hz"));
         QCOMPARE(text(s, ChoiceListId::AudioBitrate), QStringLiteral("1408 kbps"));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::AudioSize, QStringLiteral("24 bit")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::AudioSize, QStringLiteral("24 bit")));
         QCOMPARE(text(s, ChoiceListId::AudioBitrate), QStringLiteral("2112 kbps"));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::SampleRate, QStringLiteral("8000 Hz")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::SampleRate, QStringLiteral("8000 Hz")));
         // Back to MP3: 8000 Hz is not offered there (the last rate is taken) and the previous
         // bit rate is missing, so the preset's own 192 kbps comes back when admissible.
-        QVERIFY(s.ChooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("MP3")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("MP3")));
         QCOMPARE(text(s, ChoiceListId::SampleRate), QStringLiteral("48000 Hz"));
         QCOMPARE(text(s, ChoiceListId::AudioBitrate), QStringLiteral("192 kbps"));
-        QVERIFY(!s.ChooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("mp3")));
+        QVERIFY(!s.chooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("mp3")));
     }
 
     void videoPresetUsesStandardLists()
@@ -230,31 +230,31 @@ private slots:
         QCOMPARE(s.number(NumberId::Width).maximum, 1920);
         QVERIFY(s.qualityEnabled());
 
-        s.ChooseQualityLevel(QualityLevel::High);
+        s.chooseQualityLevel(QualityLevel::High);
         QCOMPARE(s.number(NumberId::VideoBitrate).value, 2150);
-        s.ChooseQualityLevel(QualityLevel::Standard);
+        s.chooseQualityLevel(QualityLevel::Standard);
         QCOMPARE(s.number(NumberId::VideoBitrate).value, 1075);
 
-        QVERIFY(s.ChooseEntryText(ChoiceListId::VideoBitrate, QStringLiteral("900 kbps")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::VideoBitrate, QStringLiteral("900 kbps")));
         QCOMPARE(s.number(NumberId::VideoBitrate).value, 900);
         // The quality level brings Smart Fit back.
-        s.ChooseQualityLevel(QualityLevel::SmallSize);
+        s.chooseQualityLevel(QualityLevel::SmallSize);
         QCOMPARE(text(s, ChoiceListId::VideoBitrate), QStringLiteral("Smart Fit"));
         QCOMPARE(s.number(NumberId::VideoBitrate).value, 538);
 
-        QVERIFY(s.ChooseEntryText(ChoiceListId::VideoBitrate, QStringLiteral("Custom")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::VideoBitrate, QStringLiteral("Custom")));
         QVERIFY(s.number(NumberId::VideoBitrate).visible);
         QVERIFY(s.number(NumberId::VideoBitrate).enabled);
         QCOMPARE(s.number(NumberId::VideoBitrate).value, 538);
-        s.SetNumber(NumberId::VideoBitrate, 99999);
+        s.setNumber(NumberId::VideoBitrate, 99999);
         QCOMPARE(s.number(NumberId::VideoBitrate).value, 6000);
     }
 
     void frameSizeAndRateRebuildVideoBitrates()
     {
         OutputSettings &s = *apply("V1");
-        QVERIFY(s.ChooseEntryText(ChoiceListId::VideoBitrate, QStringLiteral("1500 kbps")));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::FrameSize, QStringLiteral("1280 x 720")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::VideoBitrate, QStringLiteral("1500 kbps")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::FrameSize, QStringLiteral("1280 x 720")));
         QCOMPARE(s.number(NumberId::Width).value, 1280);
         QCOMPARE(s.number(NumberId::Height).value, 720);
         QCOMPARE(
@@ -264,28 +264,28 @@ private slots:
         QCOMPARE(s.number(NumberId::VideoBitrate).minimum, 1290);
 
         // 256 kbps leaves the list at 1920 x 1080, so the choice falls back to Smart Fit.
-        QVERIFY(s.ChooseEntryText(ChoiceListId::FrameSize, QStringLiteral("320 x 240")));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::VideoBitrate, QStringLiteral("384 kbps")));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::FrameSize, QStringLiteral("1920 x 1080")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::FrameSize, QStringLiteral("320 x 240")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::VideoBitrate, QStringLiteral("384 kbps")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::FrameSize, QStringLiteral("1920 x 1080")));
         QCOMPARE(text(s, ChoiceListId::VideoBitrate), QStringLiteral("Smart Fit"));
 
-        QVERIFY(s.ChooseEntryText(ChoiceListId::FrameSize, QStringLiteral("Original")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::FrameSize, QStringLiteral("Original")));
         QCOMPARE(s.number(NumberId::Width).value, 0);
         QCOMPARE(s.number(NumberId::VideoBitrate).minimum, 564);
 
-        QVERIFY(s.ChooseEntryText(ChoiceListId::FrameSize, QStringLiteral("Custom")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::FrameSize, QStringLiteral("Custom")));
         QVERIFY(s.number(NumberId::Width).visible);
         QVERIFY(s.number(NumberId::Height).enabled);
-        s.SetNumber(NumberId::Width, 99999);
+        s.setNumber(NumberId::Width, 99999);
         QCOMPARE(s.number(NumberId::Width).value, 1920);
-        s.SetNumber(NumberId::Width, -5);
+        s.setNumber(NumberId::Width, -5);
         QCOMPARE(s.number(NumberId::Width).value, 0);
         // With Smart Fit a new size gives a new estimate.
-        s.SetNumber(NumberId::Width, 640);
-        s.SetNumber(NumberId::Height, 480);
+        s.setNumber(NumberId::Width, 640);
+        s.setNumber(NumberId::Height, 480);
         QCOMPARE(s.number(NumberId::VideoBitrate).value, 1075);
 
-        QVERIFY(s.ChooseEntryText(ChoiceListId::FPS, QStringLiteral("1 fps")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::FPS, QStringLiteral("1 fps")));
         QCOMPARE(text(s, ChoiceListId::VideoBitrate), QStringLiteral("Smart Fit"));
         QCOMPARE(s.number(NumberId::VideoBitrate).value, 430); // raised to the minimum
     }
@@ -293,8 +293,8 @@ private slots:
     void videoCodecReselectsWhatItCan()
     {
         OutputSettings &s = *apply("V1");
-        QVERIFY(s.ChooseEntryText(ChoiceListId::FPS, QStringLiteral("30 fps")));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::VideoCodec, QStringLiteral("H.264")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::FPS, QStringLiteral("30 fps")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::VideoCodec, QStringLiteral("H.264")));
         QCOMPARE(s.choice(ChoiceListId::FPS).texts(), L({ "25 fps", "30 fps" }));
         QCOMPARE(text(s, ChoiceListId::FPS), QStringLiteral("30 fps"));
         QCOMPARE(text(s, ChoiceListId::FileExtention), QStringLiteral("MP4"));
@@ -306,7 +306,7 @@ private slots:
             s.choice(ChoiceListId::VideoBitrate).texts().join(QLatin1Char(';')) + QLatin1Char(';'),
             ListVideoBitrates(640, 480, 8000));
 
-        QVERIFY(s.ChooseEntryText(ChoiceListId::VideoCodec, QStringLiteral("No Video")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::VideoCodec, QStringLiteral("No Video")));
         QVERIFY(!on(s, ChoiceListId::FrameSize));
         QVERIFY(!on(s, ChoiceListId::FPS));
         QVERIFY(!on(s, ChoiceListId::AspectRatio));
@@ -315,7 +315,7 @@ private slots:
         QCOMPARE(text(s, ChoiceListId::FileExtention), QStringLiteral("M4A"));
         QCOMPARE(s.choice(ChoiceListId::VideoBitrate).texts(), L({ "-" }));
 
-        QVERIFY(s.ChooseEntryText(ChoiceListId::VideoCodec, QStringLiteral("MPEG-1")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::VideoCodec, QStringLiteral("MPEG-1")));
         QVERIFY(on(s, ChoiceListId::FrameSize));
         QCOMPARE(text(s, ChoiceListId::FileExtention), QStringLiteral("MPG"));
         QCOMPARE(text(s, ChoiceListId::VideoBitrate), QStringLiteral("Smart Fit"));
@@ -324,15 +324,15 @@ private slots:
     void noAudioDisablesTheAudioLists()
     {
         OutputSettings &s = *new OutputSettings(m_catalogue, this);
-        s.ApplyPresetId(QStringLiteral("V1"));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("No Audio")));
+        s.applyPresetId(QStringLiteral("V1"));
+        QVERIFY(s.chooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("No Audio")));
         for (ChoiceListId id : { ChoiceListId::SampleRate, ChoiceListId::AudioBitrate,
                  ChoiceListId::Channels, ChoiceListId::AudioSize })
             QVERIFY(!on(s, id));
         QCOMPARE(s.choice(ChoiceListId::SampleRate).texts(), L({ "-" }));
         QCOMPARE(s.choice(ChoiceListId::AudioBitrate).texts(), L({ "-" }));
         QVERIFY(s.choice(ChoiceListId::Channels).entries.isEmpty());
-        QVERIFY(s.ChooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("MP2")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("MP2")));
         QVERIFY(on(s, ChoiceListId::SampleRate));
         QCOMPARE(text(s, ChoiceListId::SampleRate), QStringLiteral("48000 Hz"));
         QCOMPARE(text(s, ChoiceListId::Channels), QStringLiteral("Stereo"));
@@ -368,7 +368,7 @@ private slots:
         QVERIFY(!on(s, ChoiceListId::SampleRate));
         QVERIFY(on(s, ChoiceListId::AspectRatio));
         // Another codec leaves the locked lists locked.
-        QVERIFY(s.ChooseEntryText(ChoiceListId::VideoCodec, QStringLiteral("MPEG-1")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::VideoCodec, QStringLiteral("MPEG-1")));
         QVERIFY(!on(s, ChoiceListId::FPS));
         QVERIFY(!on(s, ChoiceListId::FrameSize));
         QCOMPARE(text(s, ChoiceListId::FrameSize), QStringLiteral("1280 x 720"));
@@ -388,25 +388,25 @@ private slots:
     void changesStayWithThePreset()
     {
         OutputSettings &s = *apply("A1");
-        QVERIFY(s.ChooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("Ogg Vorbis")));
-        QVERIFY(s.ChooseEntryText(ChoiceListId::AudioBitrate, QStringLiteral("128 kbps")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::AudioCodec, QStringLiteral("Ogg Vorbis")));
+        QVERIFY(s.chooseEntryText(ChoiceListId::AudioBitrate, QStringLiteral("128 kbps")));
         const int row
             = FindCatalogueRow(m_catalogue.presets, QStringLiteral("ID"), QStringLiteral("A1"));
         QCOMPARE(GetCatalogueCell(m_catalogue.presets, row, QStringLiteral("AudioCodec")),
             QStringLiteral("Ogg Vorbis"));
         QCOMPARE(GetCatalogueCell(m_catalogue.presets, row, QStringLiteral("AudioBitrate")),
             QStringLiteral("128"));
-        s.SetSelectedPresetId(QStringLiteral("A3"));
-        s.ApplyPresetId(QStringLiteral("A3"));
+        s.setSelectedPresetId(QStringLiteral("A3"));
+        s.applyPresetId(QStringLiteral("A3"));
         QCOMPARE(text(s, ChoiceListId::AudioCodec), QStringLiteral("MP3"));
-        s.SetSelectedPresetId(QStringLiteral("A1"));
-        s.ApplyPresetId(QStringLiteral("A1"));
+        s.setSelectedPresetId(QStringLiteral("A1"));
+        s.applyPresetId(QStringLiteral("A1"));
         QCOMPARE(text(s, ChoiceListId::AudioCodec), QStringLiteral("Ogg Vorbis"));
         QCOMPARE(text(s, ChoiceListId::AudioBitrate), QStringLiteral("128 kbps"));
 
         // A locked cell keeps its lock when the dialog writes to it.
         OutputSettings &locked = *apply("A2");
-        QVERIFY(locked.ChooseEntryText(ChoiceListId::Channels, QStringLiteral("Mono")));
+        QVERIFY(locked.chooseEntryText(ChoiceListId::Channels, QStringLiteral("Mono")));
         const int lockedRow
             = FindCatalogueRow(m_catalogue.presets, QStringLiteral("ID"), QStringLiteral("A2"));
         QCOMPARE(GetCatalogueCell(m_catalogue.presets, lockedRow, QStringLiteral("SampleRate")),
@@ -422,7 +422,7 @@ private slots:
         OutputSettings s(m_catalogue);
         QSignalSpy lists(&s, &OutputSettings::presetListChanged);
         QSignalSpy main(&s, &OutputSettings::mainPresetChanged);
-        s.SelectFormat(QStringLiteral(" Audio "));
+        s.selectFormat(QStringLiteral(" Audio "));
         QCOMPARE(s.currentFormatKeyword(), QStringLiteral("Audio"));
         QCOMPARE(s.offeredPresets().size(), 5);
         QCOMPARE(s.offeredPresets().first().text, QStringLiteral("[Custom]"));
@@ -431,12 +431,12 @@ private slots:
         QCOMPARE(s.mainPresetIndex(), 1);
         QCOMPARE(s.selectedPresetId(), QStringLiteral("A1"));
         QCOMPARE(s.appliedPresetRow(), 2);
-        s.SelectMainPreset(4);
+        s.selectMainPreset(4);
         QCOMPARE(text(s, ChoiceListId::AudioCodec), QStringLiteral("PCM little-endian"));
-        s.SelectMainPreset(9);
+        s.selectMainPreset(9);
         QCOMPARE(s.mainPresetIndex(), 4);
         // Device formats are not offered.
-        s.SelectFormat(QStringLiteral("Video"));
+        s.selectFormat(QStringLiteral("Video"));
         QVERIFY(s.offeredPresets().isEmpty());
         QCOMPARE(s.mainPresetIndex(), -1);
     }
@@ -445,7 +445,7 @@ private slots:
     {
         QTemporaryDir dir;
         Catalogue catalogue;
-        QVERIFY(LoadBuiltInCatalogue(catalogue, dir.path()));
+        QVERIFY(loadBuiltInCatalogue(catalogue, dir.path()));
         OutputSettings s(catalogue);
         int applied = 0;
         for (int row = 1; row <= catalogue.presets.rowCount(); ++row) {
@@ -454,8 +454,8 @@ private slots:
                     .remove(QLatin1Char('#'));
             };
             const QString id = cell("ID");
-            s.SetSelectedPresetId(id);
-            s.ApplyPresetId(id);
+            s.setSelectedPresetId(id);
+            s.applyPresetId(id);
             ++applied;
             const QByteArray where = id.toUtf8();
             QVERIFY2(builderVideoLabels.contains(text(s, ChoiceListId::VideoCodec)), where);
@@ -491,7 +491,7 @@ private slots:
         // Whatever the person picks in the dialog, the bit-rate list is never empty.
         QTemporaryDir dir;
         Catalogue catalogue;
-        QVERIFY(LoadBuiltInCatalogue(catalogue, dir.path()));
+        QVERIFY(loadBuiltInCatalogue(catalogue, dir.path()));
         const CatalogueTable &formats = catalogue.formats;
         auto pieces = [](const QString &cell) {
             return cell == QLatin1String("#") ? QStringList()

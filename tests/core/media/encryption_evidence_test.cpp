@@ -41,8 +41,8 @@ class EncryptionEvidenceTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QString path(const QString &name) const { return dir_.filePath(name); }
+    QTemporaryDir m_dir;
+    QString path(const QString &name) const { return m_dir.filePath(name); }
 
     bool write(const QString &name, const QByteArray &bytes) const
     {
@@ -64,7 +64,7 @@ private:
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir_.isValid());
+        QVERIFY(m_dir.isValid());
         ClipOptions small;
         small.seconds = 0.5;
         small.width = 64;
@@ -72,14 +72,14 @@ private slots:
         ClipOptions sound = small;
         sound.video = false;
 
-        QVERIFY(MakeClip(path(QStringLiteral("plain.mp4")), small));
-        QVERIFY(MakeClip(path(QStringLiteral("plain.mkv")), small));
-        QVERIFY(MakeClip(path(QStringLiteral("plain.wma")), sound));
-        QVERIFY(MakeClip(path(QStringLiteral("plain.wmv")), small));
-        QVERIFY(MakeEncryptedMp4(path(QStringLiteral("protected.mp4")), small));
+        QVERIFY(makeClip(path(QStringLiteral("plain.mp4")), small));
+        QVERIFY(makeClip(path(QStringLiteral("plain.mkv")), small));
+        QVERIFY(makeClip(path(QStringLiteral("plain.wma")), sound));
+        QVERIFY(makeClip(path(QStringLiteral("plain.wmv")), small));
+        QVERIFY(makeEncryptedMp4(path(QStringLiteral("protected.mp4")), small));
         ClipOptions faststart = small;
         faststart.extraOutputArgs = { QStringLiteral("-movflags"), QStringLiteral("+faststart") };
-        QVERIFY(MakeEncryptedMp4(path(QStringLiteral("protected-front.mp4")), faststart));
+        QVERIFY(makeEncryptedMp4(path(QStringLiteral("protected-front.mp4")), faststart));
         QVERIFY(write(QStringLiteral("text.mkv"), "this is not a film\n"));
         QVERIFY(write(QStringLiteral("empty.mp4"), QByteArray()));
 
@@ -87,17 +87,17 @@ private slots:
         QVERIFY(copy(QStringLiteral("plain.mp4"), QStringLiteral("cut.mp4")));
         QVERIFY(cutInHalf(QStringLiteral("cut.mp4"))); // the index at the end is gone
         QVERIFY(copy(QStringLiteral("plain.mp4"), QStringLiteral("broken.mp4")));
-        QVERIFY(PatchMp4Box(path(QStringLiteral("broken.mp4")), "stsd", 15, 0)); // no entries
+        QVERIFY(patchMp4Box(path(QStringLiteral("broken.mp4")), "stsd", 15, 0)); // no entries
         QVERIFY(copy(QStringLiteral("plain.wma"), QStringLiteral("broken.wma")));
-        QVERIFY(BreakAsfHeader(path(QStringLiteral("broken.wma"))));
+        QVERIFY(breakAsfHeader(path(QStringLiteral("broken.wma"))));
         // An initialisation vector size the demuxer does not know.
         QVERIFY(
             copy(QStringLiteral("protected-front.mp4"), QStringLiteral("protected-broken.mp4")));
-        QVERIFY(PatchMp4Box(path(QStringLiteral("protected-broken.mp4")), "tenc", 15, 3));
+        QVERIFY(patchMp4Box(path(QStringLiteral("protected-broken.mp4")), "tenc", 15, 3));
         QVERIFY(copy(QStringLiteral("plain.wma"), QStringLiteral("protected-broken.wma")));
-        QVERIFY(ProtectAsf(
+        QVERIFY(protectAsf(
             path(QStringLiteral("protected-broken.wma")), AsfProtection::ContentEncryption));
-        QVERIFY(BreakAsfHeader(path(QStringLiteral("protected-broken.wma"))));
+        QVERIFY(breakAsfHeader(path(QStringLiteral("protected-broken.wma"))));
         QVERIFY(copy(QStringLiteral("protected.mp4"), QStringLiteral("protected-cut.mp4")));
         QVERIFY(cutInHalf(QStringLiteral("protected-cut.mp4")));
     }
@@ -126,7 +126,7 @@ private slots:
     {
         QFETCH(QString, name);
         QFETCH(bool, encrypted);
-        QCOMPARE(ContainerShowsEncryption(path(name)), encrypted);
+        QCOMPARE(containerShowsEncryption(path(name)), encrypted);
     }
 
     void asfProtectionMarks_data()
@@ -146,9 +146,9 @@ private slots:
         QFETCH(int, protection);
         const QString marked = path(QStringLiteral("marked-%1-").arg(protection) + source);
         QVERIFY(QFile::copy(path(source), marked));
-        QVERIFY(!ContainerShowsEncryption(marked));
-        QVERIFY(ProtectAsf(marked, AsfProtection(protection)));
-        QVERIFY(ContainerShowsEncryption(marked));
+        QVERIFY(!containerShowsEncryption(marked));
+        QVERIFY(protectAsf(marked, AsfProtection(protection)));
+        QVERIFY(containerShowsEncryption(marked));
     }
 
     void matroskaContentEncodings_data()
@@ -170,7 +170,7 @@ private slots:
         QFETCH(QByteArray, encoding);
         QFETCH(bool, encrypted);
         QVERIFY(write(QStringLiteral("encoded.webm"), webmWithEncoding(encoding)));
-        QCOMPARE(ContainerShowsEncryption(path(QStringLiteral("encoded.webm"))), encrypted);
+        QCOMPARE(containerShowsEncryption(path(QStringLiteral("encoded.webm"))), encrypted);
     }
 
     void headersThatLieEndTheScan_data()
@@ -200,17 +200,17 @@ private slots:
     {
         QFETCH(QByteArray, bytes);
         QVERIFY(write(QStringLiteral("lies.bin"), bytes));
-        QVERIFY(!ContainerShowsEncryption(path(QStringLiteral("lies.bin"))));
+        QVERIFY(!containerShowsEncryption(path(QStringLiteral("lies.bin"))));
     }
 
     void encryptedFilesThatOpenGetARow()
     {
         // ffmpeg reads Common Encryption's boxes and opens the file; only decoding fails, so the
         // copy-protection rule of the import never sees it.
-        const ProbeResult result = ProbeMediaFile(path(QStringLiteral("protected.mp4")));
+        const ProbeResult result = probeMediaFile(path(QStringLiteral("protected.mp4")));
         QVERIFY(result.ok);
         QVERIFY(!result.encrypted);
-        QVERIFY(result.item.Boolean(Field::AudioStream));
+        QVERIFY(result.item.boolean(Field::AudioStream));
     }
 
     void onlyEncryptedFilesAreCopyProtected_data()
@@ -235,10 +235,10 @@ private slots:
         FileListModel list;
         FailureReport report;
         ProbeFile(path(name), list, report);
-        QCOMPARE(list.Count(), 0);
-        QCOMPARE(report.Count(), 1);
+        QCOMPARE(list.count(), 0);
+        QCOMPARE(report.count(), 1);
         // Every one of them fails with the words of the copy-protection rule.
-        QCOMPARE(report.Entries().at(0).message,
+        QCOMPARE(report.entries().at(0).message,
             path(name) + QStringLiteral(": Invalid data found when processing input"));
         const FailureReportDisplay display = ShowFailureReport(
             report, QStringLiteral("Failed"), QStringLiteral("Failed to import files!"));
@@ -262,9 +262,9 @@ private slots:
             = ShowFailureReport(report, QStringLiteral("Failed"), QString());
         QVERIFY(display.copyProtected);
         QCOMPARE(display.title, QStringLiteral("DRM Protection"));
-        QVERIFY(!IsCopyProtected(report.Entries().at(0)));
-        QVERIFY(!IsCopyProtected(report.Entries().at(1)));
-        QVERIFY(IsCopyProtected(report.Entries().at(2)));
+        QVERIFY(!isCopyProtected(report.entries().at(0)));
+        QVERIFY(!isCopyProtected(report.entries().at(1)));
+        QVERIFY(isCopyProtected(report.entries().at(2)));
     }
 };
 

@@ -22,54 +22,54 @@ private:
 private slots:
     void recordHasFortySevenTypedFields()
     {
-        QCOMPARE(FieldKey(0), QStringLiteral(" "));
-        QCOMPARE(FieldKey(4), QString());
-        QCOMPARE(FieldKey(Field::SrcDuration), QStringLiteral("SrcDuration"));
-        QCOMPARE(FieldKey(Field::TrimStartLow), QStringLiteral("Trim StartLow"));
-        QCOMPARE(FieldKey(Field::ErrMsg), QStringLiteral("ErrMsg"));
-        QCOMPARE(FieldKey(MediaFieldCount), QString());
+        QCOMPARE(fieldKey(0), QStringLiteral(" "));
+        QCOMPARE(fieldKey(4), QString());
+        QCOMPARE(fieldKey(Field::SrcDuration), QStringLiteral("SrcDuration"));
+        QCOMPARE(fieldKey(Field::TrimStartLow), QStringLiteral("Trim StartLow"));
+        QCOMPARE(fieldKey(Field::ErrMsg), QStringLiteral("ErrMsg"));
+        QCOMPARE(fieldKey(MediaFieldCount), QString());
         for (int i = 0; i < MediaFieldCount; ++i) {
             if (i != Field::State)
-                QCOMPARE(FieldIndexOfKey(FieldKey(i)), i);
+                QCOMPARE(fieldIndexOfKey(fieldKey(i)), i);
         }
-        QCOMPARE(FieldIndexOfKey(QString()), -1);
+        QCOMPARE(fieldIndexOfKey(QString()), -1);
 
         const MediaItem item;
-        QCOMPARE(item.Get(Field::FileYear).typeId(), int(QMetaType::Int));
-        QCOMPARE(item.Get(Field::SubtitleStream).typeId(), int(QMetaType::Bool));
-        QCOMPARE(item.Get(Field::TrimEndLow).typeId(), int(QMetaType::QString));
-        QCOMPARE(item.Get(Field::VideoLanguage), QVariant(QString()));
+        QCOMPARE(item.get(Field::FileYear).typeId(), int(QMetaType::Int));
+        QCOMPARE(item.get(Field::SubtitleStream).typeId(), int(QMetaType::Bool));
+        QCOMPARE(item.get(Field::TrimEndLow).typeId(), int(QMetaType::QString));
+        QCOMPARE(item.get(Field::VideoLanguage), QVariant(QString()));
     }
 
     void setFieldConvertsToTheFieldType()
     {
         MediaItem item;
-        QVERIFY(item.Set(Field::VideoWidth, QStringLiteral("1920")));
-        QCOMPARE(item.Get(Field::VideoWidth), QVariant(1920));
-        QVERIFY(item.Set(Field::VideoWidth, QStringLiteral("wide")));
-        QCOMPARE(item.Integer(Field::VideoWidth), 0);
-        QVERIFY(item.Set(Field::AudioStream, QStringLiteral("True")));
-        QVERIFY(item.Boolean(Field::AudioStream));
-        QVERIFY(item.Set(Field::Filters, 42));
-        QCOMPARE(item.Get(Field::Filters), QVariant(QStringLiteral("42")));
-        QVERIFY(!item.Set(MediaFieldCount, 1));
-        QVERIFY(!item.Set(-1, 1));
+        QVERIFY(item.set(Field::VideoWidth, QStringLiteral("1920")));
+        QCOMPARE(item.get(Field::VideoWidth), QVariant(1920));
+        QVERIFY(item.set(Field::VideoWidth, QStringLiteral("wide")));
+        QCOMPARE(item.integer(Field::VideoWidth), 0);
+        QVERIFY(item.set(Field::AudioStream, QStringLiteral("True")));
+        QVERIFY(item.boolean(Field::AudioStream));
+        QVERIFY(item.set(Field::Filters, 42));
+        QCOMPARE(item.get(Field::Filters), QVariant(QStringLiteral("42")));
+        QVERIFY(!item.set(MediaFieldCount, 1));
+        QVERIFY(!item.set(-1, 1));
     }
 
     void timeHalvesAsSignedText()
     {
-        QCOMPARE(HalfText(int32_t(uint32_t(3000000000u))), QStringLiteral("-1294967296"));
-        QCOMPARE(JoinHalfTexts(QStringLiteral("-1294967296"), QStringLiteral("0")),
+        QCOMPARE(halfText(int32_t(uint32_t(3000000000u))), QStringLiteral("-1294967296"));
+        QCOMPARE(joinHalfTexts(QStringLiteral("-1294967296"), QStringLiteral("0")),
             int64_t(3000000000LL));
-        QCOMPARE(JoinHalfTexts(QStringLiteral("0"), QStringLiteral("1")), int64_t(1) << 32);
-        QCOMPARE(JoinHalfTexts(QStringLiteral("junk"), QString()), int64_t(0));
+        QCOMPARE(joinHalfTexts(QStringLiteral("0"), QStringLiteral("1")), int64_t(1) << 32);
+        QCOMPARE(joinHalfTexts(QStringLiteral("junk"), QString()), int64_t(0));
     }
 
     void srcDurationSetsItsTag()
     {
         FileListModel list;
         const int row = addRow(list, QStringLiteral("a.mp4"), QStringLiteral("12.50"));
-        QCOMPARE(list.SrcDurationTag(row), QStringLiteral("12.50"));
+        QCOMPARE(list.srcDurationTag(row), QStringLiteral("12.50"));
         QVERIFY(!list.SetField(5, Field::Name, QStringLiteral("x")));
         QVERIFY(!list.SetField(-1, Field::Name, QStringLiteral("x")));
         QCOMPARE(list.GetField(-1, Field::Name), QVariant());
@@ -79,26 +79,26 @@ private slots:
     {
         FileListModel list;
         QSignalSpy spy(&list, &FileListModel::footerChanged);
-        QCOMPARE(list.FooterCountText(), QStringLiteral(" 0 file"));
-        QCOMPARE(list.FooterDurationText(), QStringLiteral("00:00:00"));
+        QCOMPARE(list.footerCountText(), QStringLiteral(" 0 file"));
+        QCOMPARE(list.footerDurationText(), QStringLiteral("00:00:00"));
 
         addRow(list, QStringLiteral("a.mp4"), QStringLiteral("59.50"));
         list.UpdateListFooter();
-        QCOMPARE(list.FooterCountText(), QStringLiteral(" 1 file"));
-        QCOMPARE(list.FooterDurationText(), QStringLiteral("00:01:00"));
+        QCOMPARE(list.footerCountText(), QStringLiteral(" 1 file"));
+        QCOMPARE(list.footerDurationText(), QStringLiteral("00:01:00"));
 
         addRow(list, QStringLiteral("b.mp4"), QStringLiteral("58.50"));
         addRow(list, QStringLiteral("c.mp4"), QStringLiteral("  "));
         addRow(list, QStringLiteral("d.mp4"), QStringLiteral("n/a"));
         addRow(list, QStringLiteral("e.mp4"), QStringLiteral("3605"));
         list.UpdateListFooter();
-        QCOMPARE(list.FooterCountText(), QStringLiteral(" 5 files"));
+        QCOMPARE(list.footerCountText(), QStringLiteral(" 5 files"));
         // 60 + 58 + 3605 seconds.
-        QCOMPARE(list.FooterDurationText(), QStringLiteral("01:02:03"));
+        QCOMPARE(list.footerDurationText(), QStringLiteral("01:02:03"));
         QCOMPARE(spy.count(), 2);
         QCOMPARE(spy.last().at(0).toString(), QStringLiteral(" 5 files"));
 
-        QCOMPARE(FooterTotalSeconds(
+        QCOMPARE(footerTotalSeconds(
                      { QStringLiteral("0.5"), QStringLiteral("1.5"), QStringLiteral("2.5") }),
             4);
     }
@@ -115,13 +115,13 @@ private slots:
         QCOMPARE(list.data(iconCell, FileListModel::IconIdRole).toInt(), int(ListIcon::Failed));
         QCOMPARE(list.data(stateCell).toString(), QStringLiteral("Unsuccessful!"));
         QCOMPARE(list.data(stateCell, FileListModel::TextColourRole).toUInt(), StateTextRed);
-        QCOMPARE(list.GetFieldText(row, Field::ErrMsg), QStringLiteral("boom"));
+        QCOMPARE(list.getFieldText(row, Field::ErrMsg), QStringLiteral("boom"));
 
         list.SetRowState(row, true, RowState::Ready);
         QCOMPARE(list.data(iconCell, FileListModel::IconIdRole).toInt(), int(ListIcon::Ready));
         QCOMPARE(list.data(stateCell).toString(), QString());
         QCOMPARE(list.data(stateCell, FileListModel::TextColourRole).toUInt(), StateTextBlack);
-        QCOMPARE(list.GetFieldText(row, Field::ErrMsg), QString());
+        QCOMPARE(list.getFieldText(row, Field::ErrMsg), QString());
 
         list.SetRowState(row, true, RowState::Done);
         QCOMPARE(list.data(stateCell).toString(), QStringLiteral("Done"));
@@ -130,7 +130,7 @@ private slots:
         list.SetRowState(row, true, 4);
         QCOMPARE(list.data(stateCell).toString(), QStringLiteral("Canceled!"));
         QCOMPARE(list.data(stateCell, FileListModel::TextColourRole).toUInt(), StateTextRed);
-        QCOMPARE(list.GetRowState(row), RowState::Cancelled);
+        QCOMPARE(list.getRowState(row), RowState::Cancelled);
 
         list.SetRowState(row, false, RowState::Done);
         QCOMPARE(list.data(iconCell, FileListModel::IconIdRole).toInt(), int(ListIcon::None));
@@ -139,7 +139,7 @@ private slots:
         // Row -1 and out-of-range states change nothing.
         list.SetRowState(-1, true, RowState::Done);
         list.SetRowState(row, true, 7);
-        QCOMPARE(list.GetRowState(row), RowState::Cancelled);
+        QCOMPARE(list.getRowState(row), RowState::Cancelled);
     }
 
     void animationCounterIsSharedByAllRows()
@@ -169,18 +169,18 @@ private slots:
         list.SetRowProgress(row, Field::State, 42);
         QCOMPARE(list.data(stateCell, FileListModel::ProgressRole).toInt(), 42);
         list.SetRowState(row, true, RowState::InProgress);
-        QCOMPARE(list.GetRowProgress(row), 42);
+        QCOMPARE(list.getRowProgress(row), 42);
         list.SetRowProgress(row, -1, 80);
         list.SetRowProgress(-1, Field::State, 80);
-        QCOMPARE(list.GetRowProgress(row), 42);
+        QCOMPARE(list.getRowProgress(row), 42);
         list.SetRowState(row, true, RowState::Done);
-        QCOMPARE(list.GetRowProgress(row), -1);
+        QCOMPARE(list.getRowProgress(row), -1);
         QCOMPARE(list.data(stateCell).toString(), QStringLiteral("Done"));
 
-        QCOMPARE(ProgressFillWidth(148, 0), 0);
-        QCOMPARE(ProgressFillWidth(148, 100), 150);
-        QCOMPARE(ProgressFillWidth(148, 50), 75);
-        QCOMPARE(ProgressFillWidth(99, 33), 33); // floor(0.33 * 101)
+        QCOMPARE(progressFillWidth(148, 0), 0);
+        QCOMPARE(progressFillWidth(148, 100), 150);
+        QCOMPARE(progressFillWidth(148, 50), 75);
+        QCOMPARE(progressFillWidth(99, 33), 33); // floor(0.33 * 101)
     }
 
     void durationCellShowsTheTrimMarks()
@@ -188,7 +188,7 @@ private slots:
         FileListModel list;
         const int row = addRow(list, QStringLiteral("a.mp4"), QStringLiteral("60.00"));
         list.SetField(row, Field::Duration, QStringLiteral("00:01:00"));
-        list.SetDurationDisplay(row, QStringLiteral("  00:00:30"),
+        list.setDurationDisplay(row, QStringLiteral("  00:00:30"),
             QStringLiteral("Trimmed from (00:01:00)"), ListIcon::Trimmed);
         const QModelIndex cell = list.index(row, Field::Duration);
         QCOMPARE(list.data(cell).toString(), QStringLiteral("  00:00:30"));
@@ -205,16 +205,16 @@ private slots:
         for (int i = 0; i < 6; ++i)
             addRow(list, QStringLiteral("%1.mp4").arg(i), QStringLiteral("1"));
         list.RemoveSelectedItems({ 4, 1, 2, 2, 99, -1 });
-        QCOMPARE(list.Count(), 3);
-        QCOMPARE(list.GetFieldText(0, Field::Name), QStringLiteral("0.mp4"));
-        QCOMPARE(list.GetFieldText(1, Field::Name), QStringLiteral("3.mp4"));
-        QCOMPARE(list.GetFieldText(2, Field::Name), QStringLiteral("5.mp4"));
+        QCOMPARE(list.count(), 3);
+        QCOMPARE(list.getFieldText(0, Field::Name), QStringLiteral("0.mp4"));
+        QCOMPARE(list.getFieldText(1, Field::Name), QStringLiteral("3.mp4"));
+        QCOMPARE(list.getFieldText(2, Field::Name), QStringLiteral("5.mp4"));
         list.UpdateListFooter();
-        QCOMPARE(list.FooterCountText(), QStringLiteral(" 3 files"));
+        QCOMPARE(list.footerCountText(), QStringLiteral(" 3 files"));
 
         QSignalSpy reset(&list, &QAbstractItemModel::modelReset);
         list.ClearMediaItems();
-        QCOMPARE(list.Count(), 0);
+        QCOMPARE(list.count(), 0);
         list.ClearMediaItems(); // nothing to do on an empty list
         list.RemoveSelectedItems({ 0 });
         QCOMPARE(reset.count(), 1);
@@ -233,7 +233,7 @@ private slots:
                      .value<Qt::Alignment>(),
             Qt::Alignment(Qt::AlignCenter));
         QSignalSpy spy(&list, &QAbstractItemModel::headerDataChanged);
-        list.SetStateColumnCaption(QStringLiteral("00:00:05"));
+        list.setStateColumnCaption(QStringLiteral("00:00:05"));
         QCOMPARE(
             list.headerData(Field::State, Qt::Horizontal).toString(), QStringLiteral("00:00:05"));
         QCOMPARE(spy.count(), 1);
@@ -270,7 +270,7 @@ private slots:
         QCOMPARE(display.imageId, 27);
 
         report.ClearFailureReport();
-        QVERIFY(report.IsEmpty());
+        QVERIFY(report.isEmpty());
     }
 };
 

@@ -13,23 +13,23 @@
 
 using namespace sonivert;
 using sonivert::test::ClipOptions;
-using sonivert::test::MakeClip;
+using sonivert::test::makeClip;
 
 class ImportJobTest : public QObject
 {
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QStringList clips_; // ten short clips, c0.mp4 .. c9.mp4
+    QTemporaryDir m_dir;
+    QStringList m_clips; // ten short clips, c0.mp4 .. c9.mp4
 
-    QString path(const QString &name) const { return dir_.filePath(name); }
+    QString path(const QString &name) const { return m_dir.filePath(name); }
 
     static QStringList names(const FileListModel &list)
     {
         QStringList result;
-        for (int row = 0; row < list.Count(); ++row)
-            result << list.GetFieldText(row, Field::Name);
+        for (int row = 0; row < list.count(); ++row)
+            result << list.getFieldText(row, Field::Name);
         return result;
     }
 
@@ -44,14 +44,14 @@ private:
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir_.isValid());
+        QVERIFY(m_dir.isValid());
         ClipOptions options;
         options.seconds = 0.5;
         options.width = 64;
         options.height = 48;
         for (int i = 0; i < 10; ++i) {
-            clips_ << path(QStringLiteral("c%1.mp4").arg(i));
-            QVERIFY(MakeClip(clips_.last(), options));
+            m_clips << path(QStringLiteral("c%1.mp4").arg(i));
+            QVERIFY(makeClip(m_clips.last(), options));
         }
         QFile text(path(QStringLiteral("bad.mkv")));
         QVERIFY(text.open(QIODevice::WriteOnly));
@@ -61,8 +61,8 @@ private slots:
         // Encrypted, with a header the demuxer refuses as invalid data.
         options.extraOutputArgs = { QStringLiteral("-movflags"), QStringLiteral("+faststart") };
         const QString locked = path(QStringLiteral("locked.mp4"));
-        QVERIFY(test::MakeEncryptedMp4(locked, options));
-        QVERIFY(test::PatchMp4Box(locked, "tenc", 15, 3));
+        QVERIFY(test::makeEncryptedMp4(locked, options));
+        QVERIFY(test::patchMp4Box(locked, "tenc", 15, 3));
     }
 
     void rowsFollowThePathOrder()
@@ -70,19 +70,19 @@ private slots:
         FileListModel list;
         FailureReport report;
         ImportJob job(&list, &report);
-        job.SetMaxParallel(4);
-        QStringList paths = clips_;
+        job.setMaxParallel(4);
+        QStringList paths = m_clips;
         paths.insert(3, path(QStringLiteral("missing.mp4")));
         paths.insert(6, path(QStringLiteral("bad.mkv")));
-        paths << clips_.first(); // duplicates are allowed
+        paths << m_clips.first(); // duplicates are allowed
         QSignalSpy progress(&job, &ImportJob::progress);
         QSignalSpy settled(&job, &ImportJob::fileSettled);
         job.ImportFiles(paths);
-        QVERIFY(job.ShowsWaitDialog());
+        QVERIFY(job.showsWaitDialog());
         const ImportOutcome outcome = runToEnd(job);
 
         QStringList expected;
-        for (const QString &clip : clips_)
+        for (const QString &clip : m_clips)
             expected << QFileInfo(clip).fileName();
         expected << QStringLiteral("c0.mp4");
         QCOMPARE(names(list), expected);
@@ -90,11 +90,11 @@ private slots:
         QCOMPARE(outcome.firstNewRow, 0);
         QVERIFY(!outcome.cancelled);
 
-        QCOMPARE(report.Count(), 2);
-        QCOMPARE(report.Entries().at(0).name, QStringLiteral("missing.mp4"));
-        QCOMPARE(report.Entries().at(0).message, QStringLiteral("File not found!"));
-        QCOMPARE(report.Entries().at(1).name, QStringLiteral("bad.mkv"));
-        QVERIFY(report.Entries().at(1).message.endsWith(
+        QCOMPARE(report.count(), 2);
+        QCOMPARE(report.entries().at(0).name, QStringLiteral("missing.mp4"));
+        QCOMPARE(report.entries().at(0).message, QStringLiteral("File not found!"));
+        QCOMPARE(report.entries().at(1).name, QStringLiteral("bad.mkv"));
+        QVERIFY(report.entries().at(1).message.endsWith(
             QLatin1String(": Invalid data found when processing input")));
 
         QCOMPARE(settled.count(), paths.size());
@@ -104,9 +104,9 @@ private slots:
         QCOMPARE(progress.first().at(0).toInt(), 1);
         QCOMPARE(progress.last().at(0).toInt(), paths.size());
         QCOMPARE(progress.last().at(1).toInt(), paths.size());
-        QCOMPARE(list.FooterCountText(), QStringLiteral(" 11 files"));
-        for (int row = 0; row < list.Count(); ++row)
-            QCOMPARE(list.GetRowState(row), RowState::Ready);
+        QCOMPARE(list.footerCountText(), QStringLiteral(" 11 files"));
+        for (int row = 0; row < list.count(); ++row)
+            QCOMPARE(list.getRowState(row), RowState::Ready);
     }
 
     void failedProbesCarryTheirEvidenceAndReadyTheLastRow()
@@ -114,19 +114,19 @@ private slots:
         FileListModel list;
         FailureReport report;
         ImportJob first(&list, &report);
-        first.ImportFiles({ clips_.first() });
+        first.ImportFiles({ m_clips.first() });
         runToEnd(first);
-        QCOMPARE(list.Count(), 1);
+        QCOMPARE(list.count(), 1);
         list.SetRowState(0, true, RowState::Done);
 
         ImportJob job(&list, &report);
         job.ImportFiles({ path(QStringLiteral("locked.mp4")), path(QStringLiteral("bad.mkv")) });
         runToEnd(job);
-        QCOMPARE(list.Count(), 1);
-        QCOMPARE(list.GetRowState(0), RowState::Ready);
-        QCOMPARE(report.Count(), 2);
-        QVERIFY(report.Entries().at(0).encrypted);
-        QVERIFY(!report.Entries().at(1).encrypted);
+        QCOMPARE(list.count(), 1);
+        QCOMPARE(list.getRowState(0), RowState::Ready);
+        QCOMPARE(report.count(), 2);
+        QVERIFY(report.entries().at(0).encrypted);
+        QVERIFY(!report.entries().at(1).encrypted);
         QCOMPARE(ShowFailureReport(report, QStringLiteral("Failed"), QString()).title,
             QStringLiteral("DRM Protection"));
     }
@@ -136,23 +136,23 @@ private slots:
         FileListModel list;
         FailureReport report;
         ImportJob job(&list, &report);
-        job.SetMaxParallel(3);
+        job.setMaxParallel(3);
         // Cancel while the counter shows file 3 of 10.
         connect(&job, &ImportJob::progress, &job, [&job](int current, int) {
             if (current == 3)
                 job.cancel();
         });
-        job.ImportFiles(clips_);
+        job.ImportFiles(m_clips);
         const ImportOutcome outcome = runToEnd(job);
         QVERIFY(outcome.cancelled);
         QCOMPARE(names(list),
             (QStringList {
                 QStringLiteral("c0.mp4"), QStringLiteral("c1.mp4"), QStringLiteral("c2.mp4") }));
-        QVERIFY(report.IsEmpty());
-        QCOMPARE(list.FooterCountText(), QStringLiteral(" 3 files"));
+        QVERIFY(report.isEmpty());
+        QCOMPARE(list.footerCountText(), QStringLiteral(" 3 files"));
         // Results still arriving after the end change nothing.
         QTest::qWait(200);
-        QCOMPARE(list.Count(), 3);
+        QCOMPARE(list.count(), 3);
     }
 
     void cancelBeforeTheFirstResultKeepsTheFirstFile()
@@ -160,7 +160,7 @@ private slots:
         FileListModel list;
         FailureReport report;
         ImportJob job(&list, &report);
-        job.ImportFiles(clips_);
+        job.ImportFiles(m_clips);
         job.cancel();
         const ImportOutcome outcome = runToEnd(job);
         QVERIFY(outcome.cancelled);
@@ -173,14 +173,14 @@ private slots:
         FailureReport report;
         ImportJob job(&list, &report);
         job.ImportFiles({ QStringLiteral("  ") + path(QStringLiteral("gone.mp4")) });
-        QVERIFY(!job.ShowsWaitDialog());
+        QVERIFY(!job.showsWaitDialog());
         const ImportOutcome outcome = runToEnd(job);
         QCOMPARE(outcome.rowsAdded, 0);
         QCOMPARE(outcome.firstNewRow, -1);
-        QCOMPARE(report.Count(), 1);
+        QCOMPARE(report.count(), 1);
         QVERIFY(
-            report.Entries().at(0).message.endsWith(QLatin1String(": No such file or directory")));
-        QCOMPARE(list.FooterCountText(), QStringLiteral(" 0 file"));
+            report.entries().at(0).message.endsWith(QLatin1String(": No such file or directory")));
+        QCOMPARE(list.footerCountText(), QStringLiteral(" 0 file"));
     }
 
     void droppedFilesCountFromZeroAndReportRefusedOnes()
@@ -190,14 +190,14 @@ private slots:
         ImportJob job(&list, &report);
         QSignalSpy progress(&job, &ImportJob::progress);
         job.ImportDroppedFiles(
-            { clips_.at(0), clips_.at(1) }, { path(QStringLiteral("notes.txt")) });
+            { m_clips.at(0), m_clips.at(1) }, { path(QStringLiteral("notes.txt")) });
         runToEnd(job);
-        QCOMPARE(list.Count(), 2);
+        QCOMPARE(list.count(), 2);
         QCOMPARE(progress.first().at(0).toInt(), 0);
         QCOMPARE(progress.first().at(1).toInt(), 2);
-        QCOMPARE(report.Count(), 1);
-        QCOMPARE(report.Entries().at(0).name, QStringLiteral("notes.txt"));
-        QCOMPARE(report.Entries().at(0).message, QStringLiteral("File format not supported!"));
+        QCOMPARE(report.count(), 1);
+        QCOMPARE(report.entries().at(0).name, QStringLiteral("notes.txt"));
+        QCOMPARE(report.entries().at(0).message, QStringLiteral("File format not supported!"));
     }
 
     void nothingToImportStillFinishes()
@@ -208,7 +208,7 @@ private slots:
         job.ImportDroppedFiles({}, { path(QStringLiteral("a.txt")) });
         const ImportOutcome outcome = runToEnd(job);
         QCOMPARE(outcome.rowsAdded, 0);
-        QCOMPARE(report.Count(), 1);
+        QCOMPARE(report.count(), 1);
     }
 
     void destroyingARunningJobIsSafe()
@@ -217,25 +217,25 @@ private slots:
         FailureReport report;
         {
             ImportJob job(&list, &report);
-            job.ImportFiles(clips_);
+            job.ImportFiles(m_clips);
         }
         QTest::qWait(50);
-        QVERIFY(list.Count() <= clips_.size());
+        QVERIFY(list.count() <= m_clips.size());
     }
 
     void extensionsAndFilters()
     {
-        QVERIFY(IsSupportedExtension(QStringLiteral("mkv")));
-        QVERIFY(IsSupportedExtension(QStringLiteral("MKV")));
-        QVERIFY(IsSupportedExtension(QStringLiteral("dvr-ms")));
-        QVERIFY(IsSupportedExtension(QStringLiteral("fli")));
-        QVERIFY(!IsSupportedExtension(QStringLiteral("txt")));
-        QVERIFY(!IsSupportedExtension(QString()));
-        QVERIFY(!IsSupportedExtension(QStringLiteral("mkv|mp4")));
-        QVERIFY(IsSupportedFile(QStringLiteral("/x/Clip.Mp4")));
-        QVERIFY(!IsSupportedFile(QStringLiteral("/x/mp4")));
+        QVERIFY(isSupportedExtension(QStringLiteral("mkv")));
+        QVERIFY(isSupportedExtension(QStringLiteral("MKV")));
+        QVERIFY(isSupportedExtension(QStringLiteral("dvr-ms")));
+        QVERIFY(isSupportedExtension(QStringLiteral("fli")));
+        QVERIFY(!isSupportedExtension(QStringLiteral("txt")));
+        QVERIFY(!isSupportedExtension(QString()));
+        QVERIFY(!isSupportedExtension(QStringLiteral("mkv|mp4")));
+        QVERIFY(isSupportedFile(QStringLiteral("/x/Clip.Mp4")));
+        QVERIFY(!isSupportedFile(QStringLiteral("/x/mp4")));
 
-        const QStringList filters = ImportDialogFilters();
+        const QStringList filters = importDialogFilters();
         QCOMPARE(filters.size(), 27);
         QVERIFY(filters.first().startsWith(QLatin1String("All Video Files (*.3gp *.3gpp ")));
         QVERIFY(filters.first().contains(QLatin1String(" *.WEBM)")));
@@ -249,8 +249,8 @@ private slots:
     void inputFolderIsRemembered()
     {
         const QString key = QStringLiteral("Software/Corvallo/SonivertTest");
-        const QString folder = RememberInputFolder(clips_.first(), key);
-        QCOMPARE(folder, dir_.path() + QLatin1Char('/'));
+        const QString folder = rememberInputFolder(m_clips.first(), key);
+        QCOMPARE(folder, m_dir.path() + QLatin1Char('/'));
         QCOMPARE(RegReadText(key, QStringLiteral("InputPath")), folder);
     }
 };

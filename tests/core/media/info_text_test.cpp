@@ -16,17 +16,17 @@ private:
     static MediaItem videoItem()
     {
         MediaItem item;
-        item.Set(Field::Name, QStringLiteral("clip.final.mp4"));
-        item.Set(Field::VideoCodecName, QStringLiteral("H.264 / AVC"));
-        item.Set(Field::VideoWidth, 1920);
-        item.Set(Field::VideoHeight, 1080);
-        item.Set(Field::VideoBitRate, 2500999);
-        item.Set(Field::VideoFrameRateNumerator, 29);
-        item.Set(Field::VideoSampleAspectRatio, QStringLiteral("1.78"));
-        item.Set(Field::AudioCodecName, QStringLiteral("Advanced Audio Coding"));
-        item.Set(Field::AudioSampleRate, 48000);
-        item.Set(Field::AudioBitRate, 128000);
-        item.Set(Field::AudioChannels, 6);
+        item.set(Field::Name, QStringLiteral("clip.final.mp4"));
+        item.set(Field::VideoCodecName, QStringLiteral("H.264 / AVC"));
+        item.set(Field::VideoWidth, 1920);
+        item.set(Field::VideoHeight, 1080);
+        item.set(Field::VideoBitRate, 2500999);
+        item.set(Field::VideoFrameRateNumerator, 29);
+        item.set(Field::VideoSampleAspectRatio, QStringLiteral("1.78"));
+        item.set(Field::AudioCodecName, QStringLiteral("Advanced Audio Coding"));
+        item.set(Field::AudioSampleRate, 48000);
+        item.set(Field::AudioBitRate, 128000);
+        item.set(Field::AudioChannels, 6);
         return item;
     }
 
@@ -54,12 +54,12 @@ private slots:
     {
         QFETCH(QString, value);
         QFETCH(bool, missing);
-        QCOMPARE(IsNotAvailableValue(value), missing);
+        QCOMPARE(isNotAvailableValue(value), missing);
     }
 
     void panelOfAVideo()
     {
-        const auto labels = InputFileInfoTexts(videoItem());
+        const auto labels = inputFileInfoTexts(videoItem());
         QCOMPARE(texts(labels),
             (QStringList { QStringLiteral("H.264 / AVC"), QStringLiteral("1920 x 1080 pixels"),
                 QStringLiteral("2500 kbps"), QStringLiteral("29 frames/second"),
@@ -73,14 +73,14 @@ private slots:
     void panelWithoutVideo()
     {
         MediaItem item = videoItem();
-        item.Set(Field::VideoCodecName, QString());
-        item.Set(Field::VideoWidth, -1);
-        item.Set(Field::VideoHeight, -1);
-        item.Set(Field::VideoBitRate, -1);
-        item.Set(Field::VideoFrameRateNumerator, -1);
-        item.Set(Field::VideoSampleAspectRatio, QStringLiteral("1.1"));
-        item.Set(Field::AudioChannels, 1);
-        const auto labels = InputFileInfoTexts(item);
+        item.set(Field::VideoCodecName, QString());
+        item.set(Field::VideoWidth, -1);
+        item.set(Field::VideoHeight, -1);
+        item.set(Field::VideoBitRate, -1);
+        item.set(Field::VideoFrameRateNumerator, -1);
+        item.set(Field::VideoSampleAspectRatio, QStringLiteral("1.1"));
+        item.set(Field::AudioChannels, 1);
+        const auto labels = inputFileInfoTexts(item);
         for (int i = 0; i < 4; ++i) {
             QCOMPARE(labels[size_t(i)].text, QStringLiteral("Not Available"));
             QVERIFY(!labels[size_t(i)].available);
@@ -91,10 +91,10 @@ private slots:
 
     void conversions()
     {
-        QCOMPARE(BitRateText(QStringLiteral("128000")), QStringLiteral("128 kbps"));
-        QCOMPARE(BitRateText(QStringLiteral("999")), QStringLiteral("0 kbps"));
-        QCOMPARE(ChannelText(QStringLiteral("2")), QStringLiteral("2 Channels (Stereo)"));
-        QCOMPARE(ChannelText(QStringLiteral("6")), QStringLiteral("6 Channels"));
+        QCOMPARE(bitRateText(QStringLiteral("128000")), QStringLiteral("128 kbps"));
+        QCOMPARE(bitRateText(QStringLiteral("999")), QStringLiteral("0 kbps"));
+        QCOMPARE(channelText(QStringLiteral("2")), QStringLiteral("2 Channels (Stereo)"));
+        QCOMPARE(channelText(QStringLiteral("6")), QStringLiteral("6 Channels"));
     }
 
     void aspectDescriptions_data()
@@ -115,16 +115,16 @@ private slots:
     {
         QFETCH(QString, aspect);
         QFETCH(QString, description);
-        QCOMPARE(AspectDescription(aspect), description);
+        QCOMPARE(aspectDescription(aspect), description);
     }
 
     void attributes()
     {
-        QCOMPARE(AttributeText(FileAttribute::ReadOnly | FileAttribute::Archive),
+        QCOMPARE(attributeText(FileAttribute::ReadOnly | FileAttribute::Archive),
             QStringLiteral("Read-only, Archive"));
-        QCOMPARE(AttributeText(0xff), QStringLiteral("Hidden, Read-only, System, Normal, Archive"));
-        QCOMPARE(AttributeText(0), QString());
-        QCOMPARE(AttributeText(FileAttribute::Normal), QStringLiteral("Normal"));
+        QCOMPARE(attributeText(0xff), QStringLiteral("Hidden, Read-only, System, Normal, Archive"));
+        QCOMPARE(attributeText(0), QString());
+        QCOMPARE(attributeText(FileAttribute::Normal), QStringLiteral("Normal"));
 
         QTemporaryDir dir;
         const QString plain = dir.filePath(QStringLiteral("a.mp4"));
@@ -133,9 +133,9 @@ private slots:
             QFile f(p);
             QVERIFY(f.open(QIODevice::WriteOnly));
         }
-        QCOMPARE(LinuxFileAttributes(plain), int(FileAttribute::Normal));
-        QCOMPARE(LinuxFileAttributes(hidden), int(FileAttribute::Hidden));
-        QCOMPARE(LinuxFileAttributes(dir.filePath(QStringLiteral("none"))), 0);
+        QCOMPARE(linuxFileAttributes(plain), int(FileAttribute::Normal));
+        QCOMPARE(linuxFileAttributes(hidden), int(FileAttribute::Hidden));
+        QCOMPARE(linuxFileAttributes(dir.filePath(QStringLiteral("none"))), 0);
     }
 
     void propertiesOfAFile()
@@ -147,17 +147,17 @@ private slots:
         file.close();
 
         MediaItem item = videoItem();
-        item.Set(Field::FilePath, dir.path() + QLatin1Char('/'));
-        item.Set(Field::FileTitle, QStringLiteral("Song"));
-        item.Set(Field::FileYear, 2019);
-        const FileFacts facts = ReadFileFacts(item);
+        item.set(Field::FilePath, dir.path() + QLatin1Char('/'));
+        item.set(Field::FileTitle, QStringLiteral("Song"));
+        item.set(Field::FileYear, 2019);
+        const FileFacts facts = readFileFacts(item);
         QCOMPARE(facts.path, dir.filePath(QStringLiteral("clip.final.mp4")));
         QCOMPARE(facts.sizeText, QStringLiteral("4.88 kB (5,000 bytes)"));
         QVERIFY(!facts.typeDescription.isEmpty());
         QCOMPARE(facts.attributes, int(FileAttribute::Normal));
         QVERIFY(facts.modified.contains(QString::number(QDate::currentDate().year())));
 
-        const auto labels = PropertiesInfoTexts(item, facts);
+        const auto labels = propertiesInfoTexts(item, facts);
         QCOMPARE(labels[0].text, QStringLiteral("clip.final"));
         QCOMPARE(labels[1].text, QStringLiteral("MP4"));
         QCOMPARE(labels[3].text, QStringLiteral("4.88 kB (5,000 bytes)"));
@@ -173,19 +173,19 @@ private slots:
         QVERIFY(!labels[18].available);
 
         // A square picture's description is "1:1", which the rule then hides.
-        item.Set(Field::VideoSampleAspectRatio, QStringLiteral("1"));
-        QCOMPARE(PropertiesInfoTexts(item, facts)[12].text, QStringLiteral("Not Available"));
+        item.set(Field::VideoSampleAspectRatio, QStringLiteral("1"));
+        QCOMPARE(propertiesInfoTexts(item, facts)[12].text, QStringLiteral("Not Available"));
     }
 
     void goneFileShowsWhatCameBeforeItsFacts()
     {
         MediaItem item = videoItem();
-        item.Set(Field::FilePath, QStringLiteral("/nonexistent/"));
-        item.Set(Field::FileTitle, QStringLiteral("Song"));
-        const FileFacts facts = ReadFileFacts(item);
+        item.set(Field::FilePath, QStringLiteral("/nonexistent/"));
+        item.set(Field::FileTitle, QStringLiteral("Song"));
+        const FileFacts facts = readFileFacts(item);
         QVERIFY(!facts.read);
         QCOMPARE(facts.path, QStringLiteral("/nonexistent/clip.final.mp4"));
-        const auto labels = PropertiesInfoTexts(item, facts);
+        const auto labels = propertiesInfoTexts(item, facts);
         QCOMPARE(labels[0].text, QStringLiteral("clip.final"));
         QCOMPARE(labels[1].text, QStringLiteral("MP4"));
         // The media facts and tags come after the failing read: not even "Not Available".
@@ -193,9 +193,9 @@ private slots:
             QVERIFY2(labels[size_t(i)].text.isEmpty(), qPrintable(QString::number(i)));
 
         // Names that the rule would hide are shown as they are: the rule never ran.
-        item.Set(Field::Name, QStringLiteral("0"));
-        QCOMPARE(PropertiesInfoTexts(item, ReadFileFacts(item))[0].text, QStringLiteral("0"));
-        QCOMPARE(FileDateText(QDateTime()), QString());
+        item.set(Field::Name, QStringLiteral("0"));
+        QCOMPARE(propertiesInfoTexts(item, readFileFacts(item))[0].text, QStringLiteral("0"));
+        QCOMPARE(fileDateText(QDateTime()), QString());
     }
 };
 

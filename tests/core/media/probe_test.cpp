@@ -13,20 +13,20 @@
 using namespace sonivert;
 using namespace Qt::StringLiterals;
 using sonivert::test::ClipOptions;
-using sonivert::test::MakeClip;
-using sonivert::test::RunFfmpeg;
+using sonivert::test::makeClip;
+using sonivert::test::runFfmpeg;
 
 class ProbeTest : public QObject
 {
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QString path(const QString &name) const { return dir_.filePath(name); }
+    QTemporaryDir m_dir;
+    QString path(const QString &name) const { return m_dir.filePath(name); }
 
     MediaItem probeOk(const QString &file)
     {
-        const ProbeResult result = ProbeMediaFile(file);
+        const ProbeResult result = probeMediaFile(file);
         if (!result.ok)
             qWarning() << "probe failed:" << result.message;
         return result.ok ? result.item : MediaItem();
@@ -35,7 +35,7 @@ private:
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir_.isValid());
+        QVERIFY(m_dir.isValid());
         ClipOptions tagged;
         tagged.seconds = 2.0;
         tagged.width = 720;
@@ -49,23 +49,23 @@ private slots:
             QStringLiteral("track=3/12"), QStringLiteral("-metadata"), QStringLiteral("genre=Rock"),
             QStringLiteral("-metadata"), QStringLiteral("comment=Nice"),
             QStringLiteral("-metadata"), QStringLiteral("copyright=Me") };
-        QVERIFY(MakeClip(path(QStringLiteral("a.b.mkv")), tagged));
+        QVERIFY(makeClip(path(QStringLiteral("a.b.mkv")), tagged));
 
         ClipOptions surround;
         surround.video = false;
         surround.channelLayout = QStringLiteral("5.1");
         surround.sampleRate = 48000;
-        QVERIFY(MakeClip(path(QStringLiteral("surround.mp4")), surround));
+        QVERIFY(makeClip(path(QStringLiteral("surround.mp4")), surround));
 
         ClipOptions mono;
         mono.video = false;
         mono.channelLayout = QStringLiteral("mono");
         mono.extraOutputArgs = { QStringLiteral("-metadata"), QStringLiteral("title=Voice") };
-        QVERIFY(MakeClip(path(QStringLiteral("mono.ogg")), mono));
+        QVERIFY(makeClip(path(QStringLiteral("mono.ogg")), mono));
 
         ClipOptions silent;
         silent.audio = false;
-        QVERIFY(MakeClip(path(QStringLiteral("silent.mp4")), silent));
+        QVERIFY(makeClip(path(QStringLiteral("silent.mp4")), silent));
 
         QFile text(path(QStringLiteral("text.mkv")));
         QVERIFY(text.open(QIODevice::WriteOnly));
@@ -80,47 +80,47 @@ private slots:
     {
         const QString file = path(QStringLiteral("a.b.mkv"));
         const MediaItem item = probeOk(file);
-        QCOMPARE(item.Text(Field::Name), QStringLiteral("a.b.mkv"));
-        QCOMPARE(item.Text(Field::Format), QStringLiteral("MKV"));
-        QCOMPARE(item.Text(Field::FilePath), dir_.path() + QLatin1Char('/'));
-        QCOMPARE(item.Text(Field::Duration), QStringLiteral("00:00:02"));
-        QCOMPARE(item.Text(Field::SrcDuration).left(3), QStringLiteral("2.0"));
-        QCOMPARE(item.Text(Field::SrcDuration).size(), 4);
-        QCOMPARE(item.Integer(Field::FileSize), int(QFileInfo(file).size()));
-        QVERIFY(item.Boolean(Field::VideoStream));
-        QVERIFY(item.Boolean(Field::AudioStream));
-        QVERIFY(!item.Boolean(Field::SubtitleStream));
-        QCOMPARE(item.Integer(Field::VideoStreamCount), 1);
-        QCOMPARE(item.Integer(Field::AudioStreamCount), 1);
-        QCOMPARE(item.Text(Field::VideoCodecName),
+        QCOMPARE(item.text(Field::Name), QStringLiteral("a.b.mkv"));
+        QCOMPARE(item.text(Field::Format), QStringLiteral("MKV"));
+        QCOMPARE(item.text(Field::FilePath), m_dir.path() + QLatin1Char('/'));
+        QCOMPARE(item.text(Field::Duration), QStringLiteral("00:00:02"));
+        QCOMPARE(item.text(Field::SrcDuration).left(3), QStringLiteral("2.0"));
+        QCOMPARE(item.text(Field::SrcDuration).size(), 4);
+        QCOMPARE(item.integer(Field::FileSize), int(QFileInfo(file).size()));
+        QVERIFY(item.boolean(Field::VideoStream));
+        QVERIFY(item.boolean(Field::AudioStream));
+        QVERIFY(!item.boolean(Field::SubtitleStream));
+        QCOMPARE(item.integer(Field::VideoStreamCount), 1);
+        QCOMPARE(item.integer(Field::AudioStreamCount), 1);
+        QCOMPARE(item.text(Field::VideoCodecName),
             QStringLiteral("H.264 / AVC / MPEG-4 AVC / MPEG-4 part 10"));
-        QCOMPARE(item.Integer(Field::VideoWidth), 720);
-        QCOMPARE(item.Integer(Field::VideoHeight), 576);
-        QCOMPARE(item.Integer(Field::VideoFrameRateNumerator), 29);
-        QCOMPARE(item.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.78"));
-        QCOMPARE(item.Integer(Field::AudioChannels), 2);
-        QCOMPARE(item.Integer(Field::AudioSampleRate), 44100);
-        QCOMPARE(item.Text(Field::FileTitle), QStringLiteral("Song"));
-        QCOMPARE(item.Text(Field::FileAuthor), QStringLiteral("Band"));
-        QCOMPARE(item.Text(Field::FileAlbum), QStringLiteral("Record"));
-        QCOMPARE(item.Text(Field::FileComment), QStringLiteral("Nice"));
-        QCOMPARE(item.Text(Field::FileGenre), QStringLiteral("Rock"));
-        QCOMPARE(item.Text(Field::FileCopyright), QStringLiteral("Me"));
-        QCOMPARE(item.Integer(Field::FileYear), 2019);
-        QCOMPARE(item.Integer(Field::FileTrack), 3);
+        QCOMPARE(item.integer(Field::VideoWidth), 720);
+        QCOMPARE(item.integer(Field::VideoHeight), 576);
+        QCOMPARE(item.integer(Field::VideoFrameRateNumerator), 29);
+        QCOMPARE(item.text(Field::VideoSampleAspectRatio), QStringLiteral("1.78"));
+        QCOMPARE(item.integer(Field::AudioChannels), 2);
+        QCOMPARE(item.integer(Field::AudioSampleRate), 44100);
+        QCOMPARE(item.text(Field::FileTitle), QStringLiteral("Song"));
+        QCOMPARE(item.text(Field::FileAuthor), QStringLiteral("Band"));
+        QCOMPARE(item.text(Field::FileAlbum), QStringLiteral("Record"));
+        QCOMPARE(item.text(Field::FileComment), QStringLiteral("Nice"));
+        QCOMPARE(item.text(Field::FileGenre), QStringLiteral("Rock"));
+        QCOMPARE(item.text(Field::FileCopyright), QStringLiteral("Me"));
+        QCOMPARE(item.integer(Field::FileYear), 2019);
+        QCOMPARE(item.integer(Field::FileTrack), 3);
 
         // The duration travels as signed halves; the trim range starts as the whole file.
         const int64_t duration
-            = JoinHalfTexts(item.Text(Field::FileDurationLow), item.Text(Field::FileDurationHigh));
+            = joinHalfTexts(item.text(Field::FileDurationLow), item.text(Field::FileDurationHigh));
         QVERIFY(duration > 1900000 && duration < 2200000);
-        QCOMPARE(item.Integer(Field::FileDuration), int(duration));
-        QCOMPARE(item.Text(Field::TrimEndLow), item.Text(Field::FileDurationLow));
-        QCOMPARE(item.Text(Field::TrimEndHigh), QStringLiteral("0"));
-        QCOMPARE(item.Text(Field::TrimStartLow), QStringLiteral("0"));
-        QCOMPARE(item.Text(Field::TrimStartHigh), QStringLiteral("0"));
-        QCOMPARE(item.Text(Field::Deinterlacing), QStringLiteral("black"));
-        QCOMPARE(item.Text(Field::NewAspectRatio), QStringLiteral("Original"));
-        QCOMPARE(item.Text(Field::ErrMsg), QString());
+        QCOMPARE(item.integer(Field::FileDuration), int(duration));
+        QCOMPARE(item.text(Field::TrimEndLow), item.text(Field::FileDurationLow));
+        QCOMPARE(item.text(Field::TrimEndHigh), QStringLiteral("0"));
+        QCOMPARE(item.text(Field::TrimStartLow), QStringLiteral("0"));
+        QCOMPARE(item.text(Field::TrimStartHigh), QStringLiteral("0"));
+        QCOMPARE(item.text(Field::Deinterlacing), QStringLiteral("black"));
+        QCOMPARE(item.text(Field::NewAspectRatio), QStringLiteral("Original"));
+        QCOMPARE(item.text(Field::ErrMsg), QString());
         QCOMPARE(item.stateIcon, int(ListIcon::Ready));
 
         // What the converter takes along: the lengths and every song tag, in a fixed order.
@@ -136,60 +136,60 @@ private slots:
     void audioOnlyFilesHaveNoVideoFacts()
     {
         const MediaItem surround = probeOk(path(QStringLiteral("surround.mp4")));
-        QCOMPARE(surround.Integer(Field::AudioChannels), 6);
-        QCOMPARE(surround.Integer(Field::AudioSampleRate), 48000);
-        QCOMPARE(surround.Text(Field::AudioCodecName), QStringLiteral("Advanced Audio Coding"));
-        QVERIFY(surround.Integer(Field::AudioBitRate) > 0);
+        QCOMPARE(surround.integer(Field::AudioChannels), 6);
+        QCOMPARE(surround.integer(Field::AudioSampleRate), 48000);
+        QCOMPARE(surround.text(Field::AudioCodecName), QStringLiteral("Advanced Audio Coding"));
+        QVERIFY(surround.integer(Field::AudioBitRate) > 0);
         QVERIFY(
             surround.source.audioDurationUs > 900000 && surround.source.audioDurationUs < 1100000);
-        QVERIFY(!surround.Boolean(Field::VideoStream));
-        QCOMPARE(surround.Integer(Field::VideoStreamCount), 0);
-        QCOMPARE(surround.Integer(Field::VideoWidth), -1);
-        QCOMPARE(surround.Integer(Field::VideoHeight), -1);
-        QCOMPARE(surround.Integer(Field::VideoFrameRateNumerator), -1);
-        QCOMPARE(surround.Text(Field::VideoCodecName), QString());
+        QVERIFY(!surround.boolean(Field::VideoStream));
+        QCOMPARE(surround.integer(Field::VideoStreamCount), 0);
+        QCOMPARE(surround.integer(Field::VideoWidth), -1);
+        QCOMPARE(surround.integer(Field::VideoHeight), -1);
+        QCOMPARE(surround.integer(Field::VideoFrameRateNumerator), -1);
+        QCOMPARE(surround.text(Field::VideoCodecName), QString());
         // Without a picture the aspect text is the one of a height of 0, never a square's "1".
-        QCOMPARE(surround.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.1"));
+        QCOMPARE(surround.text(Field::VideoSampleAspectRatio), QStringLiteral("1.1"));
 
         // Ogg keeps its tags on the audio stream.
         const MediaItem mono = probeOk(path(QStringLiteral("mono.ogg")));
-        QCOMPARE(mono.Integer(Field::AudioChannels), 1);
-        QCOMPARE(mono.Text(Field::FileTitle), QStringLiteral("Voice"));
+        QCOMPARE(mono.integer(Field::AudioChannels), 1);
+        QCOMPARE(mono.text(Field::FileTitle), QStringLiteral("Voice"));
         QCOMPARE(mono.source.tags, (SongTags { { u"title"_s, u"Voice"_s } }));
-        QCOMPARE(mono.Text(Field::Format), QStringLiteral("OGG"));
-        QCOMPARE(mono.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.1"));
+        QCOMPARE(mono.text(Field::Format), QStringLiteral("OGG"));
+        QCOMPARE(mono.text(Field::VideoSampleAspectRatio), QStringLiteral("1.1"));
     }
 
     void videoWithoutAudio()
     {
         const MediaItem item = probeOk(path(QStringLiteral("silent.mp4")));
-        QVERIFY(item.Boolean(Field::VideoStream));
-        QVERIFY(!item.Boolean(Field::AudioStream));
-        QCOMPARE(item.Integer(Field::AudioStreamCount), 0);
-        QCOMPARE(item.Integer(Field::AudioChannels), -1);
-        QCOMPARE(item.Text(Field::AudioCodecName), QString());
-        QCOMPARE(item.Integer(Field::VideoFrameRateNumerator), 25);
-        QCOMPARE(item.Text(Field::VideoSampleAspectRatio), QStringLiteral("1.33"));
+        QVERIFY(item.boolean(Field::VideoStream));
+        QVERIFY(!item.boolean(Field::AudioStream));
+        QCOMPARE(item.integer(Field::AudioStreamCount), 0);
+        QCOMPARE(item.integer(Field::AudioChannels), -1);
+        QCOMPARE(item.text(Field::AudioCodecName), QString());
+        QCOMPARE(item.integer(Field::VideoFrameRateNumerator), 25);
+        QCOMPARE(item.text(Field::VideoSampleAspectRatio), QStringLiteral("1.33"));
     }
 
     void coverPictureIsNotVideo()
     {
         const QString cover = path(QStringLiteral("cover.png"));
-        QVERIFY(RunFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+        QVERIFY(runFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
             QStringLiteral("color=red:size=64x64"), QStringLiteral("-frames:v"),
             QStringLiteral("1"), cover }));
         const QString song = path(QStringLiteral("song.mp3"));
-        QVERIFY(RunFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+        QVERIFY(runFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
             QStringLiteral("sine=duration=1"), QStringLiteral("-i"), cover, QStringLiteral("-map"),
             QStringLiteral("0:a"), QStringLiteral("-map"), QStringLiteral("1:v"),
             QStringLiteral("-c:v"), QStringLiteral("png"), QStringLiteral("-disposition:v"),
             QStringLiteral("attached_pic"), QStringLiteral("-metadata"),
             QStringLiteral("date=2001"), song }));
         const MediaItem item = probeOk(song);
-        QVERIFY(!item.Boolean(Field::VideoStream));
-        QCOMPARE(item.Integer(Field::VideoStreamCount), 0);
-        QCOMPARE(item.Integer(Field::FileYear), 2001);
-        QCOMPARE(item.Text(Field::AudioCodecName), QStringLiteral("MPEG audio layer 3"));
+        QVERIFY(!item.boolean(Field::VideoStream));
+        QCOMPARE(item.integer(Field::VideoStreamCount), 0);
+        QCOMPARE(item.integer(Field::FileYear), 2001);
+        QCOMPARE(item.text(Field::AudioCodecName), QStringLiteral("MPEG audio layer 3"));
     }
 
     void unreadableFilesBecomeReportLines_data()
@@ -204,13 +204,13 @@ private slots:
         FileListModel list;
         FailureReport report;
         ProbeFile(path(name), list, report);
-        QCOMPARE(list.Count(), 0);
-        QCOMPARE(report.Count(), 1);
-        QCOMPARE(report.Entries().at(0).name, name);
-        QCOMPARE(report.Entries().at(0).message,
+        QCOMPARE(list.count(), 0);
+        QCOMPARE(report.count(), 1);
+        QCOMPARE(report.entries().at(0).name, name);
+        QCOMPARE(report.entries().at(0).message,
             path(name) + QStringLiteral(": Invalid data found when processing input"));
         // Nothing in them says encrypted, so they are not called copy-protected.
-        QVERIFY(!report.Entries().at(0).encrypted);
+        QVERIFY(!report.entries().at(0).encrypted);
         QVERIFY(!ShowFailureReport(report, QStringLiteral("Failed"), QString()).copyProtected);
     }
 
@@ -219,8 +219,8 @@ private slots:
         FileListModel list;
         FailureReport report;
         ProbeFile(path(QStringLiteral("gone.mp4")), list, report);
-        QCOMPARE(list.Count(), 0);
-        QCOMPARE(report.Entries().at(0).message,
+        QCOMPARE(list.count(), 0);
+        QCOMPARE(report.entries().at(0).message,
             path(QStringLiteral("gone.mp4")) + QStringLiteral(": No such file or directory"));
     }
 
@@ -228,7 +228,7 @@ private slots:
     {
         const QString fifo = path(QStringLiteral("pipe.mkv"));
         QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
-        const ProbeResult result = ProbeMediaFile(fifo);
+        const ProbeResult result = probeMediaFile(fifo);
         QVERIFY(!result.ok);
         QCOMPARE(result.message, fifo + QStringLiteral(": Not a regular file"));
     }
@@ -238,31 +238,31 @@ private slots:
         FileListModel list;
         FailureReport report;
         ProbeFile(path(QStringLiteral("silent.mp4")), list, report);
-        QVERIFY(report.IsEmpty());
-        QCOMPARE(list.Count(), 1);
-        QCOMPARE(list.GetRowState(0), RowState::Ready);
+        QVERIFY(report.isEmpty());
+        QCOMPARE(list.count(), 1);
+        QCOMPARE(list.getRowState(0), RowState::Ready);
         QCOMPARE(
             list.data(list.index(0, 0), FileListModel::IconIdRole).toInt(), int(ListIcon::Ready));
-        QCOMPARE(list.SrcDurationTag(0), list.GetFieldText(0, Field::SrcDuration));
+        QCOMPARE(list.srcDurationTag(0), list.getFieldText(0, Field::SrcDuration));
 
         // Whatever a probe's outcome, the last row is ready again, even one of an earlier run.
         list.SetRowState(0, true, RowState::Done);
         ProbeFile(path(QStringLiteral("text.mkv")), list, report);
-        QCOMPARE(list.Count(), 1);
-        QCOMPARE(report.Count(), 1);
-        QCOMPARE(list.GetRowState(0), RowState::Ready);
-        QCOMPARE(list.GetFieldText(0, Field::State), QString());
+        QCOMPARE(list.count(), 1);
+        QCOMPARE(report.count(), 1);
+        QCOMPARE(list.getRowState(0), RowState::Ready);
+        QCOMPARE(list.getFieldText(0, Field::State), QString());
     }
 
     void abortFlagStopsTheOpen()
     {
         std::atomic_bool abort { true };
         Decoder decoder;
-        decoder.SetAbortFlag(&abort);
+        decoder.setAbortFlag(&abort);
         QVERIFY(!decoder.OpenFile(path(QStringLiteral("a.b.mkv"))));
         QVERIFY(decoder.LastErrorText().startsWith(
             path(QStringLiteral("a.b.mkv")) + QLatin1String(": ")));
-        QVERIFY(!decoder.IsOpen());
+        QVERIFY(!decoder.isOpen());
         QCOMPARE(decoder.FirstVideoStreamIndex(), -1);
         QCOMPARE(decoder.GetFileInfoDurationHigh(), int32_t(0x80000000u));
         QCOMPARE(decoder.GetFileInfoDurationLow(), 0);
@@ -318,12 +318,12 @@ private slots:
 
     void frameRates()
     {
-        QCOMPARE(FrameRateField(24000, 1001), 23);
-        QCOMPARE(FrameRateField(30000, 1001), 29);
-        QCOMPARE(FrameRateField(25, 1), 25);
-        QCOMPARE(FrameRateField(0, 0), 0);
-        QCOMPARE(FrameRateField(-1, 5), -1);
-        QCOMPARE(FrameRateField(50, 0), 50);
+        QCOMPARE(frameRateField(24000, 1001), 23);
+        QCOMPARE(frameRateField(30000, 1001), 29);
+        QCOMPARE(frameRateField(25, 1), 25);
+        QCOMPARE(frameRateField(0, 0), 0);
+        QCOMPARE(frameRateField(-1, 5), -1);
+        QCOMPARE(frameRateField(50, 0), 50);
     }
 };
 

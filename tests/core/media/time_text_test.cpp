@@ -26,15 +26,15 @@ private slots:
         QFETCH(qint64, value);
         int32_t low = 0;
         int32_t high = 0;
-        SplitTime(value, low, high);
-        QCOMPARE(JoinTimeHalves(low, high), value);
+        splitTime(value, low, high);
+        QCOMPARE(joinTimeHalves(low, high), value);
     }
 
     void unknownTimeIsTheSignBitAlone()
     {
         int32_t low = 1;
         int32_t high = 1;
-        SplitTime(UnknownTime, low, high);
+        splitTime(UnknownTime, low, high);
         QCOMPARE(low, 0);
         QCOMPARE(high, INT32_MIN);
     }
@@ -59,7 +59,7 @@ private slots:
         QCOMPARE(FormatMediaTime(micros), text);
         int32_t low = 0;
         int32_t high = 0;
-        SplitTime(micros, low, high);
+        splitTime(micros, low, high);
         QCOMPARE(FormatMediaTime(low, high), text);
     }
 
@@ -98,7 +98,7 @@ private slots:
         QFETCH(QString, words);
         QCOMPARE(FormatSeconds(seconds, false), clock);
         QCOMPARE(FormatSeconds(seconds, true), words);
-        QCOMPARE(ClockTextToWords(clock), words);
+        QCOMPARE(clockTextToWords(clock), words);
     }
 
     void byteSize_data()

@@ -26,21 +26,21 @@ private slots:
         auto gone = std::make_unique<QPushButton>(&window);
 
         CommandLock lock;
-        lock.Lock({ usable, disabled, inPanel, gone.get() });
-        QVERIFY(lock.IsLocked());
+        lock.lock({ usable, disabled, inPanel, gone.get() });
+        QVERIFY(lock.isLocked());
         QVERIFY(!usable->isEnabled() && !disabled->isEnabled());
         // A second lock while locked must not take the locked states as the ones to restore.
-        lock.Lock({ usable });
+        lock.lock({ usable });
         gone.reset();
         panel.setEnabled(true);
         QVERIFY(!inPanel->isEnabled());
 
-        lock.Release();
-        QVERIFY(!lock.IsLocked());
+        lock.release();
+        QVERIFY(!lock.isLocked());
         QVERIFY(usable->isEnabled());
         QVERIFY(!disabled->isEnabled());
         QVERIFY(inPanel->isEnabled());
-        lock.Release();
+        lock.release();
         QVERIFY(usable->isEnabled());
     }
 };

@@ -51,14 +51,14 @@ private:
             clip.height = 120;
             const QString path = media.filePath(name);
             if (!QFileInfo::exists(path))
-                QVERIFY(test::MakeClip(path, clip));
+                QVERIFY(test::makeClip(path, clip));
             paths << path;
         }
         QSignalSpy imported(window.get(), &MainWindow::importFinished);
         window->ImportFiles(paths);
         QTRY_COMPARE_WITH_TIMEOUT(imported.count(), 1, 10000);
     }
-    QString state(int row) const { return window->fileList()->GetFieldText(row, 4); }
+    QString state(int row) const { return window->fileList()->getFieldText(row, 4); }
     QStringList outputFiles() const
     {
         return QDir(out.path()).entryList(QDir::Files | QDir::Hidden, QDir::Name);
@@ -69,7 +69,7 @@ private slots:
 
     void init()
     {
-        Flags() = AppFlags {};
+        flags() = AppFlags {};
         QDir(out.path()).removeRecursively();
         QDir().mkpath(out.path());
         inputOptions.clear();
@@ -77,11 +77,11 @@ private slots:
         extension = QStringLiteral("MP3");
         window = std::make_unique<MainWindow>(
             MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
-        window->Load({});
+        window->load({});
         window->show();
         window->setTaskPlanner([this](int row) {
             return TaskPlan { inputOptions, options, extension, {},
-                window->fileList()->Item(row).source, {} };
+                window->fileList()->item(row).source, {} };
         });
         window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
             ->setText(out.path() + QLatin1Char('/'));
@@ -108,7 +108,7 @@ private slots:
         QCOMPARE(outputFiles(),
             (QStringList { QStringLiteral("a.MP3"), QStringLiteral("a_(new).MP3"),
                 QStringLiteral("b b.MP3") }));
-        QCOMPARE(window->fileList()->GetFieldText(2, Field::ConvertedFileName),
+        QCOMPARE(window->fileList()->getFieldText(2, Field::ConvertedFileName),
             out.filePath(QStringLiteral("a_(new).MP3")));
         QTRY_VERIFY(watcher.seen.contains(QStringLiteral("frmMsg")));
         QCOMPARE(window->GetConvertButtonState(), 0);
@@ -126,9 +126,9 @@ private slots:
         test::ModalWatcher watcher;
         inputOptions = QStringLiteral(" -re"); // the task lasts as long as the clip plays
         window->convertCommand();
-        QTRY_VERIFY_WITH_TIMEOUT(window->fileList()->GetRowProgress(0) >= 0, 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(window->fileList()->getRowProgress(0) >= 0, 20000);
         window->stopCommand();
-        QVERIFY(Flags().stoppedByUser);
+        QVERIFY(flags().stoppedByUser);
         QCOMPARE(window->GetConvertButtonState(), 0);
         for (int row = 0; row < 3; ++row)
             QCOMPARE(state(row), QStringLiteral("Canceled!"));
@@ -156,7 +156,7 @@ private slots:
         QCOMPARE(state(1), QStringLiteral("Unsuccessful!"));
         QVERIFY(
             window->fileList()
-                ->GetFieldText(1, Field::ErrMsg)
+                ->getFieldText(1, Field::ErrMsg)
                 .endsWith(QStringLiteral("junk.mp4: Invalid data found when processing input")));
 
         QDialog *report = nullptr;
@@ -183,7 +183,7 @@ private slots:
                                      "preset profiles.")),
             30000);
         QCOMPARE(window->GetConvertButtonState(), 0);
-        QVERIFY(Flags().stoppedByUser);
+        QVERIFY(flags().stoppedByUser);
         QCOMPARE(outputFiles(), QStringList());
     }
 
@@ -204,7 +204,7 @@ private slots:
         QCOMPARE(outputFiles(), (QStringList { QStringLiteral("r.M4A"), QStringLiteral("r.M4R") }));
         QVERIFY(existing.open(QIODevice::ReadOnly));
         QCOMPARE(existing.readAll(), QByteArray("the person's own file"));
-        QCOMPARE(window->fileList()->GetFieldText(0, Field::ConvertedFileName),
+        QCOMPARE(window->fileList()->getFieldText(0, Field::ConvertedFileName),
             out.filePath(QStringLiteral("r.M4R")));
     }
 
@@ -213,7 +213,7 @@ private slots:
         // A window of its own, planning rows from the real output settings.
         window = std::make_unique<MainWindow>(
             MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
-        window->Load({});
+        window->load({});
         window->show();
         window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
             ->setText(out.path() + QLatin1Char('/'));

@@ -18,14 +18,14 @@ using namespace sonivert;
 
 namespace {
 
-bool Touch(const QString &path)
+bool touch(const QString &path)
 {
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
     return file.open(QIODevice::WriteOnly);
 }
 
-std::unique_ptr<QMimeData> UriList(const QStringList &paths, const QList<QUrl> &extra = {})
+std::unique_ptr<QMimeData> uriList(const QStringList &paths, const QList<QUrl> &extra = {})
 {
     auto mime = std::make_unique<QMimeData>();
     QList<QUrl> urls;
@@ -95,14 +95,14 @@ private slots:
 
     void folderDropImportsSupportedFilesLastFoundFirst()
     {
-        QVERIFY(Touch(path(QStringLiteral("f/one/a.mp4"))));
-        QVERIFY(Touch(path(QStringLiteral("f/one/two/b.MKV"))));
-        QVERIFY(Touch(path(QStringLiteral("f/three/deep/c.avi"))));
-        QVERIFY(Touch(path(QStringLiteral("f/three/notes.txt"))));
+        QVERIFY(touch(path(QStringLiteral("f/one/a.mp4"))));
+        QVERIFY(touch(path(QStringLiteral("f/one/two/b.MKV"))));
+        QVERIFY(touch(path(QStringLiteral("f/three/deep/c.avi"))));
+        QVERIFY(touch(path(QStringLiteral("f/three/notes.txt"))));
 
         int hookCalls = 0;
         m_controller->setAboutToScan([&hookCalls] { ++hookCalls; });
-        const auto mime = UriList(
+        const auto mime = uriList(
             { path(QStringLiteral("f")) }, { QUrl(QStringLiteral("https://example.org/x.mp4")) });
         QVERIFY(drop(*mime));
         QVERIFY(m_eventAccepted);
@@ -127,11 +127,11 @@ private slots:
 
     void unsupportedOnlyDropIsReportedAsRefused()
     {
-        QVERIFY(Touch(path(QStringLiteral("u/readme.txt"))));
-        QVERIFY(Touch(path(QStringLiteral("u/song.mp3"))));
-        QVERIFY(Touch(path(QStringLiteral("loose.doc"))));
+        QVERIFY(touch(path(QStringLiteral("u/readme.txt"))));
+        QVERIFY(touch(path(QStringLiteral("u/song.mp3"))));
+        QVERIFY(touch(path(QStringLiteral("loose.doc"))));
 
-        const auto mime = UriList({ path(QStringLiteral("loose.doc")), path(QStringLiteral("u")) });
+        const auto mime = uriList({ path(QStringLiteral("loose.doc")), path(QStringLiteral("u")) });
         QVERIFY(drop(*mime));
         QTRY_VERIFY(m_result.has_value());
         QVERIFY(m_result->accepted.isEmpty());
@@ -142,8 +142,8 @@ private slots:
 
     void dropsAreRefusedUnlessIdleAndLocal()
     {
-        QVERIFY(Touch(path(QStringLiteral("r/a.mp4"))));
-        const auto files = UriList({ path(QStringLiteral("r/a.mp4")) });
+        QVERIFY(touch(path(QStringLiteral("r/a.mp4"))));
+        const auto files = uriList({ path(QStringLiteral("r/a.mp4")) });
 
         for (int state : { 1, 2 }) {
             m_runState = state;
@@ -180,8 +180,8 @@ private slots:
 
     void secondDropWhileScanningIsRefused()
     {
-        QVERIFY(Touch(path(QStringLiteral("s/a.mp4"))));
-        const auto files = UriList({ path(QStringLiteral("s")) });
+        QVERIFY(touch(path(QStringLiteral("s/a.mp4"))));
+        const auto files = uriList({ path(QStringLiteral("s")) });
         QVERIFY(drop(*files));
         QVERIFY(!drop(*files));
         QTRY_VERIFY(m_result.has_value());

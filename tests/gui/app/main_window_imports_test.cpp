@@ -36,45 +36,45 @@ class MainWindowImportsTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QStringList clips_;
-    std::unique_ptr<MainWindow> window_;
+    QTemporaryDir m_dir;
+    QStringList m_clips;
+    std::unique_ptr<MainWindow> m_window;
 
-    QString nameOf(int row) const { return window_->fileList()->GetFieldText(row, Field::Name); }
-    QPushButton *button(int index) const { return window_->listButton(index); }
+    QString nameOf(int row) const { return m_window->fileList()->getFieldText(row, Field::Name); }
+    QPushButton *button(int index) const { return m_window->listButton(index); }
 
     // A loaded window, past start-up, with the first clip in its list.
     bool loadWithOneRow()
     {
-        window_->Load({});
-        window_->show();
+        m_window->load({});
+        m_window->show();
         if (!QTest::qWaitFor([this] { return button(BtnAddFiles)->isEnabled(); }, 2000))
             return false;
-        QSignalSpy imported(window_.get(), &MainWindow::importFinished);
-        window_->ImportFiles({ clips_[0] });
-        return imported.wait(5000) && window_->fileList()->Count() == 1;
+        QSignalSpy imported(m_window.get(), &MainWindow::importFinished);
+        m_window->ImportFiles({ m_clips[0] });
+        return imported.wait(5000) && m_window->fileList()->count() == 1;
     }
 
 private slots:
     void initTestCase()
     {
         SetupFolders(QStringLiteral(SONIVERT_BIN_DIR), Key);
-        QVERIFY(dir_.isValid());
+        QVERIFY(m_dir.isValid());
         test::ClipOptions options;
         options.seconds = 0.3;
         for (const char *name : { "first.mp4", "chosen.mp4", "handed.mkv", "dropped.mp4" }) {
-            clips_ << dir_.filePath(QString::fromLatin1(name));
-            QVERIFY(test::MakeClip(clips_.last(), options));
+            m_clips << m_dir.filePath(QString::fromLatin1(name));
+            QVERIFY(test::makeClip(m_clips.last(), options));
         }
     }
 
     void init()
     {
-        Flags() = AppFlags {};
-        window_ = std::make_unique<MainWindow>(
+        flags() = AppFlags {};
+        m_window = std::make_unique<MainWindow>(
             MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
     }
-    void cleanup() { window_.reset(); }
+    void cleanup() { m_window.reset(); }
 
     // A file handed over while a modal dialog is up waits until the dialog has gone; with the
     // open dialog of Add Files up, the chosen files go first and the two imports never overlap.
@@ -89,20 +89,20 @@ private slots:
     {
         QFETCH(QString, command);
         QVERIFY(loadWithOneRow());
-        QSignalSpy imported(window_.get(), &MainWindow::importFinished);
+        QSignalSpy imported(m_window.get(), &MainWindow::importFinished);
         const bool addFiles = command == QLatin1String("Add Files");
 
         int rowsWhileOpen = -1;
         int importsWhileOpen = -1;
-        test::OnNextModal([&](QWidget *dialog) {
-            window_->OpenFileFromText(QLatin1Char(' ') + clips_[2]);
+        test::onNextModal([&](QWidget *dialog) {
+            m_window->OpenFileFromText(QLatin1Char(' ') + m_clips[2]);
             QTest::qWait(300);
-            rowsWhileOpen = window_->fileList()->Count();
+            rowsWhileOpen = m_window->fileList()->count();
             importsWhileOpen = int(imported.count());
             if (auto *files = qobject_cast<QFileDialog *>(dialog)) {
                 // Typed, as a person would: the directory listing loads in the background.
                 files->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))
-                    ->setText(QLatin1Char('"') + clips_[1] + QLatin1Char('"'));
+                    ->setText(QLatin1Char('"') + m_clips[1] + QLatin1Char('"'));
                 static_cast<QDialog *>(files)->accept();
                 if (files->isVisible())
                     static_cast<QDialog *>(files)->reject(); // the test fails, without hanging
@@ -114,19 +114,19 @@ private slots:
         if (command == QLatin1String("Setting"))
             button(BtnSetting)->click();
         else if (command == QLatin1String("Properties"))
-            window_->findChild<QPushButton *>(QStringLiteral("Cmd_MoreInfo"))->click();
+            m_window->findChild<QPushButton *>(QStringLiteral("Cmd_MoreInfo"))->click();
         else
             button(BtnAddFiles)->click();
 
         QCOMPARE(rowsWhileOpen, 1);
         QCOMPARE(importsWhileOpen, 0);
         const int expected = addFiles ? 3 : 2;
-        QTRY_COMPARE_WITH_TIMEOUT(window_->fileList()->Count(), expected, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_window->fileList()->count(), expected, 5000);
         QTRY_COMPARE_WITH_TIMEOUT(int(imported.count()), expected - 1, 5000);
         if (addFiles)
             QCOMPARE(nameOf(1), QStringLiteral("chosen.mp4"));
         QCOMPARE(nameOf(expected - 1), QStringLiteral("handed.mkv"));
-        QVERIFY(window_->isEnabled());
+        QVERIFY(m_window->isEnabled());
     }
 
     // The failure report of an import keeps the window disabled; a file handed over meanwhile is
@@ -134,24 +134,24 @@ private slots:
     void aHandOverWaitsForTheFailureReport()
     {
         QVERIFY(loadWithOneRow());
-        const QString broken = dir_.filePath(QStringLiteral("broken.avi"));
+        const QString broken = m_dir.filePath(QStringLiteral("broken.avi"));
         QFile junk(broken);
         QVERIFY(junk.open(QIODevice::WriteOnly));
         junk.write(QByteArray(4096, 'x'));
         junk.close();
-        QSignalSpy imported(window_.get(), &MainWindow::importFinished);
-        window_->ImportFiles({ broken });
+        QSignalSpy imported(m_window.get(), &MainWindow::importFinished);
+        m_window->ImportFiles({ broken });
         QVERIFY(imported.wait(5000));
-        auto *report = window_->findChild<QDialog *>(QStringLiteral("frmReportList"));
+        auto *report = m_window->findChild<QDialog *>(QStringLiteral("frmReportList"));
         QVERIFY(report && report->isVisible());
-        QVERIFY(!window_->isEnabled());
+        QVERIFY(!m_window->isEnabled());
 
-        window_->OpenFileFromText(QLatin1Char(' ') + clips_[2]);
+        m_window->OpenFileFromText(QLatin1Char(' ') + m_clips[2]);
         QTest::qWait(300);
-        QCOMPARE(window_->fileList()->Count(), 1);
+        QCOMPARE(m_window->fileList()->count(), 1);
         QTest::keyClick(report, Qt::Key_Escape);
-        QVERIFY(window_->isEnabled());
-        QTRY_COMPARE_WITH_TIMEOUT(window_->fileList()->Count(), 2, 5000);
+        QVERIFY(m_window->isEnabled());
+        QTRY_COMPARE_WITH_TIMEOUT(m_window->fileList()->count(), 2, 5000);
         QCOMPARE(nameOf(1), QStringLiteral("handed.mkv"));
     }
 
@@ -161,31 +161,31 @@ private slots:
     void aOneFileImportTakesTheCommandsOutOfUse()
     {
         QVERIFY(loadWithOneRow());
-        QPushButton *more = window_->findChild<QPushButton *>(QStringLiteral("Cmd_MoreInfo"));
+        QPushButton *more = m_window->findChild<QPushButton *>(QStringLiteral("Cmd_MoreInfo"));
         QVERIFY(button(BtnConvert)->isEnabled() && more->isEnabled());
-        QSignalSpy imported(window_.get(), &MainWindow::importFinished);
-        QSignalSpy runs(window_.get(), &MainWindow::runFinished);
+        QSignalSpy imported(m_window.get(), &MainWindow::importFinished);
+        QSignalSpy runs(m_window.get(), &MainWindow::runFinished);
 
-        window_->ImportFiles({ clips_[1] });
+        m_window->ImportFiles({ m_clips[1] });
         for (int i = 0; i <= BtnTrim; ++i)
             QVERIFY2(!button(i)->isEnabled(), qPrintable(button(i)->objectName()));
         QVERIFY(!more->isEnabled());
-        QVERIFY(!window_->findChild<QPushButton *>(QStringLiteral("Cmd_Diagnose"))->isEnabled());
-        window_->convertCommand();
-        QCOMPARE(window_->GetConvertButtonState(), 0);
+        QVERIFY(!m_window->findChild<QPushButton *>(QStringLiteral("Cmd_Diagnose"))->isEnabled());
+        m_window->convertCommand();
+        QCOMPARE(m_window->GetConvertButtonState(), 0);
 
         QMimeData drop;
-        drop.setUrls({ QUrl::fromLocalFile(clips_[3]) });
+        drop.setUrls({ QUrl::fromLocalFile(m_clips[3]) });
         QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction, &drop, Qt::LeftButton, {});
-        QApplication::sendEvent(window_.get(), &enter);
+        QApplication::sendEvent(m_window.get(), &enter);
         QVERIFY(!enter.isAccepted());
 
-        window_->OpenFileFromText(QLatin1Char(' ') + clips_[2]);
+        m_window->OpenFileFromText(QLatin1Char(' ') + m_clips[2]);
         QTRY_COMPARE_WITH_TIMEOUT(int(imported.count()), 2, 5000);
-        QCOMPARE(window_->fileList()->Count(), 3);
+        QCOMPARE(m_window->fileList()->count(), 3);
         QCOMPARE(nameOf(1), QStringLiteral("chosen.mp4"));
         QCOMPARE(nameOf(2), QStringLiteral("handed.mkv"));
-        QCOMPARE(window_->GetConvertButtonState(), 0);
+        QCOMPARE(m_window->GetConvertButtonState(), 0);
         QCOMPARE(runs.count(), 0);
         for (int i = 0; i <= BtnTrim; ++i)
             QVERIFY2(button(i)->isEnabled(), qPrintable(button(i)->objectName()));
@@ -193,7 +193,7 @@ private slots:
 
         // Idle again, the window takes a drop.
         QDragEnterEvent later(QPoint(20, 20), Qt::CopyAction, &drop, Qt::LeftButton, {});
-        QApplication::sendEvent(window_.get(), &later);
+        QApplication::sendEvent(m_window.get(), &later);
         QVERIFY(later.isAccepted());
     }
 
@@ -203,28 +203,28 @@ private slots:
     {
         QVERIFY(loadWithOneRow());
         QTemporaryDir output;
-        window_->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))->setText(output.path());
+        m_window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))->setText(output.path());
         test::FakeEngine engine;
         engine.otherwise.hold = true;
-        window_->conversionRun()->SetJobFactory(engine.Factory());
-        window_->setTaskPlanner([](int) {
+        m_window->conversionRun()->setJobFactory(engine.factory());
+        m_window->setTaskPlanner([](int) {
             TaskPlan plan;
             plan.outputOptions = QStringLiteral(" -vn");
             plan.extension = QStringLiteral("MP3");
             return plan;
         });
-        window_->convertCommand();
-        QTRY_COMPARE(engine.RunningCount(), 1);
-        QCOMPARE(window_->GetConvertButtonState(), 1);
+        m_window->convertCommand();
+        QTRY_COMPARE(engine.runningCount(), 1);
+        QCOMPARE(m_window->GetConvertButtonState(), 1);
 
-        window_->OpenFileFromText(QLatin1Char(' ') + clips_[2]);
-        window_->stopCommand();
-        QTRY_COMPARE(window_->GetConvertButtonState(), 0);
+        m_window->OpenFileFromText(QLatin1Char(' ') + m_clips[2]);
+        m_window->stopCommand();
+        QTRY_COMPARE(m_window->GetConvertButtonState(), 0);
         // What would open a waiting file: the window enabled again.
-        window_->setEnabled(false);
-        window_->setEnabled(true);
+        m_window->setEnabled(false);
+        m_window->setEnabled(true);
         QTest::qWait(200);
-        QCOMPARE(window_->fileList()->Count(), 1);
+        QCOMPARE(m_window->fileList()->count(), 1);
     }
 };
 

@@ -94,7 +94,7 @@ private slots:
 
     void init()
     {
-        Flags() = AppFlags {};
+        flags() = AppFlags {};
         window = std::make_unique<MainWindow>(
             MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
     }
@@ -102,18 +102,18 @@ private slots:
 
     void loadTitlesAndStartsInTheEmptyListState()
     {
-        window->Load({});
+        window->load({});
         window->show();
         QCOMPARE(window->windowTitle(), QStringLiteral("Corvallo Sonivert"));
         QCOMPARE(window->GetConvertButtonState(), 0);
         QCOMPARE(window->listButton(BtnConvert)->text(), QStringLiteral("Convert Now"));
-        QVERIFY(!Flags().isUnloading);
+        QVERIFY(!flags().isUnloading);
         QVERIFY(child<QListWidget>("ListBox_Fake")->isVisible());
         QVERIFY(!child<QTableView>("FileViewMain")->isVisible());
         // Add Files waits for the start-up timer.
         QVERIFY(!enabled(BtnAddFiles));
         QTRY_VERIFY_WITH_TIMEOUT(enabled(BtnAddFiles), 2000);
-        QCOMPARE(child<QLineEdit>("Txt_OutputPath")->text(), Folders().outputPath);
+        QCOMPARE(child<QLineEdit>("Txt_OutputPath")->text(), folders().outputPath);
     }
 
     void controlStates()
@@ -182,11 +182,11 @@ private slots:
     {
         FakeRun run { window.get() };
         window->setRunHooks(run.hooks());
-        window->Load({});
+        window->load({});
         window->show();
         QVERIFY(window->close());
         QVERIFY(window->isUnloaded());
-        QVERIFY(Flags().isUnloading);
+        QVERIFY(flags().isUnloading);
         QCOMPARE(run.toggles, 0);
         QCOMPARE(RegReadText(Key, QStringLiteral("WinTagInfo")), QString());
     }
@@ -210,20 +210,20 @@ private slots:
         QVERIFY(input.open(QIODevice::WriteOnly) && input.write("a clip") > 0);
         input.close();
         MediaItem item;
-        item.Set(Field::FilePath, dir.path() + QLatin1Char('/'));
-        item.Set(Field::Name, QStringLiteral("clip.mp4"));
-        window->fileList()->AppendMediaItem(item);
+        item.set(Field::FilePath, dir.path() + QLatin1Char('/'));
+        item.set(Field::Name, QStringLiteral("clip.mp4"));
+        window->fileList()->appendMediaItem(item);
         child<QLineEdit>("Txt_OutputPath")->setText(dir.path());
         test::FakeEngine engine;
         engine.otherwise.hold = true;
-        window->conversionRun()->SetJobFactory(engine.Factory());
+        window->conversionRun()->setJobFactory(engine.factory());
         window->setTaskPlanner([](int) {
             return TaskPlan { QString(), QStringLiteral(" -vn"), QStringLiteral("MP3"), {}, {},
                 {} };
         });
         window->show();
         window->convertCommand();
-        QTRY_COMPARE(engine.RunningCount(), 1);
+        QTRY_COMPARE(engine.runningCount(), 1);
         if (runState == 2)
             window->convertCommand();
         QCOMPARE(window->GetConvertButtonState(), runState);
@@ -240,13 +240,13 @@ private slots:
         if (answerYes) {
             // The unload ended the run and what it was writing.
             QCOMPARE(window->GetConvertButtonState(), 0);
-            QCOMPARE(engine.RunningCount(), 0);
+            QCOMPARE(engine.runningCount(), 0);
             QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
                 QStringList { QStringLiteral("clip.mp4") });
         } else {
             // Whatever the state before, the conversion runs again afterwards.
             QCOMPARE(window->GetConvertButtonState(), 1);
-            QVERIFY(!engine.jobs.first()->IsPaused());
+            QVERIFY(!engine.jobs.first()->isPaused());
             window->stopCommand();
         }
     }
@@ -281,7 +281,7 @@ private slots:
     void tipSitsBesideTheListAndClosesWhenTheWindowMoves()
     {
         QCOMPARE(TipPopup::placeFor(QPoint(100, 50)), QPoint(485, 247));
-        window->Load({});
+        window->load({});
         window->show();
         QVERIFY(QTest::qWaitForWindowExposed(window.get()));
         TipPopup *tip = window->tipPopup();
@@ -301,25 +301,25 @@ private slots:
     {
         QTemporaryDir dir;
         const QString clip = dir.filePath(QStringLiteral("clip one.mp4"));
-        QVERIFY(test::MakeClip(clip, shortClip(0.5)));
+        QVERIFY(test::makeClip(clip, shortClip(0.5)));
         QSignalSpy imported(window.get(), &MainWindow::importFinished);
-        window->Load({ clip, dir.filePath(QStringLiteral("second.mp4")) });
+        window->load({ clip, dir.filePath(QStringLiteral("second.mp4")) });
         window->show();
         QTRY_COMPARE_WITH_TIMEOUT(imported.count(), 1, 5000);
-        QCOMPARE(window->fileList()->Count(), 1);
-        QCOMPARE(window->fileList()->GetFieldText(0, 1), QStringLiteral("clip one.mp4"));
+        QCOMPARE(window->fileList()->count(), 1);
+        QCOMPARE(window->fileList()->getFieldText(0, 1), QStringLiteral("clip one.mp4"));
         QVERIFY(child<QTableView>("FileViewMain")->isVisible());
         QVERIFY(enabled(BtnConvert) && enabled(BtnRemove));
         QCOMPARE(window->CurrentItemIndex(), 0);
         QVERIFY(!child<QLabel>("lbl_InputFileValue_4")->text().isEmpty());
         QTest::qWait(400);
         QCOMPARE(window->tipPopup()->state(), TipPopup::Closed);
-        QCOMPARE(window->fileList()->Count(), 1); // only the first argument is opened
+        QCOMPARE(window->fileList()->count(), 1); // only the first argument is opened
     }
 
     void anUnsupportedFileIsRefusedWithAMessage()
     {
-        window->Load({});
+        window->load({});
         window->show();
         QTRY_VERIFY_WITH_TIMEOUT(enabled(BtnAddFiles), 2000);
         QString message;
@@ -328,7 +328,7 @@ private slots:
         QCOMPARE(message,
             QStringLiteral("Plase check if the file format supported and listed in "
                            "our website.\n\nThank you."));
-        QCOMPARE(window->fileList()->Count(), 0);
+        QCOMPARE(window->fileList()->count(), 0);
         QVERIFY(!enabled(BtnConvert));
     }
 
@@ -338,21 +338,21 @@ private slots:
         const QString a = dir.filePath(QStringLiteral("a.mp4"));
         const QString b = dir.filePath(QStringLiteral("b.mkv"));
         const QString broken = dir.filePath(QStringLiteral("broken.avi"));
-        QVERIFY(test::MakeClip(a, shortClip(0.3)));
-        QVERIFY(test::MakeClip(b, shortClip(0.3)));
+        QVERIFY(test::makeClip(a, shortClip(0.3)));
+        QVERIFY(test::makeClip(b, shortClip(0.3)));
         QFile junk(broken);
         QVERIFY(junk.open(QIODevice::WriteOnly));
         junk.write(QByteArray(4096, 'x'));
         junk.close();
 
-        window->Load({});
+        window->load({});
         window->show();
         QTRY_VERIFY_WITH_TIMEOUT(enabled(BtnAddFiles), 2000);
         QSignalSpy imported(window.get(), &MainWindow::importFinished);
         window->ImportFiles({ a, broken, dir.filePath(QStringLiteral("gone.mp4")), b });
         QTRY_COMPARE_WITH_TIMEOUT(imported.count(), 1, 10000);
-        QCOMPARE(window->fileList()->Count(), 2);
-        QCOMPARE(window->fileView()->Footer()->CountText(), QStringLiteral(" 2 files"));
+        QCOMPARE(window->fileList()->count(), 2);
+        QCOMPARE(window->fileView()->footer()->countText(), QStringLiteral(" 2 files"));
 
         // The report lists the two failures, in order, and keeps the window disabled until OK.
         auto *report = window->findChild<QDialog *>(QStringLiteral("frmReportList"));
@@ -366,19 +366,19 @@ private slots:
         QVERIFY(!window->isEnabled());
         report->findChild<QPushButton *>(QStringLiteral("Cmd_Panels_0"))->click();
         QTRY_VERIFY(window->isEnabled());
-        QVERIFY(window->failureReport().IsEmpty());
+        QVERIFY(window->failureReport().isEmpty());
 
         // Removing one of two rows keeps the grid; removing the last shows the placeholder.
         auto *view = window->fileView();
-        view->SelectRow(1);
+        view->selectAndReveal(1);
         window->removeCommand();
-        QCOMPARE(window->fileList()->Count(), 1);
+        QCOMPARE(window->fileList()->count(), 1);
         QVERIFY(view->isVisible());
         QCOMPARE(window->CurrentItemIndex(), -1);
         QVERIFY(child<QLabel>("lbl_InputFileValue_4")->text().isEmpty());
-        view->SelectRow(0);
+        view->selectAndReveal(0);
         window->removeCommand();
-        QCOMPARE(window->fileList()->Count(), 0);
+        QCOMPARE(window->fileList()->count(), 0);
         QVERIFY(!view->isVisible());
         QVERIFY(child<QListWidget>("ListBox_Fake")->isVisible());
         QVERIFY(!enabled(BtnRemove) && !enabled(BtnConvert) && enabled(BtnAddFiles));
@@ -386,9 +386,9 @@ private slots:
 
     void presetChangesOfTheSessionSurviveWindowEvents()
     {
-        window->Load({});
+        window->load({});
         window->show();
-        CatalogueTable &presets = AppCatalogue().presets;
+        CatalogueTable &presets = appCatalogue().presets;
         const QString caption = presets.columns.value(1);
         SetCatalogueCell(
             presets, 1, caption, QStringLiteral("changed in this session"), true, true);
@@ -400,7 +400,7 @@ private slots:
 
     void theFormatListsAreFilledAtLoad()
     {
-        window->Load({});
+        window->load({});
         auto *format = child<QComboBox>("Cmb_OutputFormat");
         auto *preset = child<QComboBox>("Cmd_OutputPreset");
         QVERIFY(format->count() >= 10);

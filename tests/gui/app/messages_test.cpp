@@ -83,7 +83,7 @@ private slots:
         int seenIcon = -1;
         QString seenTitle = QStringLiteral("unset");
         int buttonCount = 0;
-        test::OnNextModal([&](QWidget *w) {
+        test::onNextModal([&](QWidget *w) {
             auto *box = qobject_cast<QMessageBox *>(w);
             QVERIFY(box);
             seenIcon = box->icon();
@@ -112,7 +112,7 @@ private slots:
     void titlesAreExactlyTheirOwn()
     {
         QFETCH(QString, title);
-        SetApplicationIdentity(
+        setApplicationIdentity(
             QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), QStringLiteral("1.2.3"));
         QCOMPARE(QCoreApplication::applicationName(), QStringLiteral("Sonivert"));
         // No display name is pinned: Qt would append it to every title on screen.
@@ -122,7 +122,7 @@ private slots:
 
         QString ownTitle = QStringLiteral("unset");
         QString screenTitle = QStringLiteral("unset");
-        test::OnNextModal([&](QWidget *w) {
+        test::onNextModal([&](QWidget *w) {
             ownTitle = w->windowTitle();
             screenTitle = w->windowHandle() ? w->windowHandle()->title() : QStringLiteral("none");
             QTest::keyClick(w, Qt::Key_Escape);
@@ -137,7 +137,7 @@ private slots:
 
     void defaultButtonIsTheFirst()
     {
-        test::OnNextModal([](QWidget *w) { QTest::keyClick(w, Qt::Key_Return); });
+        test::onNextModal([](QWidget *w) { QTest::keyClick(w, Qt::Key_Return); });
         QCOMPARE(ShowMessage(QStringLiteral("Sure?"), MsgQuestion, QStringLiteral("Title")),
             int(ResultYes));
     }
@@ -157,7 +157,7 @@ private slots:
         QTemporaryDir dir;
         const QString path = dir.filePath(tail);
         QString prompt;
-        test::OnNextModal([&](QWidget *w) {
+        test::onNextModal([&](QWidget *w) {
             auto *box = qobject_cast<QMessageBox *>(w);
             prompt = box->text();
             box->button(answerYes ? QMessageBox::Yes : QMessageBox::No)->click();

@@ -26,23 +26,23 @@ class RunBindingTest : public QObject
 {
     Q_OBJECT
 
-    QTemporaryDir dir_;
-    std::unique_ptr<MainWindow> window_;
-    test::FakeEngine engine_;
+    QTemporaryDir m_dir;
+    std::unique_ptr<MainWindow> m_window;
+    test::FakeEngine m_engine;
 
-    QString state(int row) const { return window_->fileList()->GetFieldText(row, Field::State); }
-    QLineEdit *outputBox() const { return window_->findChild<QLineEdit *>(u"Txt_OutputPath"_s); }
+    QString state(int row) const { return m_window->fileList()->getFieldText(row, Field::State); }
+    QLineEdit *outputBox() const { return m_window->findChild<QLineEdit *>(u"Txt_OutputPath"_s); }
 
     // Rows for the given file names, which exist but hold no media: the fake engine needs none.
     void addRows(const QStringList &names)
     {
         for (const QString &name : names) {
-            QFile file(dir_.filePath(name));
+            QFile file(m_dir.filePath(name));
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
             MediaItem item;
-            item.Set(Field::FilePath, dir_.path() + u'/');
-            item.Set(Field::Name, name);
-            window_->fileList()->AppendMediaItem(item);
+            item.set(Field::FilePath, m_dir.path() + u'/');
+            item.set(Field::Name, name);
+            m_window->fileList()->appendMediaItem(item);
         }
     }
 
@@ -51,32 +51,32 @@ private slots:
 
     void init()
     {
-        Flags() = AppFlags {};
-        engine_ = test::FakeEngine();
-        window_ = std::make_unique<MainWindow>(
+        flags() = AppFlags {};
+        m_engine = test::FakeEngine();
+        m_window = std::make_unique<MainWindow>(
             MainWindow::Identity { u"Corvallo"_s, u"Sonivert"_s, Key });
-        window_->conversionRun()->SetJobFactory(engine_.Factory());
-        window_->setTaskPlanner([](int) {
+        m_window->conversionRun()->setJobFactory(m_engine.factory());
+        m_window->setTaskPlanner([](int) {
             return TaskPlan { QString(), u" -vn"_s, u"MP3"_s, {}, {}, {} };
         });
-        outputBox()->setText(dir_.filePath(u"out"_s));
-        window_->show();
+        outputBox()->setText(m_dir.filePath(u"out"_s));
+        m_window->show();
     }
 
-    void cleanup() { window_.reset(); }
+    void cleanup() { m_window.reset(); }
 
     void anUnusableFolderIsNamedWithTheReason()
     {
         addRows({ u"a.mp4"_s });
         outputBox()->setText(u"/proc/"_s);
-        window_->convertCommand();
-        QCOMPARE(window_->GetConvertButtonState(), 0);
-        auto *why = window_->findChild<QLabel *>(u"lbl_OutputFolderProblem"_s);
+        m_window->convertCommand();
+        QCOMPARE(m_window->GetConvertButtonState(), 0);
+        auto *why = m_window->findChild<QLabel *>(u"lbl_OutputFolderProblem"_s);
         QVERIFY(why->isVisible());
         QCOMPARE(why->text(), u"This folder cannot be written to."_s);
         QCOMPARE(outputBox()->selectedText(), u"/proc/"_s);
         // Another folder typed in: the complaint goes.
-        outputBox()->setText(dir_.path());
+        outputBox()->setText(m_dir.path());
         QVERIFY(!why->isVisible());
     }
 
@@ -84,23 +84,23 @@ private slots:
     void pauseAndResumeFollowTheButton()
     {
         addRows({ u"a.mp4"_s, u"b.mp4"_s });
-        engine_.otherwise = test::FakeScript { JobOutcome::Succeeded, {}, { 500'000 }, true };
+        m_engine.otherwise = test::FakeScript { JobOutcome::Succeeded, {}, { 500'000 }, true };
         // Two at a time, whatever the machine's core count.
-        window_->findChild<QCheckBox *>(u"chkThreadMode"_s)->setChecked(true);
-        window_->findChild<QLineEdit *>(u"txtThreadCount"_s)->setText(u"2"_s);
-        QCOMPARE(window_->runOptions()->threadCount(), 2);
-        window_->convertCommand();
-        QTRY_COMPARE(engine_.RunningCount(), 2);
-        window_->convertCommand();
-        QCOMPARE(window_->GetConvertButtonState(), 2);
-        QCOMPARE(window_->listButton(BtnConvert)->text(), u"Resume"_s);
-        QVERIFY(engine_.jobs.at(0)->IsPaused() && engine_.jobs.at(1)->IsPaused());
-        window_->convertCommand();
-        QCOMPARE(window_->listButton(BtnConvert)->text(), u"Pause"_s);
-        QSignalSpy finished(window_.get(), &MainWindow::runFinished);
+        m_window->findChild<QCheckBox *>(u"chkThreadMode"_s)->setChecked(true);
+        m_window->findChild<QLineEdit *>(u"txtThreadCount"_s)->setText(u"2"_s);
+        QCOMPARE(m_window->runOptions()->threadCount(), 2);
+        m_window->convertCommand();
+        QTRY_COMPARE(m_engine.runningCount(), 2);
+        m_window->convertCommand();
+        QCOMPARE(m_window->GetConvertButtonState(), 2);
+        QCOMPARE(m_window->listButton(BtnConvert)->text(), u"Resume"_s);
+        QVERIFY(m_engine.jobs.at(0)->isPaused() && m_engine.jobs.at(1)->isPaused());
+        m_window->convertCommand();
+        QCOMPARE(m_window->listButton(BtnConvert)->text(), u"Pause"_s);
+        QSignalSpy finished(m_window.get(), &MainWindow::runFinished);
         test::ModalWatcher watcher;
-        for (const QPointer<test::FakeJob> &job : engine_.jobs)
-            job->Release();
+        for (const QPointer<test::FakeJob> &job : m_engine.jobs)
+            job->release();
         QTRY_COMPARE(finished.count(), 1);
         QCOMPARE(state(0), u"Done"_s);
         QCOMPARE(state(1), u"Done"_s);
@@ -109,23 +109,23 @@ private slots:
     void stopWhileIdleCancelsEveryRow()
     {
         addRows({ u"a.mp4"_s, u"b.mp4"_s });
-        window_->stopCommand();
+        m_window->stopCommand();
         QCOMPARE(state(0), u"Canceled!"_s);
         QCOMPARE(state(1), u"Canceled!"_s);
-        QCOMPARE(window_->GetConvertButtonState(), 0);
+        QCOMPARE(m_window->GetConvertButtonState(), 0);
     }
 
     // Two ticks of the elapsed timer without progress: the bar turns busy and says so.
     void aStalledRunShowsProcessing()
     {
         addRows({ u"a.mp4"_s });
-        engine_.otherwise = test::FakeScript { JobOutcome::Succeeded, {}, { 0 }, true };
-        window_->convertCommand();
-        auto *busy = window_->findChild<QLabel *>(u"lbl_TotalBusy"_s);
+        m_engine.otherwise = test::FakeScript { JobOutcome::Succeeded, {}, { 0 }, true };
+        m_window->convertCommand();
+        auto *busy = m_window->findChild<QLabel *>(u"lbl_TotalBusy"_s);
         QVERIFY(!busy->isVisible());
         QTRY_VERIFY_WITH_TIMEOUT(busy->isVisible(), 4000);
         QCOMPARE(busy->text(), u"Processing..."_s);
-        window_->stopCommand();
+        m_window->stopCommand();
         QVERIFY(!busy->isVisible());
     }
 
@@ -133,16 +133,16 @@ private slots:
     void aFailureHidesTheElapsedTimeForTheRest()
     {
         addRows({ u"a.mp4"_s, u"b.mp4"_s });
-        engine_.scripts.insert(
+        m_engine.scripts.insert(
             u"a.mp4"_s, test::FakeScript { JobOutcome::Failed, u"something broke"_s, {}, false });
-        engine_.otherwise.hold = true;
+        m_engine.otherwise.hold = true;
         test::ModalWatcher watcher;
-        window_->convertCommand();
+        m_window->convertCommand();
         QTRY_COMPARE(state(0), u"Unsuccessful!"_s);
         QTest::qWait(1300);
-        QCOMPARE(window_->fileList()->StateColumnCaption(), QString());
-        QCOMPARE(window_->GetConvertButtonState(), 1);
-        window_->stopCommand();
+        QCOMPARE(m_window->fileList()->stateColumnCaption(), QString());
+        QCOMPARE(m_window->GetConvertButtonState(), 1);
+        m_window->stopCommand();
     }
 
     void completionWindowOnlyOverANormalWindow_data()
@@ -158,11 +158,11 @@ private slots:
         QFETCH(bool, maximised);
         QFETCH(bool, shown);
         if (maximised)
-            window_->showMaximized();
+            m_window->showMaximized();
         addRows({ u"a.mp4"_s });
         test::ModalWatcher watcher;
-        QSignalSpy finished(window_.get(), &MainWindow::runFinished);
-        window_->convertCommand();
+        QSignalSpy finished(m_window.get(), &MainWindow::runFinished);
+        m_window->convertCommand();
         QTRY_COMPARE(finished.count(), 1);
         QTest::qWait(100);
         QCOMPARE(watcher.seen.contains(u"frmMsg"_s), shown);

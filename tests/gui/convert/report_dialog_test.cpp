@@ -42,7 +42,7 @@ private slots:
     {
         FailureReport report;
         QWidget mainWindow;
-        QCOMPARE(ShowFailureReportDialog(&mainWindow, report, QStringLiteral("Failed"),
+        QCOMPARE(showFailureReportDialog(&mainWindow, report, QStringLiteral("Failed"),
                      QStringLiteral("Failed to import files!"), Key),
             nullptr);
         QVERIFY(mainWindow.isEnabled());
@@ -53,7 +53,7 @@ private slots:
         QWidget mainWindow;
         FailureReport plain = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") } });
         ReportDialog *dialog
-            = ShowFailureReportDialog(&mainWindow, plain, QStringLiteral("Conversion Reports"),
+            = showFailureReportDialog(&mainWindow, plain, QStringLiteral("Conversion Reports"),
                 QStringLiteral("Can not convert these files!"), Key);
         QCOMPARE(dialog->windowTitle(), QStringLiteral("Conversion Reports"));
         QCOMPARE(dialog->findChild<QLabel *>(QStringLiteral("lbl_Msg"))->text(),
@@ -63,7 +63,7 @@ private slots:
         // Invalid data alone is a damaged file; with encryption in its container it is protected.
         FailureReport damaged = reportOf({ { QStringLiteral("b.mp4"),
             QStringLiteral("/v/b.mp4: Invalid data found when processing input") } });
-        dialog = ShowFailureReportDialog(&mainWindow, damaged, QStringLiteral("Conversion Reports"),
+        dialog = showFailureReportDialog(&mainWindow, damaged, QStringLiteral("Conversion Reports"),
             QStringLiteral("Can not convert these files!"), Key);
         QCOMPARE(dialog->windowTitle(), QStringLiteral("Conversion Reports"));
         dialog->close();
@@ -71,7 +71,7 @@ private slots:
         FailureReport mixed = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") },
             { QStringLiteral("b.mp4"),
                 QStringLiteral("/v/b.mp4: Invalid data found when processing input"), true } });
-        dialog = ShowFailureReportDialog(&mainWindow, mixed, QStringLiteral("Conversion Reports"),
+        dialog = showFailureReportDialog(&mainWindow, mixed, QStringLiteral("Conversion Reports"),
             QStringLiteral("Can not convert these files!"), Key);
         QCOMPARE(dialog->windowTitle(), QStringLiteral("DRM Protection"));
         QCOMPARE(dialog->findChild<QLabel *>(QStringLiteral("lbl_Msg"))->text(),
@@ -101,7 +101,7 @@ private slots:
         mainWindow.show();
         FailureReport report = reportOf({ { QStringLiteral("a.mp4"),
             QStringLiteral("/v/a.mp4: Invalid data found when processing input"), encrypted } });
-        QPointer<ReportDialog> dialog = ShowFailureReportDialog(&mainWindow, report,
+        QPointer<ReportDialog> dialog = showFailureReportDialog(&mainWindow, report,
             QStringLiteral("Failed"), QStringLiteral("Failed to import files!"), Key);
         QCOMPARE(dialog->windowTitle(), title);
         QVERIFY(!mainWindow.isEnabled());
@@ -117,7 +117,7 @@ private slots:
             dialog->close();
         QVERIFY(!dialog || !dialog->isVisible());
         QVERIFY(mainWindow.isEnabled());
-        QVERIFY(report.IsEmpty());
+        QVERIFY(report.isEmpty());
     }
 
     void detailsOfTheSelectedFailureCanBeCopied()
@@ -125,7 +125,7 @@ private slots:
         QWidget mainWindow;
         FailureReport report = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") },
             { QStringLiteral("b.mp4"), QStringLiteral("Odd") } });
-        ReportDialog *dialog = ShowFailureReportDialog(
+        ReportDialog *dialog = showFailureReportDialog(
             &mainWindow, report, QStringLiteral("Failed"), QStringLiteral("x"), Key, [](int entry) {
                 return entry == 1 ? QStringLiteral("ffmpeg -i b.mp4\nerror") : QString();
             });
@@ -157,7 +157,7 @@ private slots:
 
         QWidget mainWindow;
         FailureReport report = reportOf({ { QStringLiteral("a.mp4"), QStringLiteral("Broken") } });
-        QPointer<ReportDialog> dialog = ShowFailureReportDialog(
+        QPointer<ReportDialog> dialog = showFailureReportDialog(
             &mainWindow, report, QStringLiteral("Failed"), QStringLiteral("x"), Key);
         QVERIFY(dialog->panelButton(1)->isEnabled());
 
@@ -174,7 +174,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(dialog.isNull() || !dialog->isVisible(), 10000);
         QCOMPARE(thanks, QStringLiteral("Thank you."));
         QVERIFY(request.startsWith("GET /r?inputfailed%2C"));
-        QVERIFY(report.IsEmpty());
+        QVERIFY(report.isEmpty());
         QVERIFY(mainWindow.isEnabled());
     }
 };

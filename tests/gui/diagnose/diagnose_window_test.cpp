@@ -44,7 +44,7 @@ const auto L = test::Row;
 Catalogue testCatalogue()
 {
     Catalogue c;
-    c.formats.columns = test::FormatTableColumns();
+    c.formats.columns = test::formatTableColumns();
     c.formats.rows = {
         L({ "FINE", "No Video", "Microsoft ADPCM", "WAV;", "#", "#", "#", "8000 Hz;11025 Hz;",
             "Mono;Stereo;", "16 bit;", "0", "0", "0" }),
@@ -53,7 +53,7 @@ Catalogue testCatalogue()
         L({ "BROKEN", "#", "AMR ACELP", "#", "#", "#", "#", "8000 Hz;", "Mono;", "16 bit;", "0",
             "0", "0" }),
     };
-    c.presets.columns = test::PresetTableColumns();
+    c.presets.columns = test::presetTableColumns();
     c.presets.rows = {
         L({ "F1", "Fine ADPCM", "AudioFormat", "Fine", "", "", "", "FINE", "No Video",
             "Microsoft ADPCM", "-", "-", "-", "-", "0", "WAV", "-", "11025 Hz", "Mono", "16 bit",
@@ -71,10 +71,10 @@ class LoggingJob : public test::FakeJob
 public:
     using FakeJob::FakeJob;
 
-    void Start() override
+    void start() override
     {
         emit logLine(32, QStringLiteral("encoding with") + Task().outputOptions);
-        FakeJob::Start();
+        FakeJob::start();
     }
 };
 
@@ -144,7 +144,7 @@ private:
         QSignalSpy imported(window.get(), &MainWindow::importFinished);
         window->ImportFiles({ path });
         QTRY_COMPARE_WITH_TIMEOUT(imported.count(), 1, 10000);
-        QCOMPARE(window->fileList()->Count(), 1);
+        QCOMPARE(window->fileList()->count(), 1);
     }
     void importClip() { import(clip); }
 
@@ -173,7 +173,7 @@ private:
     {
         for (const QPointer<test::FakeJob> &job : std::as_const(jobs)) {
             if (job)
-                job->Release();
+                job->release();
         }
     }
 
@@ -186,7 +186,7 @@ private:
         QCOMPARE(
             window->fileList()->headerData(Field::State, Qt::Horizontal).toString(), QString());
         QCOMPARE(window->GetConvertButtonState(), 0);
-        QVERIFY(!Flags().diagnosisRunning);
+        QVERIFY(!flags().diagnosisRunning);
     }
 
 private slots:
@@ -198,24 +198,24 @@ private slots:
         options.width = 64;
         options.height = 48;
         clip = media.filePath(QStringLiteral("clip.mp4"));
-        QVERIFY(test::MakeClip(clip, options));
+        QVERIFY(test::makeClip(clip, options));
     }
 
     void init()
     {
-        Flags() = AppFlags {};
+        flags() = AppFlags {};
         QDir(out.path()).removeRecursively();
         QDir().mkpath(out.path());
         window = std::make_unique<MainWindow>(
             MainWindow::Identity { QStringLiteral("Corvallo"), QStringLiteral("Sonivert"), Key });
-        window->Load({});
+        window->load({});
         window->show();
         FileListModel *list = window->fileList();
         window->setTaskPlanner(
-            [list](int row) { return PlanTask(list->Item(row), AppOutputSettings()); });
+            [list](int row) { return planTask(list->item(row), appOutputSettings()); });
         jobs.clear();
         scriptFor = nullptr;
-        window->conversionRun()->SetJobFactory(
+        window->conversionRun()->setJobFactory(
             [this](const EncodeTask &task, QObject *parent) -> EncodeJob * {
                 auto *job = new LoggingJob(
                     task, scriptFor ? scriptFor(task) : test::FakeScript {}, parent);
@@ -225,9 +225,9 @@ private slots:
         window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
             ->setText(out.path() + QLatin1Char('/'));
         QTRY_VERIFY_WITH_TIMEOUT(window->listButton(BtnAddFiles)->isEnabled(), 2000);
-        AppCatalogue() = testCatalogue();
-        AppOutputSettings().SelectFormat(QStringLiteral("Fine"));
-        diagnose = OpenDiagnoseWindow(window.get());
+        appCatalogue() = testCatalogue();
+        appOutputSettings().selectFormat(QStringLiteral("Fine"));
+        diagnose = openDiagnoseWindow(window.get());
         QVERIFY(diagnose);
     }
     void cleanup() { window.reset(); }
@@ -236,14 +236,14 @@ private slots:
     {
         QCOMPARE(diagnose->objectName(), QStringLiteral("frmDiagnose"));
         QVERIFY(diagnose->isVisible());
-        QCOMPARE(OpenDiagnoseWindow(window.get()), diagnose.data());
+        QCOMPARE(openDiagnoseWindow(window.get()), diagnose.data());
         QVERIFY(!diagnose->testButton(TestAudioSettings)->isEnabled());
         QVERIFY(!diagnose->testButton(TestPresets)->isEnabled());
         QVERIFY(!child<QLabel>("Label1")->text().isEmpty());
         QSignalSpy runs(window.get(), &MainWindow::runFinished);
         diagnose->testCommand(TestAudioSettings);
         QCOMPARE(runs.count(), 0);
-        QVERIFY(!Flags().diagnosisRunning);
+        QVERIFY(!flags().diagnosisRunning);
         QVERIFY(child<QLabel>("Label1")->text().contains(QLatin1String("into the list")));
         importClip();
         QVERIFY(diagnose->testButton(TestAudioSettings)->isEnabled());
@@ -254,7 +254,7 @@ private slots:
     {
         importClip();
         test::ModalWatcher watcher;
-        const int applied = AppOutputSettings().appliedPresetRow();
+        const int applied = appOutputSettings().appliedPresetRow();
         child<QCheckBox>("Chk_EngLog")->setChecked(true);
         QSignalSpy runs(window.get(), &MainWindow::runFinished);
         QSignalSpy ended(diagnose.data(), &DiagnoseWindow::sweepEnded);
@@ -276,9 +276,9 @@ private slots:
         QCOMPARE(jobs.size(), 4);
         QVERIFY(!watcher.seen.contains(QStringLiteral("frmMsg")));
         QCOMPARE(QDir(out.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
-        QCOMPARE(AppOutputSettings().appliedPresetRow(), applied);
+        QCOMPARE(appOutputSettings().appliedPresetRow(), applied);
         QCOMPARE(
-            AppOutputSettings().choiceText(ChoiceListId::SampleRate), QStringLiteral("11025 Hz"));
+            appOutputSettings().choiceText(ChoiceListId::SampleRate), QStringLiteral("11025 Hz"));
         verifyClockStopped();
 
         // Each step hands the engine the combination its line names; the log shows it.
@@ -318,7 +318,7 @@ private slots:
         diagnose->testCommand(TestAudioSettings);
         QCOMPARE(results(), QString()); // everything converted
 
-        AppOutputSettings().SelectFormat(QStringLiteral("Broken"));
+        appOutputSettings().selectFormat(QStringLiteral("Broken"));
         QSignalSpy runs(window.get(), &MainWindow::runFinished);
         QSignalSpy ended(diagnose.data(), &DiagnoseWindow::sweepEnded);
         diagnose->testCommand(TestAudioSettings);
@@ -346,7 +346,7 @@ private slots:
     // One sweep with the real engine: its own words reach the result lines and the log.
     void thePresetSweepConvertsWithTheRealEngine()
     {
-        window->conversionRun()->SetJobFactory(EncodeJobFactory());
+        window->conversionRun()->setJobFactory(EncodeJobFactory());
         importClip();
         test::ModalWatcher watcher;
         child<QCheckBox>("Chk_EngLog")->setChecked(true);
@@ -357,7 +357,7 @@ private slots:
         QCOMPARE(lines.at(0), QStringLiteral("   Fine ADPCM   Done   "));
         QCOMPARE(
             lines.at(1), QStringLiteral("   Broken GSM   Unsuccessful!   ") + RejectedParameters);
-        QCOMPARE(AppOutputSettings().choiceText(ChoiceListId::AudioCodec),
+        QCOMPARE(appOutputSettings().choiceText(ChoiceListId::AudioCodec),
             QStringLiteral("Microsoft ADPCM"));
         QCOMPARE(QDir(out.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
         QVERIFY(!watcher.seen.contains(QStringLiteral(
@@ -565,7 +565,7 @@ private slots:
         child<QPlainTextEdit>("Txt_TestResult")->setPlainText(QStringLiteral("x\n"));
         diagnose->testButton(TestClear)->click();
         QCOMPARE(results(), QString());
-        QVERIFY(!Flags().diagnosisRunning);
+        QVERIFY(!flags().diagnosisRunning);
 
         QSignalSpy runs(window.get(), &MainWindow::runFinished);
         window->convertCommand();
@@ -576,11 +576,11 @@ private slots:
     void theEngineLogTakesLinesOnlyWhenCheckedAndKeepsTheNewest()
     {
         auto *log = child<QPlainTextEdit>("txtLog");
-        diagnose->AppendEngineLog(QStringLiteral("#0.32 ignored"));
+        diagnose->appendEngineLog(QStringLiteral("#0.32 ignored"));
         QCOMPARE(log->toPlainText(), QString());
         child<QCheckBox>("Chk_EngLog")->setChecked(true);
         for (int i = 0; i < EngineLogLineLimit + 10; ++i)
-            diagnose->AppendEngineLog(QStringLiteral("#0.32 line %1").arg(i));
+            diagnose->appendEngineLog(QStringLiteral("#0.32 line %1").arg(i));
         QCOMPARE(log->document()->blockCount(), EngineLogLineLimit);
         QCOMPARE(log->document()->firstBlock().text(), QStringLiteral("#0.32 line 10"));
         QCOMPARE(log->document()->lastBlock().text(),
@@ -590,10 +590,10 @@ private slots:
     void theOptionStringOfTheSelectedRowIsAppended()
     {
         importClip();
-        window->fileView()->SelectRow(0);
+        window->fileView()->selectAndReveal(0);
         QTRY_COMPARE(window->CurrentItemIndex(), 0);
         const QString expected
-            = BuildEncoderOptions(window->fileList()->Item(0), AppOutputSettings());
+            = BuildEncoderOptions(window->fileList()->item(0), appOutputSettings());
         QVERIFY(expected.contains(QLatin1String(" -acodec adpcm_ms")));
         diagnose->findChild<QPushButton *>(QStringLiteral("Command1"))->click();
         diagnose->findChild<QPushButton *>(QStringLiteral("Command1"))->click();

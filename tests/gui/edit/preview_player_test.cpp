@@ -18,7 +18,7 @@ namespace {
 int64_t lastPosition(const QSignalSpy &spy)
 {
     const QList<QVariant> &args = spy.last();
-    return TimeHalves { args.at(0).toInt(), args.at(1).toInt() }.Microseconds();
+    return TimeHalves { args.at(0).toInt(), args.at(1).toInt() }.microseconds();
 }
 
 } // namespace
@@ -28,32 +28,32 @@ class PreviewPlayerTest : public QObject
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QString clip_;
+    QTemporaryDir m_dir;
+    QString m_clip;
 
 private slots:
     void initTestCase()
     {
-        QVERIFY(dir_.isValid());
-        clip_ = dir_.filePath(QStringLiteral("clip.mp4"));
+        QVERIFY(m_dir.isValid());
+        m_clip = m_dir.filePath(QStringLiteral("clip.mp4"));
         test::ClipOptions options;
         options.seconds = 3.0;
         options.width = 160;
         options.height = 120;
-        QVERIFY(test::MakeClip(clip_, options));
+        QVERIFY(test::makeClip(m_clip, options));
     }
 
     void soundGoesOutOnlyWithADevice()
     {
         PreviewPlayer player;
-        QCOMPARE(player.HasAudioOutput(), !QMediaDevices::audioOutputs().isEmpty());
+        QCOMPARE(player.hasAudioOutput(), !QMediaDevices::audioOutputs().isEmpty());
         // Volume and mute are kept for when a device turns up.
-        player.SetAudioVolume(140);
+        player.setAudioVolume(140);
         QCOMPARE(player.AudioVolume(), 100);
-        player.SetAudioVolume(30);
-        player.SetMute(true);
+        player.setAudioVolume(30);
+        player.setMute(true);
         QCOMPARE(player.AudioVolume(), 30);
-        QVERIFY(player.Muted());
+        QVERIFY(player.muted());
     }
 
     void opensPlaysSeeksPausesAndEnds()
@@ -70,12 +70,12 @@ private slots:
         QSignalSpy opened(&player, &PreviewPlayer::MediaOpened);
         QSignalSpy positions(&player, &PreviewPlayer::PositionChanged);
         QSignalSpy states(&player, &PreviewPlayer::StateChanged);
-        QSignalSpy errors(&player, &PreviewPlayer::ErrorOccurred);
+        QSignalSpy errors(&player, &PreviewPlayer::errorOccurred);
 
-        player.OpenMedia(clip_, &area, true);
+        player.OpenMedia(m_clip, &area, true);
         QTRY_COMPARE_WITH_TIMEOUT(opened.count(), 1, 10000);
         const int64_t duration
-            = TimeHalves { opened.at(0).at(0).toInt(), opened.at(0).at(1).toInt() }.Microseconds();
+            = TimeHalves { opened.at(0).at(0).toInt(), opened.at(0).at(1).toInt() }.microseconds();
         QVERIFY2(duration >= 2900000 && duration <= 3100000, qPrintable(QString::number(duration)));
         QVERIFY(player.HasOpenMedia() != 0);
         QCOMPARE(player.PlayState(), int(PreviewPlayer::Paused));
@@ -86,14 +86,14 @@ private slots:
         QCOMPARE(player.PlayState(), int(PreviewPlayer::Playing));
         QTRY_VERIFY_WITH_TIMEOUT(!positions.isEmpty() && lastPosition(positions) > 0, 5000);
 
-        player.SeekTo(TimeHalves::FromMicroseconds(2000000));
+        player.SeekTo(TimeHalves::fromMicroseconds(2000000));
         QTRY_VERIFY_WITH_TIMEOUT(lastPosition(positions) >= 2000000, 5000);
 
         player.TogglePause();
         QCOMPARE(player.PlayState(), int(PreviewPlayer::Paused));
-        const int64_t held = player.Position().Microseconds();
+        const int64_t held = player.position().microseconds();
         QTest::qWait(300);
-        QVERIFY(player.Position().Microseconds() - held < 50000);
+        QVERIFY(player.position().microseconds() - held < 50000);
 
         player.TogglePause();
         QTRY_VERIFY_WITH_TIMEOUT(
@@ -105,7 +105,7 @@ private slots:
         QCOMPARE(player.PlayState(), int(PreviewPlayer::Closed));
         QVERIFY(!player.VideoWindowHandle()->isVisible());
         // A seek or toggle without a medium is ignored.
-        player.SeekTo(TimeHalves::FromMicroseconds(1000000));
+        player.SeekTo(TimeHalves::fromMicroseconds(1000000));
         player.TogglePause();
         QCOMPARE(player.PlayState(), int(PreviewPlayer::Closed));
     }
@@ -117,7 +117,7 @@ private slots:
         area.show();
         PreviewPlayer player;
         PlayerLaunchSettings settings;
-        settings.fileName = clip_;
+        settings.fileName = m_clip;
         settings.videoWindow = &area;
 
         QVERIFY(PlayerCommand(player, PlayerInit, settings));
@@ -137,7 +137,7 @@ private slots:
 
     void aBrokenFileReportsAnErrorLater()
     {
-        const QString broken = dir_.filePath(QStringLiteral("broken.mp4"));
+        const QString broken = m_dir.filePath(QStringLiteral("broken.mp4"));
         QFile file(broken);
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(QByteArray(4096, 'x'));
@@ -146,7 +146,7 @@ private slots:
         QWidget area;
         area.resize(320, 240);
         PreviewPlayer player;
-        QSignalSpy errors(&player, &PreviewPlayer::ErrorOccurred);
+        QSignalSpy errors(&player, &PreviewPlayer::errorOccurred);
         player.OpenMedia(broken, &area, true);
         // Never inside the call that opened it.
         QCOMPARE(errors.count(), 0);

@@ -54,7 +54,7 @@ private slots:
     void initTestCase()
     {
         QTemporaryDir dir;
-        QVERIFY(LoadBuiltInCatalogue(m_pristine, dir.path()));
+        QVERIFY(loadBuiltInCatalogue(m_pristine, dir.path()));
     }
 
     void init()
@@ -62,7 +62,7 @@ private slots:
         // Each case gets fresh tables: the dialog writes its changes into the preset rows.
         m_catalogue = m_pristine;
         m_settings = new OutputSettings(m_catalogue, this);
-        m_settings->SelectFormat(QStringLiteral("WAV"));
+        m_settings->selectFormat(QStringLiteral("WAV"));
         m_dialog = new FormatSettingDialog(*m_settings);
     }
 
@@ -136,7 +136,7 @@ private slots:
         FormatPresetBinder binder(&formats, &presets, *m_settings);
         binder.FillFormatKeywordList();
         QCOMPARE(formats.itemText(0), QStringLiteral("MP3"));
-        binder.SelectFormatAt(formats.findText(QStringLiteral("WAV")));
+        binder.selectFormatAt(formats.findText(QStringLiteral("WAV")));
         QCOMPARE(presets.count(), int(m_settings->offeredPresets().size()));
         QCOMPARE(presets.currentIndex(), 1);
         QCOMPARE(presets.itemData(1).toString(), m_settings->selectedPresetId());
@@ -162,13 +162,13 @@ private slots:
 
     void firstActivationAppliesTheMainPreset()
     {
-        m_settings->ApplyPresetId(m_settings->offeredPresets().at(4).id);
+        m_settings->applyPresetId(m_settings->offeredPresets().at(4).id);
         QVERIFY(m_settings->choiceText(ChoiceListId::Channels) != QStringLiteral("Stereo")
             || m_settings->choiceText(ChoiceListId::SampleRate) != QStringLiteral("44100 Hz"));
         m_dialog->show();
         QCOMPARE(m_settings->choiceText(ChoiceListId::SampleRate), QStringLiteral("44100 Hz"));
         m_dialog->hide();
-        m_settings->ApplyPresetId(m_settings->offeredPresets().at(4).id);
+        m_settings->applyPresetId(m_settings->offeredPresets().at(4).id);
         m_dialog->show(); // later showings only highlight the row
         QVERIFY(m_settings->choiceText(ChoiceListId::SampleRate) != QStringLiteral("44100 Hz"));
         QCOMPARE(m_dialog->selectedPresetRow(), 1);
@@ -177,7 +177,7 @@ private slots:
     void numberBoxesRefuseLettersAndClamp()
     {
         m_dialog->show();
-        m_settings->ApplyPresetId(QStringLiteral("AVI-DIVX-640"));
+        m_settings->applyPresetId(QStringLiteral("AVI-DIVX-640"));
         NumberBox *bitrate = box("Txt_OutputVideoBitrate");
         QVERIFY(bitrate);
         QVERIFY(!bitrate->isVisible());
@@ -221,7 +221,7 @@ private slots:
     void qualityLevelsEstimateAgain()
     {
         m_dialog->show();
-        m_settings->ApplyPresetId(QStringLiteral("AVI-DIVX-640"));
+        m_settings->applyPresetId(QStringLiteral("AVI-DIVX-640"));
         QCOMPARE(m_settings->number(NumberId::VideoBitrate).value, 1075);
         QTest::mouseClick(
             m_dialog->findChild<QRadioButton *>(QStringLiteral("Radio_Quality_0")), Qt::LeftButton);
@@ -232,7 +232,7 @@ private slots:
         QCOMPARE(m_settings->number(NumberId::VideoBitrate).value, 1075);
 
         // A locked preset shows its levels disabled.
-        m_settings->ApplyPresetId(QStringLiteral("AVI-SILENT"));
+        m_settings->applyPresetId(QStringLiteral("AVI-SILENT"));
         QVERIFY(
             !m_dialog->findChild<QRadioButton *>(QStringLiteral("Radio_Quality_2"))->isEnabled());
         QVERIFY(
@@ -242,12 +242,12 @@ private slots:
     void choicesCanBeDisabledAsAWhole()
     {
         m_dialog->show();
-        m_settings->ApplyPresetId(QStringLiteral("AVI-SILENT"));
+        m_settings->applyPresetId(QStringLiteral("AVI-SILENT"));
         QVERIFY(combo(ChoiceListId::VideoCodec)->isEnabled());
         QVERIFY(!combo(ChoiceListId::SampleRate)->isEnabled());
-        m_dialog->SetChoicesEnabled(false);
+        m_dialog->setChoicesEnabled(false);
         QVERIFY(!combo(ChoiceListId::VideoCodec)->isEnabled());
-        m_dialog->SetChoicesEnabled(true);
+        m_dialog->setChoicesEnabled(true);
         QVERIFY(combo(ChoiceListId::VideoCodec)->isEnabled());
         QVERIFY(!combo(ChoiceListId::SampleRate)->isEnabled());
         QVERIFY(!combo(ChoiceListId::FPS)->isEnabled());
@@ -255,13 +255,13 @@ private slots:
 
     void theProgramHasOneDialog()
     {
-        FormatSettingDialog *first = FormatSettingWindow();
-        QCOMPARE(FormatSettingWindow(), first);
-        QCOMPARE(&first->settings(), &AppOutputSettings());
+        FormatSettingDialog *first = formatSettingWindow();
+        QCOMPARE(formatSettingWindow(), first);
+        QCOMPARE(&first->settings(), &appOutputSettings());
         QCOMPARE(first->objectName(), QStringLiteral("frmFormatSetting"));
         first->show();
         first->close();
-        QCOMPARE(FormatSettingWindow(), first);
+        QCOMPARE(formatSettingWindow(), first);
     }
 };
 

@@ -36,7 +36,7 @@ private slots:
     {
         FileListModel list;
         FileViewMain view;
-        view.SetFileList(&list);
+        view.setFileList(&list);
         view.resize(900, 300);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
@@ -47,22 +47,22 @@ private slots:
             if (column < VisibleFieldCount)
                 QCOMPARE(view.columnWidth(column), widths[column]);
         }
-        QCOMPARE(view.Footer()->CountText(), QStringLiteral(" 0 file"));
-        QCOMPARE(view.Footer()->DurationText(), QStringLiteral("00:00:00"));
+        QCOMPARE(view.footer()->countText(), QStringLiteral(" 0 file"));
+        QCOMPARE(view.footer()->durationText(), QStringLiteral("00:00:00"));
 
         fill(list, 3);
-        QCOMPARE(view.Footer()->CountText(), QStringLiteral(" 3 files"));
-        QCOMPARE(view.Footer()->DurationText(), QStringLiteral("00:01:30"));
+        QCOMPARE(view.footer()->countText(), QStringLiteral(" 3 files"));
+        QCOMPARE(view.footer()->durationText(), QStringLiteral("00:01:30"));
 
         // The footer sits under the rows, and its cells follow the header sections.
         const QRect viewport = view.viewport()->geometry();
-        QCOMPARE(view.Footer()->geometry().top(), viewport.bottom() + 1);
-        QVERIFY(view.Footer()->geometry().bottom() < view.height());
-        QCOMPARE(view.Footer()->CellRect(Field::Duration).left(), 22 + 415);
+        QCOMPARE(view.footer()->geometry().top(), viewport.bottom() + 1);
+        QVERIFY(view.footer()->geometry().bottom() < view.height());
+        QCOMPARE(view.footer()->cellRect(Field::Duration).left(), 22 + 415);
         view.horizontalHeader()->resizeSection(Field::Name, 200);
-        QCOMPARE(view.Footer()->CellRect(Field::Duration).left(), 22 + 200);
-        QCOMPARE(view.Footer()->CellRect(Field::Duration).width(), 100);
-        QVERIFY(!view.Footer()->CellRect(Field::FilePath).isValid());
+        QCOMPARE(view.footer()->cellRect(Field::Duration).left(), 22 + 200);
+        QCOMPARE(view.footer()->cellRect(Field::Duration).width(), 100);
+        QVERIFY(!view.footer()->cellRect(Field::FilePath).isValid());
     }
 
     void delegatePaintsIconsAndProgress()
@@ -70,9 +70,9 @@ private slots:
         FileListModel list;
         fill(list, 2);
         FileViewMain view;
-        view.SetFileList(&list);
+        view.setFileList(&list);
         QList<int> asked;
-        view.SetIconProvider([&asked](int id) {
+        view.setIconProvider([&asked](int id) {
             asked << id;
             return solidIcon(id == ListIcon::Ready ? Qt::green : Qt::magenta);
         });
@@ -105,19 +105,19 @@ private slots:
         FileListModel list;
         fill(list, 3);
         FileViewMain view;
-        view.SetFileList(&list);
+        view.setFileList(&list);
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         QSignalSpy remove(&view, &FileViewMain::removeRequested);
         QSignalSpy clear(&view, &FileViewMain::clearRequested);
         QSignalSpy single(&view, &FileViewMain::singleRowSelected);
 
-        view.SelectRow(1);
+        view.selectAndReveal(1);
         QCOMPARE(single.count(), 1);
         QCOMPARE(single.last().at(0).toInt(), 1);
         view.selectionModel()->select(
             list.index(2, 0), QItemSelectionModel::Select | QItemSelectionModel::Rows);
-        QCOMPARE(view.SelectedRows(), (QList<int> { 1, 2 }));
+        QCOMPARE(view.selectedRows(), (QList<int> { 1, 2 }));
         QCOMPARE(single.count(), 1);
 
         QTest::keyClick(&view, Qt::Key_Delete);
@@ -126,9 +126,9 @@ private slots:
         QCOMPARE(remove.count(), 1);
         QCOMPARE(clear.count(), 1);
 
-        list.RemoveSelectedItems(view.SelectedRows());
-        QCOMPARE(list.Count(), 1);
-        QCOMPARE(list.GetFieldText(0, Field::Name), QStringLiteral("clip0.mp4"));
+        list.RemoveSelectedItems(view.selectedRows());
+        QCOMPARE(list.count(), 1);
+        QCOMPARE(list.getFieldText(0, Field::Name), QStringLiteral("clip0.mp4"));
     }
 };
 

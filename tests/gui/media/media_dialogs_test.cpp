@@ -19,15 +19,15 @@
 
 using namespace sonivert;
 using sonivert::test::ClipOptions;
-using sonivert::test::MakeClip;
+using sonivert::test::makeClip;
 
 class MediaDialogsTest : public QObject
 {
     Q_OBJECT
 
 private:
-    QTemporaryDir dir_;
-    QStringList clips_;
+    QTemporaryDir m_dir;
+    QStringList m_clips;
 
     static frmWait *waitDialogOf(QWidget *owner) { return owner->findChild<frmWait *>(); }
 
@@ -35,14 +35,14 @@ private slots:
     void initTestCase()
     {
         QLocale::setDefault(QLocale::c());
-        QVERIFY(dir_.isValid());
+        QVERIFY(m_dir.isValid());
         ClipOptions options;
         options.seconds = 0.5;
         options.width = 64;
         options.height = 48;
         for (int i = 0; i < 6; ++i) {
-            clips_ << dir_.filePath(QStringLiteral("w%1.mp4").arg(i));
-            QVERIFY(MakeClip(clips_.last(), options));
+            m_clips << m_dir.filePath(QStringLiteral("w%1.mp4").arg(i));
+            QVERIFY(makeClip(m_clips.last(), options));
         }
     }
 
@@ -52,22 +52,22 @@ private slots:
         owner.show();
         FileListModel list;
         FailureReport report;
-        ImportJob *job = StartImport(&owner, &list, &report, clips_);
+        ImportJob *job = startImport(&owner, &list, &report, m_clips);
         QSignalSpy finished(job, &ImportJob::finished);
         frmWait *wait = waitDialogOf(&owner);
         QVERIFY(wait);
         QVERIFY(wait->isVisible());
         QCOMPARE(wait->windowModality(), Qt::WindowModal);
-        QCOMPARE(wait->BarMaximum(), 6);
+        QCOMPARE(wait->barMaximum(), 6);
         QStringList counters;
-        connect(job, &ImportJob::progress, wait, [&] { counters << wait->CounterText(); });
+        connect(job, &ImportJob::progress, wait, [&] { counters << wait->counterText(); });
         QVERIFY(finished.wait(30000));
         QCOMPARE(counters.first(), QStringLiteral("1 of 6 files"));
         QCOMPARE(counters.last(), QStringLiteral("6 of 6 files"));
-        QCOMPARE(wait->FileText(), QStringLiteral("w5.mp4"));
-        QCOMPARE(wait->BarValue(), 6);
+        QCOMPARE(wait->fileText(), QStringLiteral("w5.mp4"));
+        QCOMPARE(wait->barValue(), 6);
         QTRY_VERIFY(!waitDialogOf(&owner)); // closed and deleted
-        QCOMPARE(list.Count(), 6);
+        QCOMPARE(list.count(), 6);
     }
 
     void closeBoxCancelsAndKeepsTheDialogOpen()
@@ -76,16 +76,16 @@ private slots:
         owner.show();
         FileListModel list;
         FailureReport report;
-        ImportJob *job = StartImport(&owner, &list, &report, clips_);
+        ImportJob *job = startImport(&owner, &list, &report, m_clips);
         QSignalSpy finished(job, &ImportJob::finished);
         frmWait *wait = waitDialogOf(&owner);
         QVERIFY(wait);
         QVERIFY(!wait->close());
         QVERIFY(wait->isVisible());
-        QVERIFY(job->IsCancelled());
+        QVERIFY(job->isCancelled());
         QVERIFY(finished.wait(30000));
         QVERIFY(finished.first().at(0).value<ImportOutcome>().cancelled);
-        QVERIFY(list.Count() < clips_.size());
+        QVERIFY(list.count() < m_clips.size());
         QTRY_VERIFY(!waitDialogOf(&owner));
     }
 
@@ -94,63 +94,63 @@ private slots:
         QWidget owner;
         FileListModel list;
         FailureReport report;
-        ImportJob *job = StartImport(&owner, &list, &report, { clips_.first() });
+        ImportJob *job = startImport(&owner, &list, &report, { m_clips.first() });
         QSignalSpy finished(job, &ImportJob::finished);
         QVERIFY(!waitDialogOf(&owner));
         QVERIFY(finished.wait(30000));
-        QCOMPARE(list.Count(), 1);
+        QCOMPARE(list.count(), 1);
     }
 
     void infoLabelsGreyOutMissingValues()
     {
         QLabel available;
         QLabel missing;
-        ShowInfoText(&available, InfoText { QStringLiteral("48000 Hz"), true });
-        ShowInfoText(&missing, InfoText { QStringLiteral("Not Available"), false });
+        showInfoText(&available, InfoText { QStringLiteral("48000 Hz"), true });
+        showInfoText(&missing, InfoText { QStringLiteral("Not Available"), false });
         QCOMPARE(missing.text(), QStringLiteral("Not Available"));
         QVERIFY(missing.palette().color(QPalette::WindowText)
             != available.palette().color(QPalette::WindowText));
         // Shown again as available, the grey goes away.
-        ShowInfoText(&missing, InfoText { QStringLiteral("2 Channels (Stereo)"), true });
+        showInfoText(&missing, InfoText { QStringLiteral("2 Channels (Stereo)"), true });
         QCOMPARE(missing.palette().color(QPalette::WindowText),
             available.palette().color(QPalette::WindowText));
     }
 
     void propertiesDialogFillsItself()
     {
-        const ProbeResult probe = ProbeMediaFile(clips_.first());
+        const ProbeResult probe = probeMediaFile(m_clips.first());
         QVERIFY(probe.ok);
         frmProperties dialog(probe.item);
         QCOMPARE(dialog.objectName(), QStringLiteral("frmProperties"));
-        QCOMPARE(dialog.FilePath(), clips_.first());
+        QCOMPARE(dialog.filePath(), m_clips.first());
         QCOMPARE(
-            dialog.findChild<QLineEdit *>(QStringLiteral("Txt_FileName"))->text(), clips_.first());
-        QCOMPARE(dialog.InfoLabel(0)->text(), QStringLiteral("w0"));
-        QCOMPARE(dialog.InfoLabel(1)->text(), QStringLiteral("MP4"));
-        QVERIFY(dialog.InfoLabel(3)->text().endsWith(QLatin1String(" bytes)")));
-        QCOMPARE(dialog.InfoLabel(7)->text(), QStringLiteral("Normal"));
-        QCOMPARE(dialog.InfoLabel(9)->text(), QStringLiteral("64 x 48 pixels"));
-        QCOMPARE(dialog.InfoLabel(12)->text(), QStringLiteral("1.33:1 - (4:3)"));
-        QCOMPARE(dialog.InfoLabel(17)->text(), QStringLiteral("2 Channels (Stereo)"));
-        QCOMPARE(dialog.InfoLabel(19)->text(), QStringLiteral("Not Available"));
+            dialog.findChild<QLineEdit *>(QStringLiteral("Txt_FileName"))->text(), m_clips.first());
+        QCOMPARE(dialog.infoLabel(0)->text(), QStringLiteral("w0"));
+        QCOMPARE(dialog.infoLabel(1)->text(), QStringLiteral("MP4"));
+        QVERIFY(dialog.infoLabel(3)->text().endsWith(QLatin1String(" bytes)")));
+        QCOMPARE(dialog.infoLabel(7)->text(), QStringLiteral("Normal"));
+        QCOMPARE(dialog.infoLabel(9)->text(), QStringLiteral("64 x 48 pixels"));
+        QCOMPARE(dialog.infoLabel(12)->text(), QStringLiteral("1.33:1 - (4:3)"));
+        QCOMPARE(dialog.infoLabel(17)->text(), QStringLiteral("2 Channels (Stereo)"));
+        QCOMPARE(dialog.infoLabel(19)->text(), QStringLiteral("Not Available"));
         QVERIFY(dialog.findChild<QPushButton *>(QStringLiteral("Cmd_Properties_1")));
     }
 
     void propertiesOfAVanishedFileStopAtItsFacts()
     {
-        const QString file = dir_.filePath(QStringLiteral("gone.mp4"));
-        QVERIFY(QFile::copy(clips_.first(), file));
-        const ProbeResult probe = ProbeMediaFile(file);
+        const QString file = m_dir.filePath(QStringLiteral("gone.mp4"));
+        QVERIFY(QFile::copy(m_clips.first(), file));
+        const ProbeResult probe = probeMediaFile(file);
         QVERIFY(probe.ok);
         QVERIFY(QFile::remove(file));
 
         frmProperties dialog(probe.item);
-        QCOMPARE(dialog.FilePath(), file);
-        QCOMPARE(dialog.InfoLabel(0)->text(), QStringLiteral("gone"));
-        QCOMPARE(dialog.InfoLabel(1)->text(), QStringLiteral("MP4"));
+        QCOMPARE(dialog.filePath(), file);
+        QCOMPARE(dialog.infoLabel(0)->text(), QStringLiteral("gone"));
+        QCOMPARE(dialog.infoLabel(1)->text(), QStringLiteral("MP4"));
         // The probed facts are known, but the dialog never got as far as them.
         for (int i : { 2, 3, 7, 8, 9, 12, 17, 19 })
-            QVERIFY2(dialog.InfoLabel(i)->text().isEmpty(), qPrintable(QString::number(i)));
+            QVERIFY2(dialog.infoLabel(i)->text().isEmpty(), qPrintable(QString::number(i)));
     }
 };
 

@@ -7,7 +7,7 @@ using namespace sonivert;
 
 namespace {
 
-QString WriteSquare(const QTemporaryDir &dir, const QString &name, int size, const QColor &colour)
+QString writeSquare(const QTemporaryDir &dir, const QString &name, int size, const QColor &colour)
 {
     QImage image(size, size, QImage::Format_ARGB32);
     image.fill(colour);
@@ -15,7 +15,7 @@ QString WriteSquare(const QTemporaryDir &dir, const QString &name, int size, con
     return image.save(path) ? path : QString();
 }
 
-QColor Centre(const QPixmap &pixmap)
+QColor centre(const QPixmap &pixmap)
 {
     const QImage image = pixmap.toImage();
     return image.pixelColor(image.width() / 2, image.height() / 2);
@@ -28,55 +28,55 @@ class IconStoreTest : public QObject
     Q_OBJECT
 
 private slots:
-    void init() { IconStore::Reset(); }
+    void init() { IconStore::reset(); }
 
     void failedLoadEmptiesTheNumber()
     {
         QTemporaryDir dir;
-        const QString red = WriteSquare(dir, QStringLiteral("red.png"), 8, Qt::red);
-        QVERIFY(IconStore::Load(red, 5));
-        QCOMPARE(Centre(IconStore::Pixmap(5)), QColor(Qt::red));
+        const QString red = writeSquare(dir, QStringLiteral("red.png"), 8, Qt::red);
+        QVERIFY(IconStore::load(red, 5));
+        QCOMPARE(centre(IconStore::pixmap(5)), QColor(Qt::red));
 
-        QVERIFY(!IconStore::Load(dir.filePath(QStringLiteral("missing.png")), 5));
-        QVERIFY(IconStore::Get(5).isNull());
-        QVERIFY(IconStore::Pixmap(5).isNull());
-        QVERIFY(!IconStore::Load(QString(), 6));
+        QVERIFY(!IconStore::load(dir.filePath(QStringLiteral("missing.png")), 5));
+        QVERIFY(IconStore::get(5).isNull());
+        QVERIFY(IconStore::pixmap(5).isNull());
+        QVERIFY(!IconStore::load(QString(), 6));
     }
 
     void numbersAreIndependentAndResetForgetsAll()
     {
         QTemporaryDir dir;
-        QVERIFY(IconStore::Load(WriteSquare(dir, QStringLiteral("a.png"), 8, Qt::red), 1));
-        QVERIFY(IconStore::Load(WriteSquare(dir, QStringLiteral("b.png"), 8, Qt::blue), 2));
-        QCOMPARE(Centre(IconStore::Pixmap(1)), QColor(Qt::red));
-        QCOMPARE(Centre(IconStore::Pixmap(2)), QColor(Qt::blue));
+        QVERIFY(IconStore::load(writeSquare(dir, QStringLiteral("a.png"), 8, Qt::red), 1));
+        QVERIFY(IconStore::load(writeSquare(dir, QStringLiteral("b.png"), 8, Qt::blue), 2));
+        QCOMPARE(centre(IconStore::pixmap(1)), QColor(Qt::red));
+        QCOMPARE(centre(IconStore::pixmap(2)), QColor(Qt::blue));
 
-        IconStore::Reset();
-        QVERIFY(IconStore::Pixmap(1).isNull());
-        QVERIFY(IconStore::Get(2).isNull());
+        IconStore::reset();
+        QVERIFY(IconStore::pixmap(1).isNull());
+        QVERIFY(IconStore::get(2).isNull());
     }
 
     void denseScreensGetTheDoubleSizeSibling()
     {
         QTemporaryDir dir;
-        const QString plain = WriteSquare(dir, QStringLiteral("pic.png"), 10, Qt::red);
-        WriteSquare(dir, QStringLiteral("pic@2x.png"), 20, Qt::blue);
-        QVERIFY(IconStore::Load(plain, 3));
+        const QString plain = writeSquare(dir, QStringLiteral("pic.png"), 10, Qt::red);
+        writeSquare(dir, QStringLiteral("pic@2x.png"), 20, Qt::blue);
+        QVERIFY(IconStore::load(plain, 3));
 
-        QCOMPARE(IconStore::Pixmap(3).size(), QSize(10, 10));
-        QCOMPARE(Centre(IconStore::Get(3).pixmap(QSize(10, 10), 1.0)), QColor(Qt::red));
-        const QPixmap sharp = IconStore::Get(3).pixmap(QSize(10, 10), 2.0);
+        QCOMPARE(IconStore::pixmap(3).size(), QSize(10, 10));
+        QCOMPARE(centre(IconStore::get(3).pixmap(QSize(10, 10), 1.0)), QColor(Qt::red));
+        const QPixmap sharp = IconStore::get(3).pixmap(QSize(10, 10), 2.0);
         QCOMPARE(sharp.size(), QSize(20, 20));
-        QCOMPARE(Centre(sharp), QColor(Qt::blue));
+        QCOMPARE(centre(sharp), QColor(Qt::blue));
     }
 
     void siblingOfTheWrongSizeIsIgnored()
     {
         QTemporaryDir dir;
-        const QString plain = WriteSquare(dir, QStringLiteral("pic.png"), 10, Qt::red);
-        WriteSquare(dir, QStringLiteral("pic@2x.png"), 12, Qt::blue);
-        QVERIFY(IconStore::Load(plain, 4));
-        QCOMPARE(Centre(IconStore::Get(4).pixmap(QSize(10, 10), 2.0)), QColor(Qt::red));
+        const QString plain = writeSquare(dir, QStringLiteral("pic.png"), 10, Qt::red);
+        writeSquare(dir, QStringLiteral("pic@2x.png"), 12, Qt::blue);
+        QVERIFY(IconStore::load(plain, 4));
+        QCOMPARE(centre(IconStore::get(4).pixmap(QSize(10, 10), 2.0)), QColor(Qt::red));
     }
 };
 

@@ -50,23 +50,23 @@ const Expected kImageSet[] = {
     { 32, "img_snv_player_vol_off.png" },
 };
 
-QString ImagePath(const char *file)
+QString imagePath(const char *file)
 {
     return kSkinFolder + QStringLiteral("Light/") + QLatin1String(file);
 }
 
-QImage Normalised(const QImage &image)
+QImage normalised(const QImage &image)
 {
     return image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
 }
 
-QImage FileImage(const char *file)
+QImage fileImage(const char *file)
 {
-    return Normalised(QImage(ImagePath(file)));
+    return normalised(QImage(imagePath(file)));
 }
 
 // A stand-in for the main window: only the button array matters here.
-std::unique_ptr<QWidget> MakeMainWindow()
+std::unique_ptr<QWidget> makeMainWindow()
 {
     auto window = std::make_unique<QWidget>();
     auto *layout = new QVBoxLayout(window.get());
@@ -78,7 +78,7 @@ std::unique_ptr<QWidget> MakeMainWindow()
     return window;
 }
 
-QAbstractButton *Button(QWidget *window, int index)
+QAbstractButton *listButton(QWidget *window, int index)
 {
     return window->findChild<QAbstractButton *>(
         QStringLiteral("Cmd_FileListView_") + QString::number(index));
@@ -86,10 +86,10 @@ QAbstractButton *Button(QWidget *window, int index)
 
 QImage ButtonPicture(QAbstractButton *button, const QSize &size)
 {
-    return Normalised(button->icon().pixmap(size, 1.0).toImage());
+    return normalised(button->icon().pixmap(size, 1.0).toImage());
 }
 
-bool HasTransparentAndOpaquePixels(const QImage &image)
+bool hasTransparentAndOpaquePixels(const QImage &image)
 {
     bool transparent = false;
     bool opaque = false;
@@ -116,36 +116,36 @@ private slots:
             "the build renders the skin into bin/Skin/Light");
     }
 
-    void cleanup() { UnloadSkin(); }
+    void cleanup() { unloadSkin(); }
 
     void everyNumberedPictureIsTheFileBehindIt()
     {
-        auto window = MakeMainWindow();
+        auto window = makeMainWindow();
         QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
-        QCOMPARE(SkinImageFolder(), kSkinFolder + QStringLiteral("Light/"));
+        QCOMPARE(skinImageFolder(), kSkinFolder + QStringLiteral("Light/"));
 
         for (const Expected &expected : kImageSet) {
-            const QString path = ImagePath(expected.file);
+            const QString path = imagePath(expected.file);
             QVERIFY2(QFileInfo::exists(path), qPrintable(path));
-            const QImage file = FileImage(expected.file);
+            const QImage file = fileImage(expected.file);
             QVERIFY2(!file.isNull(), qPrintable(path));
-            const QPixmap stored = IconStore::Pixmap(expected.number);
+            const QPixmap stored = IconStore::pixmap(expected.number);
             QVERIFY2(!stored.isNull(), expected.file);
-            QVERIFY2(!IconStore::Get(expected.number).isNull(), expected.file);
-            QCOMPARE(Normalised(stored.toImage()), file);
+            QVERIFY2(!IconStore::get(expected.number).isNull(), expected.file);
+            QCOMPARE(normalised(stored.toImage()), file);
         }
         // The names the windows use reach the same pictures.
-        QCOMPARE(Normalised(IconStore::Pixmap(SkinImage::PlayerPlay).toImage()),
-            FileImage("img_snv_player_play.png"));
+        QCOMPARE(normalised(IconStore::pixmap(SkinImage::PlayerPlay).toImage()),
+            fileImage("img_snv_player_play.png"));
     }
 
     void picturesAreDrawnAndDistinct()
     {
         QSet<QByteArray> seen;
         for (const Expected &expected : kImageSet) {
-            const QImage image = FileImage(expected.file);
+            const QImage image = fileImage(expected.file);
             // A drawing QtSvg could not render comes out blank or as a filled square.
-            QVERIFY2(HasTransparentAndOpaquePixels(image), expected.file);
+            QVERIFY2(hasTransparentAndOpaquePixels(image), expected.file);
             const QByteArray bytes(
                 reinterpret_cast<const char *>(image.constBits()), image.sizeInBytes());
             QVERIFY2(!seen.contains(bytes), expected.file);
@@ -156,10 +156,10 @@ private slots:
     void highDensityVariantsArePresent()
     {
         for (const Expected &expected : kImageSet) {
-            const QString base = QFileInfo(ImagePath(expected.file)).completeBaseName();
+            const QString base = QFileInfo(imagePath(expected.file)).completeBaseName();
             const QImage sharp(
                 kSkinFolder + QStringLiteral("Light/") + base + QStringLiteral("@2x.png"));
-            QCOMPARE(sharp.size(), FileImage(expected.file).size() * 2);
+            QCOMPARE(sharp.size(), fileImage(expected.file).size() * 2);
         }
     }
 
@@ -167,8 +167,8 @@ private slots:
     {
         QVERIFY(LoadSkinAndImages(nullptr, kSkinFolder));
         for (int number : { 0, 8, 12, 13, 15, 16, 17, 19, 20, 33, 200 }) {
-            QVERIFY2(IconStore::Get(number).isNull(), qPrintable(QString::number(number)));
-            QVERIFY(IconStore::Pixmap(number).isNull());
+            QVERIFY2(IconStore::get(number).isNull(), qPrintable(QString::number(number)));
+            QVERIFY(IconStore::pixmap(number).isNull());
         }
     }
 
@@ -191,31 +191,31 @@ private slots:
     {
         QFETCH(int, button);
         QFETCH(QString, file);
-        auto window = MakeMainWindow();
+        auto window = makeMainWindow();
         QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
 
-        QAbstractButton *target = Button(window.get(), button);
+        QAbstractButton *target = listButton(window.get(), button);
         QCOMPARE(target->icon().isNull(), file.isEmpty());
         if (file.isEmpty())
             return;
-        const QImage expected = FileImage(file.toLatin1().constData());
+        const QImage expected = fileImage(file.toLatin1().constData());
         QCOMPARE(target->iconSize(), expected.size());
         QCOMPARE(ButtonPicture(target, expected.size()), expected);
     }
 
     void missingFolderLeavesButtonsBare()
     {
-        auto window = MakeMainWindow();
+        auto window = makeMainWindow();
         QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
-        QVERIFY(!Button(window.get(), 0)->icon().isNull());
+        QVERIFY(!listButton(window.get(), 0)->icon().isNull());
 
         const QString missing = QDir::tempPath() + QStringLiteral("/no-such-skin/");
         QVERIFY(LoadSkinAndImages(window.get(), missing));
-        QCOMPARE(SkinImageFolder(), missing + QStringLiteral("Light/"));
+        QCOMPARE(skinImageFolder(), missing + QStringLiteral("Light/"));
         for (int i = 0; i <= 8; ++i)
-            QVERIFY2(Button(window.get(), i)->icon().isNull(), qPrintable(QString::number(i)));
+            QVERIFY2(listButton(window.get(), i)->icon().isNull(), qPrintable(QString::number(i)));
         for (const Expected &expected : kImageSet)
-            QVERIFY(IconStore::Get(expected.number).isNull());
+            QVERIFY(IconStore::get(expected.number).isNull());
     }
 
     void windowWithoutTheButtonArrayIsLeftAlone()
@@ -224,7 +224,7 @@ private slots:
         auto *other = new QPushButton(QStringLiteral("Other"), &bare);
         QVERIFY(LoadSkinAndImages(&bare, kSkinFolder));
         QVERIFY(other->icon().isNull());
-        QVERIFY(!IconStore::Get(SkinImage::AddFile).isNull());
+        QVERIFY(!IconStore::get(SkinImage::AddFile).isNull());
     }
 
     void folderWithoutTrailingSlashIsAccepted()
@@ -232,13 +232,13 @@ private slots:
         QString folder = kSkinFolder;
         folder.chop(1);
         QVERIFY(LoadSkinAndImages(nullptr, folder));
-        QCOMPARE(SkinImageFolder(), kSkinFolder + QStringLiteral("Light/"));
-        QVERIFY(!IconStore::Get(SkinImage::PlayerPlay).isNull());
+        QCOMPARE(skinImageFolder(), kSkinFolder + QStringLiteral("Light/"));
+        QVERIFY(!IconStore::get(SkinImage::PlayerPlay).isNull());
     }
 
     void lookMarksThePrimaryButton()
     {
-        auto window = MakeMainWindow();
+        auto window = makeMainWindow();
         QVERIFY(LoadSkinAndImages(window.get(), kSkinFolder));
         // Light whatever the desktop's own colour scheme.
         QVERIFY(QApplication::palette().color(QPalette::Window).lightness() > 230);
@@ -249,7 +249,7 @@ private slots:
 
         // Sample beside the label, where only the button's background shows.
         const auto background = [&](int index) {
-            QAbstractButton *button = Button(window.get(), index);
+            QAbstractButton *button = listButton(window.get(), index);
             const QImage image = button->grab().toImage();
             return QColor(image.pixel(image.width() - 6, image.height() / 2));
         };
@@ -259,9 +259,9 @@ private slots:
         QVERIFY2(plain.red() > 220 && plain.green() > 220 && plain.blue() > 220,
             qPrintable(plain.name()));
 
-        UnloadSkin();
+        unloadSkin();
         QVERIFY(qApp->styleSheet().isEmpty());
-        QVERIFY(IconStore::Get(SkinImage::AddFile).isNull());
+        QVERIFY(IconStore::get(SkinImage::AddFile).isNull());
     }
 
     void tipAndDropPicturesHaveTheirSizes()
@@ -270,7 +270,7 @@ private slots:
             QSize(360, 112));
         const QImage drop(kSkinFolder + QStringLiteral("Light/") + kDragDropFile);
         QVERIFY(!drop.isNull());
-        QVERIFY(HasTransparentAndOpaquePixels(Normalised(drop)));
+        QVERIFY(hasTransparentAndOpaquePixels(normalised(drop)));
     }
 };
 
