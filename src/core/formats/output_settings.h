@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/formats/catalogue_table.h"
-#include "core/formats/setting_choices.h"
+#include "core/formats/output_choices.h"
 
 #include <QList>
 #include <QObject>
@@ -13,8 +13,9 @@
 namespace sonivert {
 
 // The one set of output settings of a run. Choosing a preset fills it from the catalogue; every
-// change of a choice runs the consistency rules here, so the dialog and the command line only
-// display the lists and pass on what the person picked.
+// change of a choice runs the consistency rules of OutputChoices, so the dialog and the command
+// line only display the lists and pass on what the person picked. A person's audio choices are
+// kept in the selected preset's row; changes are announced once per operation.
 class OutputSettings : public QObject
 {
     Q_OBJECT
@@ -24,13 +25,13 @@ public:
 
     Catalogue &catalogue() const { return m_catalogue; }
 
-    const ChoiceList &choice(ChoiceListId list) const;
-    QString choiceText(ChoiceListId list) const;
-    const NumberSetting &number(NumberId id) const;
-    QualityLevel qualityLevel() const { return m_quality; }
-    bool qualityEnabled() const { return m_qualityEnabled; }
+    const ChoiceList &choice(ChoiceListId list) const { return m_choices.choice(list); }
+    QString choiceText(ChoiceListId list) const { return m_choices.choiceText(list); }
+    const NumberSetting &number(NumberId id) const { return m_choices.number(id); }
+    QualityLevel qualityLevel() const { return m_choices.qualityLevel(); }
+    bool qualityEnabled() const { return m_choices.qualityEnabled(); }
     const PresetDescription &description() const { return m_description; }
-    bool applyGuardOpen() const { return m_guardOpen; }
+    bool applyGuardOpen() const { return m_choices.rulesOpen(); }
     int appliedPresetRow() const { return m_appliedRow; }
 
     // The format family and its offered presets, as the main window lists them.
@@ -66,38 +67,11 @@ signals:
 private:
     class Batch;
 
-    ChoiceList &list(ChoiceListId id) { return m_lists[std::size_t(id)]; }
-    NumberSetting &num(NumberId id) { return m_numbers[std::size_t(id)]; }
-    void fillChoiceList(ChoiceListId id, const QString &text);
-    void fillChoiceListFromCell(ChoiceListId id, const QString &cell);
-    void fillFromLibraryOrCell(ChoiceListId id, const QString &cell);
-    void fillFormatChoices(ChoiceListId id, const QString &format, const QString &column);
-    void selectChoice(ChoiceListId id, const QString &value, Fallback fallback);
-    void applyNumericSetting(NumberId id, const QString &cell);
-    void setValue(NumberId id, int value);
-    void setLimits(NumberId id, int minimum, int maximum);
-
-    void selectionChanged(ChoiceListId id);
-    void videoCodecChanged();
-    void frameSizeChanged();
-    void rebuildVideoBitrates();
-    void audioCodecChanged();
-    void rebuildAudioBitrates(const QString &previous);
-    void videoBitrateChanged();
-    void refreshEnabledStates();
-
     Catalogue &m_catalogue;
-    std::array<ChoiceList, ChoiceListCount> m_lists;
-    std::array<bool, ChoiceListCount> m_locked {};
-    std::array<NumberSetting, 3> m_numbers;
-    std::array<bool, 3> m_numberLocked {};
-    QualityLevel m_quality = QualityLevel::Standard;
-    bool m_qualityEnabled = true;
+    OutputChoices m_choices;
     PresetDescription m_description;
-    bool m_guardOpen = true;
     int m_appliedRow = 0;
     int m_batchDepth = 0;
-    bool m_dirty = false;
 
     QString m_keyword;
     QList<PresetEntry> m_offered;

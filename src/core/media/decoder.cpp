@@ -3,27 +3,16 @@
 #include "core/media/time_text.h"
 
 #include <QFileInfo>
-#include <algorithm>
-#include <limits>
 
 extern "C" {
-#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
-#include <libavutil/dict.h>
 #include <libavutil/error.h>
-#include <libavutil/mathematics.h>
 #include <libavutil/time.h>
 }
 
 namespace sonivert {
 
 namespace {
-
-int clampToInt(int64_t value)
-{
-    return int(std::clamp<int64_t>(
-        value, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max()));
-}
 
 QString errorText(int code)
 {
@@ -40,34 +29,6 @@ bool isCoverPicture(const AVStream *s)
 bool isVideo(const AVStream *s)
 {
     return s->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !isCoverPicture(s);
-}
-
-QString codecName(const AVStream *s)
-{
-    if (!s)
-        return QString();
-    const AVCodecDescriptor *descriptor = avcodec_descriptor_get(s->codecpar->codec_id);
-    if (!descriptor)
-        return QString();
-    if (descriptor->long_name)
-        return QString::fromUtf8(descriptor->long_name);
-    return QString::fromUtf8(descriptor->name);
-}
-
-QString dictionaryText(const AVDictionary *dictionary, const char *key)
-{
-    const AVDictionaryEntry *entry = av_dict_get(dictionary, key, nullptr, 0);
-    return entry && entry->value ? QString::fromUtf8(entry->value) : QString();
-}
-
-// "2019-05-01" gives 2019, "3/12" gives 3; text without leading digits gives 0.
-int leadingNumber(const QString &text)
-{
-    const QString trimmed = text.trimmed();
-    qsizetype end = 0;
-    while (end < trimmed.size() && end < 9 && trimmed.at(end).isDigit())
-        ++end;
-    return end == 0 ? 0 : trimmed.left(end).toInt();
 }
 
 int64_t monotonicMicroseconds()
@@ -250,199 +211,24 @@ bool Decoder::IsSubtitleStream(int index) const
     return stream(index, AVMEDIA_TYPE_SUBTITLE) != nullptr;
 }
 
-int32_t Decoder::streamDurationLow(const AVStream *s) const
+VideoStreamInfo Decoder::videoInfo(int index) const
 {
-    if (!s)
-        return -1;
-    int64_t microseconds = UnknownTime;
-    if (s->duration != AV_NOPTS_VALUE)
-        microseconds = av_rescale_q(s->duration, s->time_base, AVRational { 1, AV_TIME_BASE });
-    int32_t low = 0;
-    int32_t high = 0;
-    splitTime(microseconds, low, high);
-    return low;
+    return readVideoStreamInfo(m_context.get(), stream(index, AVMEDIA_TYPE_VIDEO));
 }
 
-QString Decoder::GetVideoInfosCodecName(int index) const
+AudioStreamInfo Decoder::audioInfo(int index) const
 {
-    return codecName(stream(index, AVMEDIA_TYPE_VIDEO));
+    return readAudioStreamInfo(stream(index, AVMEDIA_TYPE_AUDIO));
 }
 
-int Decoder::GetVideoInfosWidth(int index) const
+FileTags Decoder::tags() const
 {
-    const AVStream *s = stream(index, AVMEDIA_TYPE_VIDEO);
-    return s ? s->codecpar->width : -1;
-}
-
-int Decoder::GetVideoInfosHeight(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_VIDEO);
-    return s ? s->codecpar->height : -1;
-}
-
-int Decoder::GetVideoInfosBitRate(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_VIDEO);
-    return s ? clampToInt(s->codecpar->bit_rate) : -1;
-}
-
-int Decoder::GetVideoInfosFrameRateNumerator(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_VIDEO);
-    if (!s)
-        return -1;
-    return s->avg_frame_rate.num != 0 ? s->avg_frame_rate.num : s->r_frame_rate.num;
-}
-
-int Decoder::GetVideoInfosFrameRateDenominator(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_VIDEO);
-    if (!s)
-        return -1;
-    return s->avg_frame_rate.num != 0 ? s->avg_frame_rate.den : s->r_frame_rate.den;
-}
-
-Decoder::DisplayAspect Decoder::displayAspect(int index) const
-{
-    DisplayAspect result;
-    const AVStream *s = stream(index, AVMEDIA_TYPE_VIDEO);
-    if (!s)
-        return result;
-    AVRational sar
-        = av_guess_sample_aspect_ratio(m_context.get(), const_cast<AVStream *>(s), nullptr);
-    if (sar.num <= 0 || sar.den <= 0)
-        sar = AVRational { 1, 1 };
-    const int64_t w = s->codecpar->width;
-    const int64_t h = s->codecpar->height;
-    if (w <= 0 || h <= 0) {
-        result.numerator = result.denominator = 0;
-        return result;
-    }
-    av_reduce(&result.numerator, &result.denominator, w * sar.num, h * sar.den, 1024 * 1024);
-    return result;
-}
-
-float Decoder::GetVideoInfosDisplayAspectRatio(int index) const
-{
-    const DisplayAspect aspect = displayAspect(index);
-    if (aspect.denominator == -1)
-        return -1.0f;
-    if (aspect.denominator == 0)
-        return 0.0f;
-    return float(double(aspect.numerator) / double(aspect.denominator));
-}
-
-int Decoder::GetVideoInfosDARNumerator(int index) const
-{
-    return displayAspect(index).numerator;
-}
-
-int Decoder::GetVideoInfosDARDenominator(int index) const
-{
-    return displayAspect(index).denominator;
-}
-
-int32_t Decoder::GetVideoInfosDurationLow(int index) const
-{
-    return streamDurationLow(stream(index, AVMEDIA_TYPE_VIDEO));
-}
-
-QString Decoder::GetVideoInfosLanguage(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_VIDEO);
-    return s ? dictionaryText(s->metadata, "language") : QString();
-}
-
-QString Decoder::GetAudioInfosCodecName(int index) const
-{
-    return codecName(stream(index, AVMEDIA_TYPE_AUDIO));
-}
-
-int Decoder::GetAudioInfosBitRate(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_AUDIO);
-    return s ? clampToInt(s->codecpar->bit_rate) : -1;
-}
-
-int Decoder::GetAudioInfosSampleRate(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_AUDIO);
-    return s ? s->codecpar->sample_rate : -1;
-}
-
-int Decoder::GetAudioInfosChannels(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_AUDIO);
-    return s ? s->codecpar->ch_layout.nb_channels : -1;
-}
-
-int32_t Decoder::GetAudioInfosDurationLow(int index) const
-{
-    return streamDurationLow(stream(index, AVMEDIA_TYPE_AUDIO));
-}
-
-QString Decoder::GetAudioInfosLanguage(int index) const
-{
-    const AVStream *s = stream(index, AVMEDIA_TYPE_AUDIO);
-    return s ? dictionaryText(s->metadata, "language") : QString();
+    return readFileTags(m_context.get(), stream(m_firstAudio, AVMEDIA_TYPE_AUDIO));
 }
 
 SourceFacts Decoder::converterFacts() const
 {
     return m_context ? sourceFactsOf(m_context.get()) : SourceFacts {};
-}
-
-QString Decoder::tag(const char *key) const
-{
-    if (!m_context)
-        return QString();
-    const QString onContainer = dictionaryText(m_context->metadata, key);
-    if (!onContainer.isEmpty())
-        return onContainer;
-    const AVStream *audio = stream(m_firstAudio, AVMEDIA_TYPE_AUDIO);
-    return audio ? dictionaryText(audio->metadata, key) : QString();
-}
-
-QString Decoder::GetFileInfoTitle() const
-{
-    return tag("title");
-}
-
-QString Decoder::GetFileInfoComment() const
-{
-    return tag("comment");
-}
-
-QString Decoder::GetFileInfoAuthor() const
-{
-    const QString artist = tag("artist");
-    return artist.isEmpty() ? tag("author") : artist;
-}
-
-QString Decoder::GetFileInfoAlbum() const
-{
-    return tag("album");
-}
-
-QString Decoder::GetFileInfoGenre() const
-{
-    return tag("genre");
-}
-
-QString Decoder::GetFileInfoCopyright() const
-{
-    return tag("copyright");
-}
-
-int Decoder::GetFileInfoYear() const
-{
-    const QString date = tag("date");
-    return leadingNumber(date.isEmpty() ? tag("year") : date);
-}
-
-int Decoder::GetFileInfoTrack() const
-{
-    return leadingNumber(tag("track"));
 }
 
 } // namespace sonivert

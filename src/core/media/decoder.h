@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/media/source_facts.h"
+#include "core/media/stream_info.h"
 
 #include <QString>
 #include <atomic>
@@ -47,55 +48,49 @@ public:
     int VideoStreamCount() const { return m_videoCount; }
     int AudioStreamCount() const { return m_audioCount; }
 
-    QString GetVideoInfosCodecName(int index) const;
-    int GetVideoInfosWidth(int index) const;
-    int GetVideoInfosHeight(int index) const;
-    int GetVideoInfosBitRate(int index) const;
-    int GetVideoInfosFrameRateNumerator(int index) const;
-    int GetVideoInfosFrameRateDenominator(int index) const;
-    float GetVideoInfosDisplayAspectRatio(int index) const;
-    int GetVideoInfosDARNumerator(int index) const;
-    int GetVideoInfosDARDenominator(int index) const;
-    int32_t GetVideoInfosDurationLow(int index) const;
-    QString GetVideoInfosLanguage(int index) const;
+    // Per-stream facts; StreamInfo reads them.
+    QString GetVideoInfosCodecName(int index) const { return videoInfo(index).codecName; }
+    int GetVideoInfosWidth(int index) const { return videoInfo(index).width; }
+    int GetVideoInfosHeight(int index) const { return videoInfo(index).height; }
+    int GetVideoInfosBitRate(int index) const { return videoInfo(index).bitRate; }
+    int GetVideoInfosFrameRateNumerator(int i) const { return videoInfo(i).frameRateNumerator; }
+    int GetVideoInfosFrameRateDenominator(int i) const { return videoInfo(i).frameRateDenominator; }
+    float GetVideoInfosDisplayAspectRatio(int i) const { return videoInfo(i).displayAspectRatio; }
+    int GetVideoInfosDARNumerator(int index) const { return videoInfo(index).darNumerator; }
+    int GetVideoInfosDARDenominator(int index) const { return videoInfo(index).darDenominator; }
+    int32_t GetVideoInfosDurationLow(int index) const { return videoInfo(index).durationLow; }
+    QString GetVideoInfosLanguage(int index) const { return videoInfo(index).language; }
 
-    QString GetAudioInfosCodecName(int index) const;
-    int GetAudioInfosBitRate(int index) const;
-    int GetAudioInfosSampleRate(int index) const;
-    int GetAudioInfosChannels(int index) const;
-    int32_t GetAudioInfosDurationLow(int index) const;
-    QString GetAudioInfosLanguage(int index) const;
+    QString GetAudioInfosCodecName(int index) const { return audioInfo(index).codecName; }
+    int GetAudioInfosBitRate(int index) const { return audioInfo(index).bitRate; }
+    int GetAudioInfosSampleRate(int index) const { return audioInfo(index).sampleRate; }
+    int GetAudioInfosChannels(int index) const { return audioInfo(index).channels; }
+    int32_t GetAudioInfosDurationLow(int index) const { return audioInfo(index).durationLow; }
+    QString GetAudioInfosLanguage(int index) const { return audioInfo(index).language; }
 
     // What the converter needs of the open file (durations, the song tags).
     SourceFacts converterFacts() const;
 
-    // Tags of the container, else of the first audio stream (Ogg keeps them there).
-    QString GetFileInfoTitle() const;
-    QString GetFileInfoComment() const;
-    QString GetFileInfoAuthor() const;
-    QString GetFileInfoAlbum() const;
-    QString GetFileInfoGenre() const;
-    QString GetFileInfoCopyright() const;
-    int GetFileInfoYear() const;
-    int GetFileInfoTrack() const;
+    FileTags tags() const;
+    QString GetFileInfoTitle() const { return tags().title; }
+    QString GetFileInfoComment() const { return tags().comment; }
+    QString GetFileInfoAuthor() const { return tags().author; }
+    QString GetFileInfoAlbum() const { return tags().album; }
+    QString GetFileInfoGenre() const { return tags().genre; }
+    QString GetFileInfoCopyright() const { return tags().copyright; }
+    int GetFileInfoYear() const { return tags().year; }
+    int GetFileInfoTrack() const { return tags().track; }
 
 private:
     struct ContextDeleter
     {
         void operator()(AVFormatContext *context) const;
     };
-    struct DisplayAspect
-    {
-        int numerator = -1;
-        int denominator = -1;
-    };
-
     static int interruptCallback(void *opaque);
     bool shouldInterrupt() const;
     const AVStream *stream(int index, int mediaType) const;
-    DisplayAspect displayAspect(int index) const;
-    QString tag(const char *key) const;
-    int32_t streamDurationLow(const AVStream *s) const;
+    VideoStreamInfo videoInfo(int index) const;
+    AudioStreamInfo audioInfo(int index) const;
 
     int m_readTimeoutMs;
     const std::atomic_bool *m_abort = nullptr;

@@ -36,6 +36,25 @@ DropController::~DropController()
     delete m_dialog;
 }
 
+void DropController::watch(QWidget *mainWindow)
+{
+    mainWindow->installEventFilter(this);
+}
+
+bool DropController::eventFilter(QObject *watched, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::DragEnter:
+        return handleDragEnter(static_cast<QDragEnterEvent *>(event));
+    case QEvent::DragMove:
+        return handleDragMove(static_cast<QDragMoveEvent *>(event));
+    case QEvent::Drop:
+        return handleDrop(static_cast<QDropEvent *>(event), qobject_cast<QWidget *>(watched));
+    default:
+        return QObject::eventFilter(watched, event);
+    }
+}
+
 bool DropController::isBusy() const
 {
     return m_scanner->isRunning();

@@ -16,8 +16,8 @@ namespace sonivert {
 class DropScanner;
 class DropWaitDialog;
 
-// Turns files and folders dropped on the main window into the lists the import wants. The main
-// window forwards its drag and drop events; while the drop is scanned it is disabled and
+// Turns files and folders dropped on the main window into the lists the import wants. It watches
+// the window's drag and drop events; while the drop is scanned the window is disabled and
 // frmWaitDragDrop shows the progress.
 class DropController : public QObject
 {
@@ -39,6 +39,8 @@ public:
     // Runs just before the scan starts (the start-up tip closes then).
     void setAboutToScan(std::function<void()> hook) { m_aboutToScan = std::move(hook); }
 
+    // Takes the drag and drop events of the window from now on.
+    void watch(QWidget *mainWindow);
     bool handleDragEnter(QDragEnterEvent *event);
     bool handleDragMove(QDragMoveEvent *event);
     // Returns true when the drop was taken; the files arrive later through onFiles.
@@ -48,6 +50,9 @@ public:
 
     // The local files and folders of a text/uri-list, in drop order; anything else is left out.
     static QStringList localPaths(const QMimeData *mimeData);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     bool wants(QDropEvent *event) const;

@@ -56,6 +56,7 @@ FileListController::FileListController(MainWindow &window, InfoPanel &info,
             },
             this);
     m_drops->setAboutToScan([this] { m_window.tipPopup()->closeTip(); });
+    m_drops->watch(&m_window);
 
     connect(
         m_window.listButton(BtnAddFiles), &QPushButton::clicked, this, [this] { importFiles({}); });

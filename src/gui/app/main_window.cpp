@@ -2,6 +2,7 @@
 
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
+#include "core/app/run_options.h"
 #include "core/app/settings_store.h"
 #include "core/formats/catalogue_table.h"
 #include "core/formats/output_settings.h"
@@ -18,7 +19,6 @@
 
 #include <QApplication>
 #include <QCloseEvent>
-#include <QDragEnterEvent>
 #include <QPushButton>
 #include <QTableView>
 #include <QWindowStateChangeEvent>
@@ -31,6 +31,7 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     , m_identity(identity)
 {
     setObjectName(QStringLiteral("frmMain"));
+    m_options = new RunOptions(m_identity.settingsKey, this);
     buildLayout();
     setUpFileList();
     setUpConversion();
@@ -71,7 +72,7 @@ void MainWindow::load(const QStringList &arguments)
     m_arguments = arguments;
     setWindowTitle(m_identity.companyName + QLatin1Char(' ') + m_identity.productName);
     LoadSettings(m_identity.settingsKey);
-    m_output->setFolder(folders().outputPath);
+    m_options->setOutputFolder(folders().outputPath);
     LoadSkinAndImages(this, folders().skinFolder);
     m_listArea->setDropPicture(QPixmap(skinImageFolder() + kDragDropFile));
     m_files->load();
@@ -122,6 +123,8 @@ void MainWindow::SetControlsState(ControlsMode mode, bool flag)
         fileView()->setEnabled(true);
         break;
     }
+    if (flags().diagnosisRunning)
+        m_cmd[BtnConvert]->setEnabled(false);
 }
 
 void MainWindow::setUpConversion()
@@ -224,24 +227,6 @@ bool MainWindow::event(QEvent *event)
         && (event->type() == QEvent::WindowUnblocked || event->type() == QEvent::EnabledChange))
         m_files->scheduleNextPendingText();
     return QMainWindow::event(event);
-}
-
-void MainWindow::dragEnterEvent(QDragEnterEvent *event)
-{
-    if (!m_files->drops()->handleDragEnter(event))
-        QMainWindow::dragEnterEvent(event);
-}
-
-void MainWindow::dragMoveEvent(QDragMoveEvent *event)
-{
-    if (!m_files->drops()->handleDragMove(event))
-        QMainWindow::dragMoveEvent(event);
-}
-
-void MainWindow::dropEvent(QDropEvent *event)
-{
-    if (!m_files->drops()->handleDrop(event, this))
-        QMainWindow::dropEvent(event);
 }
 
 } // namespace sonivert

@@ -15,8 +15,6 @@
 #include <array>
 #include <functional>
 
-class QCheckBox;
-class QLineEdit;
 class QPushButton;
 
 namespace sonivert {
@@ -24,6 +22,7 @@ namespace sonivert {
 class ConversionRun;
 class FileListModel;
 class FileViewMain;
+class RunOptions;
 class TipPopup;
 
 // Indices of the Cmd_FileListView button array.
@@ -64,6 +63,7 @@ public:
     // The load sequence; arguments are the command-line files (only the first is ever opened).
     void load(const QStringList &arguments);
 
+    // While a diagnosis sweep runs, Convert stays disabled whatever the mode.
     void SetControlsState(ControlsMode mode, bool flag);
     int GetConvertButtonState() const { return m_convert->buttonState(); }
     void SetConvertButtonState(int state) { m_convert->showButtonState(state); }
@@ -102,6 +102,8 @@ public:
     FileListModel *fileList() const { return m_files->list(); }
     FileViewMain *fileView() const { return m_listArea->fileView(); }
     FailureReport &failureReport() { return m_report; }
+    // The output folder and the thread options the next run starts with.
+    RunOptions *runOptions() const { return m_options; }
     int CurrentItemIndex() const { return m_info->currentRow(); }
     void Show_InputFileInfo(int row) { m_info->showRow(row); }
 
@@ -111,7 +113,7 @@ public:
     // The conversion: Convert (also Pause and Resume) and Stop, as the buttons do them.
     void convertCommand() { m_convert->convertCommand(); }
     void stopCommand() { m_convert->stopCommand(); }
-    void StartTesting() { convertCommand(); }
+    void StartTesting() { m_convert->startTestRun(); }
     void setTaskPlanner(TaskPlanner planner) { m_convert->setTaskPlanner(std::move(planner)); }
     // The run the window drives; its engine can be replaced (tests drive it with fake jobs).
     ConversionRun *conversionRun() const { return m_convert->run(); }
@@ -126,9 +128,6 @@ signals:
 
 protected:
     void closeEvent(QCloseEvent *event) override;
-    void dragEnterEvent(QDragEnterEvent *event) override;
-    void dragMoveEvent(QDragMoveEvent *event) override;
-    void dropEvent(QDropEvent *event) override;
     void changeEvent(QEvent *event) override;
     bool event(QEvent *event) override;
 
@@ -154,8 +153,7 @@ private:
     FileListArea *m_listArea = nullptr;
     FileListController *m_files = nullptr;
     InfoPanel *m_info = nullptr;
-    QCheckBox *m_threadMode = nullptr;
-    QLineEdit *m_threadCount = nullptr;
+    RunOptions *m_options = nullptr;
     OutputPanel *m_output = nullptr;
     ConversionPanel *m_convert = nullptr;
     GettingStartedTip *m_startTip = nullptr;

@@ -1,12 +1,9 @@
 // Building the main window's widgets. Behaviour lives in main_window.cpp.
+#include "core/app/run_options.h"
 #include "gui/app/main_window.h"
+#include "gui/convert/thread_options_box.h"
 
-#include <QCheckBox>
-#include <QGroupBox>
 #include <QHBoxLayout>
-#include <QIntValidator>
-#include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -57,8 +54,8 @@ void MainWindow::buildLayout()
     auto *middle = new QHBoxLayout;
     middle->addWidget(m_listArea, 1);
     middle->addWidget(buildSidePanel());
-    m_output = new OutputPanel({ m_cmd[BtnSetting], m_cmd[BtnBrowseFolder], m_cmd[BtnOpenFolder] },
-        m_identity.settingsKey);
+    m_output = new OutputPanel(
+        { m_cmd[BtnSetting], m_cmd[BtnBrowseFolder], m_cmd[BtnOpenFolder] }, *m_options);
 
     auto *central = new QWidget;
     auto *layout = new QVBoxLayout(central);
@@ -85,19 +82,7 @@ QWidget *MainWindow::buildSidePanel()
     m_info = new InfoPanel;
     column->addWidget(m_info);
 
-    auto *other = named(new QGroupBox(QStringLiteral("Other")), QStringLiteral("GroupBox_Other"));
-    auto *otherRow = new QHBoxLayout(other);
-    m_threadMode
-        = named(new QCheckBox(QStringLiteral("Thread Mode")), QStringLiteral("chkThreadMode"));
-    m_threadCount = named(new QLineEdit(QStringLiteral("1")), QStringLiteral("txtThreadCount"));
-    m_threadCount->setValidator(new QIntValidator(0, 64, m_threadCount));
-    m_threadCount->setMaximumWidth(48);
-    otherRow->addWidget(m_threadMode);
-    otherRow->addStretch(1);
-    otherRow->addWidget(
-        named(new QLabel(QStringLiteral("Thread Count")), QStringLiteral("lbl_ThreadCount")));
-    otherRow->addWidget(m_threadCount);
-    column->addWidget(other);
+    column->addWidget(new ThreadOptionsBox(*m_options));
     column->addStretch(1);
     return panel;
 }
@@ -108,8 +93,7 @@ QWidget *MainWindow::buildConvertArea()
     controls.convert = m_cmd[BtnConvert];
     controls.stop = m_cmd[BtnStop];
     controls.output = m_output;
-    controls.threadMode = m_threadMode;
-    controls.threadCount = m_threadCount;
+    controls.options = m_options;
     m_convert = new ConversionPanel(*this, controls, m_identity.settingsKey);
     return m_convert;
 }

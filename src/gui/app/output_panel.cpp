@@ -1,7 +1,7 @@
 #include "gui/app/output_panel.h"
 
 #include "core/app/folders.h"
-#include "core/app/settings_store.h"
+#include "core/app/run_options.h"
 #include "core/formats/output_settings.h"
 #include "gui/app/messages.h"
 #include "gui/app/open_folder.h"
@@ -20,9 +20,9 @@
 
 namespace sonivert {
 
-OutputPanel::OutputPanel(const Buttons &buttons, const QString &settingsKey, QWidget *parent)
+OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *parent)
     : QWidget(parent)
-    , m_settingsKey(settingsKey)
+    , m_options(options)
 {
     auto *grid = new QGridLayout(this);
     grid->setContentsMargins(0, 0, 0, 0);
@@ -74,6 +74,12 @@ OutputPanel::OutputPanel(const Buttons &buttons, const QString &settingsKey, QWi
     connect(buttons.openFolder, &QPushButton::clicked, this, &OutputPanel::openFolderCommand);
     connect(buttons.browseFolder, &QPushButton::clicked, this, &OutputPanel::browseFolderCommand);
     connect(m_folder, &QLineEdit::editingFinished, this, &OutputPanel::folderEdited);
+    m_folder->setText(m_options.outputFolder());
+    connect(m_folder, &QLineEdit::textChanged, &m_options, &RunOptions::setOutputFolder);
+    connect(&m_options, &RunOptions::outputFolderChanged, m_folder, [this](const QString &folder) {
+        if (m_folder->text() != folder)
+            m_folder->setText(folder);
+    });
     m_formatBinder = new FormatPresetBinder(m_format, m_preset, appOutputSettings(), this);
 }
 
@@ -85,22 +91,12 @@ OutputPanel::~OutputPanel()
         disconnect(child, nullptr, this, nullptr);
 }
 
-QString OutputPanel::folder() const
-{
-    return m_folder->text();
-}
-
-void OutputPanel::setFolder(const QString &folder)
-{
-    m_folder->setText(folder);
-}
-
 bool OutputPanel::useFolder()
 {
-    QString folder = m_folder->text();
+    QString folder = m_options.outputFolder();
     QString why;
     const bool usable = CheckOutputFolder(folder, &why);
-    m_folder->setText(usable ? withTrailingSeparator(folder) : folder);
+    m_options.setOutputFolder(usable ? withTrailingSeparator(folder) : folder);
     if (usable)
         return true;
     m_folderProblem->setText(why);
@@ -134,7 +130,7 @@ void OutputPanel::setChoicesEnabled(bool enabled)
 
 void OutputPanel::openFolderCommand()
 {
-    const QString folder = m_folder->text();
+    const QString folder = m_options.outputFolder();
     if (!QFileInfo(folder.trimmed()).isDir()) {
         ShowMessage(
             folder + QStringLiteral("\n\nPath not found!"), MsgInformation, QString(), window());
@@ -147,18 +143,17 @@ void OutputPanel::openFolderCommand()
 
 void OutputPanel::browseFolderCommand()
 {
-    const QString start = m_folder->text().trimmed();
+    const QString start = m_options.outputFolder().trimmed();
     QString chosen
         = QFileDialog::getExistingDirectory(window(), QStringLiteral("Output Folder"), start);
     if (chosen.isEmpty())
         chosen = start;
-    m_folder->setText(withTrailingSeparator(QDir::fromNativeSeparators(chosen)));
-    RegWriteText(m_settingsKey, QStringLiteral("OutputPath"), m_folder->text());
+    m_options.chooseOutputFolder(withTrailingSeparator(QDir::fromNativeSeparators(chosen)));
 }
 
 void OutputPanel::folderEdited()
 {
-    m_folder->setText(withTrailingSeparator(m_folder->text()));
+    m_options.setOutputFolder(withTrailingSeparator(m_options.outputFolder()));
 }
 
 } // namespace sonivert

@@ -13,9 +13,10 @@ class QPushButton;
 namespace sonivert {
 
 class FormatPresetBinder;
+class RunOptions;
 
-// The output choice under the file list: the format and its preset, and the folder the converted
-// files go to.
+// The output choice under the file list: the format and its preset, and the box of the folder the
+// converted files go to, which shows the run options' folder and passes on what is typed.
 class OutputPanel : public QWidget
 {
     Q_OBJECT
@@ -27,11 +28,9 @@ public:
         QPushButton *openFolder = nullptr;
     };
 
-    OutputPanel(const Buttons &buttons, const QString &settingsKey, QWidget *parent = nullptr);
+    OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *parent = nullptr);
     ~OutputPanel() override;
 
-    QString folder() const;
-    void setFolder(const QString &folder);
     // Checks the folder for a run; an empty box is given the documents folder, usable or not.
     // When the folder cannot be used, says why beside the box and hands the box to the person.
     bool useFolder();
@@ -51,7 +50,7 @@ private:
     void browseFolderCommand();
     void folderEdited();
 
-    QString m_settingsKey;
+    RunOptions &m_options;
     std::function<void(bool)> m_formatChoicesEnabled;
     std::array<QLabel *, 3> m_labels {};
     QComboBox *m_format = nullptr;

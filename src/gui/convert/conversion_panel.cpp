@@ -2,6 +2,7 @@
 
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
+#include "core/app/run_options.h"
 #include "core/convert/option_builder.h"
 #include "core/convert/option_tokens.h"
 #include "core/formats/output_settings.h"
@@ -22,9 +23,7 @@
 #include "gui/ui/icon_store.h"
 
 #include <QApplication>
-#include <QCheckBox>
 #include <QHBoxLayout>
-#include <QLineEdit>
 #include <QPushButton>
 
 namespace sonivert {
@@ -154,7 +153,7 @@ void ConversionPanel::startRun()
 
     m_preparing = true;
     m_window.SetConvertButtonState(1);
-    m_run->begin(m_controls.output->folder());
+    m_run->begin(m_controls.options->outputFolder());
     m_failureDetails.clear();
     m_elapsedFrozen = false;
     m_window.Show_InputFileInfo(0);
@@ -170,8 +169,7 @@ void ConversionPanel::startRun()
 
     if (queued) {
         m_window.SetControlsState(ControlsMode::Converting, false);
-        m_run->start(
-            threadCountFor(m_controls.threadMode->isChecked(), m_controls.threadCount->text()));
+        m_run->start(m_controls.options->threadCount());
         if (m_run->State() != RunState::Idle)
             m_elapsedTimer.start();
     } else {
@@ -204,9 +202,11 @@ bool ConversionPanel::prepareRun()
         if (output.isEmpty()) {
             wait.finish();
             m_window.setEnabled(true);
+            // A diagnosis step writes the refusal in its line and the sweep goes on.
             QString reason = m_run->LastErrorText();
-            ShowMessage(reason.replace(QStringLiteral(": "), QStringLiteral("\n\n")), MsgWarning,
-                QStringLiteral("Attention!"), &m_window);
+            if (!flags().diagnosisRunning)
+                ShowMessage(reason.replace(QStringLiteral(": "), QStringLiteral("\n\n")),
+                    MsgWarning, QStringLiteral("Attention!"), &m_window);
             m_abortPreparation = true;
             break;
         }
@@ -219,6 +219,12 @@ bool ConversionPanel::prepareRun()
     wait.finish();
     m_window.setEnabled(true);
     return !m_abortPreparation;
+}
+
+void ConversionPanel::startTestRun()
+{
+    if (m_run->State() == RunState::Idle)
+        startRun();
 }
 
 void ConversionPanel::stopCommand()
@@ -318,7 +324,7 @@ void ConversionPanel::onRunEnded(RunStopReason reason)
         return;
     }
     // A diagnosis sweep tries rejected settings on purpose and lists the message itself.
-    const QString explanation = stopExplanation(reason, m_controls.output->folder());
+    const QString explanation = stopExplanation(reason, m_controls.options->outputFolder());
     if (!explanation.isEmpty()
         && !(reason == RunStopReason::FormatParameters && flags().diagnosisRunning))
         ShowMessage(explanation, MsgWarning, QStringLiteral("Attention!"), &m_window);
@@ -383,7 +389,7 @@ void ConversionPanel::tellCompletion()
         tell = true;
     }
     if (tell) {
-        CompletionDialog done(m_controls.output->folder(), &m_window);
+        CompletionDialog done(m_controls.options->outputFolder(), &m_window);
         done.exec();
     }
 }

@@ -8,14 +8,13 @@
 #include <QList>
 #include <QTimer>
 
-class QCheckBox;
-class QLineEdit;
 class QPushButton;
 
 namespace sonivert {
 
 class MainWindow;
 class OutputPanel;
+class RunOptions;
 class TotalBar;
 
 // The convert group of the main window: the total bar beside Convert (Pause, Resume) and Stop,
@@ -29,9 +28,8 @@ public:
     {
         QPushButton *convert = nullptr;
         QPushButton *stop = nullptr;
-        OutputPanel *output = nullptr;
-        QCheckBox *threadMode = nullptr;
-        QLineEdit *threadCount = nullptr;
+        OutputPanel *output = nullptr; // checks the folder and says why it cannot be used
+        RunOptions *options = nullptr;
     };
 
     ConversionPanel(MainWindow &window, const Controls &controls, const QString &settingsKey);
@@ -45,6 +43,8 @@ public:
     void showButtonState(int state);
 
     void convertCommand();
+    // A diagnosis step's run: begins while Convert itself is disabled for the sweep.
+    void startTestRun();
     void stopCommand();
     void stopElapsedTimer() { m_elapsedTimer.stop(); }
 

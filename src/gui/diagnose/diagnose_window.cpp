@@ -1,6 +1,7 @@
 #include "gui/diagnose/diagnose_window.h"
 
 #include "core/app/app_flags.h"
+#include "core/app/run_options.h"
 #include "core/convert/conversion_run.h"
 #include "core/convert/option_builder.h"
 #include "core/formats/output_settings.h"
@@ -18,7 +19,6 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
@@ -29,6 +29,7 @@ namespace sonivert {
 namespace {
 
 const QString EmptyListText = QStringLiteral("Put the problem file into the list to start a test.");
+const QString CancelledBeforeStartText = QStringLiteral("Cancel was pressed before converting.");
 
 void appendLine(QPlainTextEdit *box, const QString &line)
 {
@@ -68,10 +69,15 @@ public:
         }
     }
 
+    // Why the last step could not run at all, for the results.
+    QString abandonReason() const { return m_abandonReason; }
+
     StepOutcome runStep() override
     {
-        if (!m_main || !m_window || m_main->fileList()->count() == 0)
+        if (!m_main || !m_window || m_main->fileList()->count() == 0) {
+            m_abandonReason = QStringLiteral("The file list is empty; nothing could be converted.");
             return { false, QString(), QString() };
+        }
         ConversionRun *run = m_main->conversionRun();
         QEventLoop loop;
         bool ended = false;
@@ -86,8 +92,10 @@ public:
         m_main->StartTesting();
         if (m_main && !ended && m_main->GetConvertButtonState() != 0)
             loop.exec();
-        if (!m_main || !m_window)
+        if (!m_main || !m_window) {
+            m_abandonReason = QStringLiteral("The main window has closed.");
             return { false, QString(), QString() };
+        }
         if (!ended)
             return { true, FailedStateText, unusableFolderMessage() };
         if (!began) {
@@ -95,7 +103,7 @@ public:
             const QString refusal = run->LastErrorText();
             if (!refusal.isEmpty())
                 return { true, FailedStateText, refusal };
-            return { true, CancelledStateText, QString() };
+            return { true, CancelledStateText, CancelledBeforeStartText };
         }
 
         FileListModel *list = m_main->fileList();
@@ -130,15 +138,15 @@ private:
     // main window says why beside the folder box.
     QString unusableFolderMessage() const
     {
-        const auto *box = m_main->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"));
         const auto *why = m_main->findChild<QLabel *>(QStringLiteral("lbl_OutputFolderProblem"));
-        return (box ? box->text() : QString()) + QStringLiteral(": ")
+        return m_main->runOptions()->outputFolder() + QStringLiteral(": ")
             + (why && !why->text().isEmpty() ? why->text()
                                              : QStringLiteral("The output folder cannot be used."));
     }
 
     QPointer<MainWindow> m_main;
     QPointer<DiagnoseWindow> m_window;
+    QString m_abandonReason;
 };
 
 DiagnoseWindow::DiagnoseWindow(MainWindow *mainWindow)
@@ -280,6 +288,7 @@ void DiagnoseWindow::testCommand(int index)
     m_sweeping = true;
     m_stopRequested = false;
     flags().diagnosisRunning = true;
+    m_main->listButton(BtnConvert)->setEnabled(false);
     updateCommands();
     m_status->setText(
         QStringLiteral("Testing... Stop ends the test after the current conversion."));
@@ -296,6 +305,10 @@ void DiagnoseWindow::testCommand(int index)
         return; // the main window went away with this window in the middle of the sweep
 
     m_sweeping = false;
+    if (m_main && m_main->GetConvertButtonState() == 0)
+        m_main->listButton(BtnConvert)->setEnabled(m_main->fileList()->count() > 0);
+    if (summary.end == SweepEnd::Abandoned && !runner.abandonReason().isEmpty())
+        appendLine(m_results, runner.abandonReason());
     updateCommands();
     showSummary(summary);
     emit sweepEnded(summary);

@@ -212,7 +212,7 @@ void FrmEditVideo::pressSetPoint(int index)
         if (m_player->PlayState() == PreviewPlayer::Paused)
             m_transport->showPosition(m_player->position());
     }
-    const int p = m_widgets.progressBarPlay->value();
+    const int p = m_transport->playPixel();
     if (index == 0)
         m_range.SetTrimPoints(p, TrimRange::Unchanged, false, true, false);
     else
@@ -231,7 +231,7 @@ void FrmEditVideo::pressNudge(int index)
         if (m_player->PlayState() == PreviewPlayer::Paused)
             m_transport->pressPlayPause();
     }
-    const int v = m_widgets.progressBarPlay->value();
+    const int v = m_transport->playPixel();
     if (index == 3) {
         SeekToPixel(qMin(v + 1, m_widgets.progressBarPlay->maximum()));
         pressSetPoint(1);

@@ -119,7 +119,7 @@ void PreviewTransport::pressStop()
     m_controls.playTime->setText(QStringLiteral("00:00:00"));
     setTag(m_controls.playTime, QStringLiteral("00:00:00.000"));
     clearTime(m_playPosition);
-    m_controls.bar->setValue(0);
+    showPlayPixel(0);
     {
         const QSignalBlocker block(m_controls.seekSlider);
         m_controls.seekSlider->setValue(0);
@@ -180,7 +180,7 @@ void PreviewTransport::SeekToPixel(int x)
         showPosition(t);
         // The bar stands on the pixel asked for; its time floors back to the pixel before
         // whenever the division rounded down.
-        m_controls.bar->setValue(x);
+        showPlayPixel(x);
     }
 }
 
@@ -191,6 +191,13 @@ void PreviewTransport::SeekTo(const TimeHalves &time)
         showPosition(time);
 }
 
+void PreviewTransport::showPlayPixel(int x)
+{
+    m_playPixel = x;
+    if (m_controls.bar->value() != x)
+        m_controls.bar->setValue(x);
+}
+
 void PreviewTransport::showPosition(const TimeHalves &position)
 {
     const QString text = FormatMediaTime(position.low, position.high);
@@ -198,8 +205,8 @@ void PreviewTransport::showPosition(const TimeHalves &position)
     setTag(m_controls.playTime, text);
     m_playPosition = position;
     const int v = barValueForPosition(position, m_mediaDuration, m_controls.bar->maximum());
-    if (v >= 0 && v != m_controls.bar->value())
-        m_controls.bar->setValue(v);
+    if (v >= 0)
+        showPlayPixel(v);
     if (!m_dragInProgress && v >= 0) {
         const QSignalBlocker block(m_controls.seekSlider);
         m_controls.seekSlider->setValue(
@@ -216,7 +223,7 @@ void PreviewTransport::onMediaOpened(qint32 low, qint32 high)
     setTag(m_controls.playTime, QStringLiteral("00:00:00.000"));
     m_controls.bar->setMaximum(m_controls.bar->width());
     m_progressUpdating = true;
-    m_controls.bar->setValue(0);
+    showPlayPixel(0);
     m_progressUpdating = false;
 }
 

@@ -51,6 +51,7 @@ public:
     void SeekToPixel(int x);
     void SeekTo(const TimeHalves &time);
     void showPosition(const TimeHalves &position);
+    void showPlayPixel(int x);
 
     // A fresh start for a medium of the given length: stopped, at 0, with sound.
     void prepare(const TimeHalves &duration);
@@ -61,6 +62,8 @@ public:
 
     TimeHalves MediaDuration() const { return m_mediaDuration; }
     TimeHalves PlayPosition() const { return m_playPosition; }
+    // The bar pixel the picture stands on: where Set Start/End and the nudges take a trim point.
+    int playPixel() const { return m_playPixel; }
     TimeHalves LastSeekTime() const { return m_lastSeekTime; }
     // -1 while starting, 0: resume after a seek, 1: the person paused, 2: stopped.
     int ResumeAfterSeek() const { return m_resumeAfterSeek; }
@@ -86,6 +89,7 @@ private:
     QString m_filePath;
     TimeHalves m_mediaDuration;
     TimeHalves m_playPosition;
+    int m_playPixel = 0;
     TimeHalves m_lastSeekTime;
     int m_resumeAfterSeek = 2;
     bool m_playing = false; // the play button offers Pause

@@ -103,7 +103,8 @@ void FormatSettingDialog::buildLayout()
     connect(ok, &QPushButton::clicked, this, &FormatSettingDialog::okClicked);
     connect(close, &QPushButton::clicked, this, &FormatSettingDialog::closeClicked);
 
-    // Hidden holders of the applied preset's descriptive fields and the selected preset's ID.
+    // Hidden holders of the applied preset's descriptive fields and the selected preset's ID, as
+    // the Part names them: they show the output settings and are never read back.
     const std::array<const char *, 6> holderNames
         = { "Txt_Format", "Txt_Keyword", "Txt_Maker", "Txt_Type", "Txt_Thumbnail", "Txt_Image" };
     for (std::size_t i = 0; i < holderNames.size(); ++i) {
@@ -256,8 +257,8 @@ void FormatSettingDialog::SelectPresetRow(int row)
         QTreeWidgetItem *item = m_presetList->topLevelItem(row);
         m_presetList->setCurrentItem(item);
         m_syncing = false;
-        m_idHolder->setText(item->data(0, IdRole).toString());
-        m_settings.setSelectedPresetId(m_idHolder->text());
+        m_settings.setSelectedPresetId(item->data(0, IdRole).toString());
+        m_idHolder->setText(m_settings.selectedPresetId());
         m_presetList->setFocus();
     }
     m_totalLabel->setText(
@@ -278,7 +279,7 @@ void FormatSettingDialog::showEvent(QShowEvent *event)
     SelectPresetRow(m_settings.mainPresetIndex());
     if (!m_activated) {
         m_activated = true;
-        m_settings.applyPresetId(m_idHolder->text());
+        m_settings.applyPresetId(m_settings.selectedPresetId());
     }
 }
 

@@ -55,37 +55,23 @@ private slots:
                                 << QString::fromLatin1(channels) << size << expected;
         };
         row("aac 8000 mono", "AAC", "8000 Hz", "Mono", s16, kbps({ 8, 16, 24, 32, 40, 48 }));
-        row("aac 16000 stereo", "AAC", "16000 Hz", "Stereo", s16,
-            kbps({ 16, 32, 48, 64, 80, 96, 112, 128, 160, 192 }));
         row("aac 44100 stereo", "AAC", "44100 Hz", "Stereo", s16,
             kbps({ 16, 32, 48, 64, 80, 96, 112, 128, 160, 192, 224, 256, 288, 320 }));
         row("aac has no 5.1", "AAC", "48000 Hz", "5.1 Surround", s16, QString());
         row("mpeg-2/4 24000 5.1", "MPEG-2/4", "24000 Hz", "5.1 Surround", s16,
             kbps({ 48, 96, 144, 192, 240, 288, 336, 384, 480, 576, 672, 768, 864 }));
-        row("mpeg-2/4 11025 mono", "MPEG-2/4", "11025 Hz", "Mono", s16,
-            kbps({ 8, 16, 24, 32, 40, 48, 56, 64 }));
         row("mp3 8000 5.1 empty", "MP3", "8000 Hz", "5.1 Surround", s16, QString());
         row("mp3 8000 stereo", "MP3", "8000 Hz", "Stereo", s16,
             kbps({ 32, 48, 64, 80, 96, 112, 128, 160 }));
-        row("mp3 12000 mono", "MP3", "12000 Hz", "Mono", s16, kbps({ 24, 32, 40, 48, 56, 64, 80 }));
-        row("mp3 32000 mono", "MP3", "32000 Hz", "Mono", s16,
-            kbps({ 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160 }));
         row("ac3 like mp3", "AC3", "48000 Hz", "Stereo", s16,
             kbps({ 96, 112, 128, 160, 192, 224, 256, 288, 320 }));
         row("mp2 16000 empty", "MP2", "16000 Hz", "Mono", s16, QString());
         row("mp2 48000 stereo", "MP2", "48000 Hz", "Stereo", s16,
             kbps({ 64, 80, 96, 112, 128, 160, 192, 224, 256, 320 }));
-        row("mp2 24000 mono", "MP2", "24000 Hz", "Mono", s16, kbps({ 32, 40, 48, 56, 64, 80 }));
         row("vorbis 16000 mono longer", "Ogg Vorbis", "16000 Hz", "Mono", s16,
             kbps({ 16, 24, 32, 40, 48, 56, 64, 80, 96 }));
-        row("vorbis 22050 mono", "Ogg Vorbis", "22050 Hz", "Mono", s16,
-            kbps({ 16, 24, 32, 40, 48, 56, 64, 80 }));
         row("vorbis 16000 stereo longer", "Ogg Vorbis", "16000 Hz", "Stereo", s16,
             kbps({ 32, 48, 64, 80, 96, 112, 128, 160, 192 }));
-        row("vorbis 24000 stereo", "Ogg Vorbis", "24000 Hz", "Stereo", s16,
-            kbps({ 32, 48, 64, 80, 96, 112, 128, 160 }));
-        row("vorbis 12000 stereo", "Ogg Vorbis", "12000 Hz", "Stereo", s16,
-            kbps({ 16, 32, 48, 64, 80, 96 }));
         row("ms adpcm 44100 stereo", "Microsoft ADPCM", "44100 Hz", "Stereo", s16, kbps({ 325 }));
         row("ima_adpcm 44100 stereo", "IMA_ADPCM", "44100 Hz", "Stereo", s16, kbps({ 325 }));
         row("ms adpcm 11025 mono", "Microsoft ADPCM", "11025 Hz", "Mono", s16, kbps({ 44 }));
@@ -100,8 +86,6 @@ private slots:
         row("gsm", "MS GSM 6.10", "8000 Hz", "Mono", s16, kbps({ 13 }));
         row("flac", "FLAC", "48000 Hz", "5.1 Surround", QStringLiteral("24 bit"), kbps({ 768 }));
         row("pcm 16 stereo 44100", "PCM little-endian", "44100 Hz", "Stereo", s16, kbps({ 1408 }));
-        row("pcm be 32 5.1 48000", "PCM big-endian", "48000 Hz", "5.1 Surround",
-            QStringLiteral("32 bit"), kbps({ 9216 }));
         row("pcm 8 mono 8000", "PCM little-endian", "8000 Hz", "Mono", QStringLiteral("8 bit"),
             kbps({ 64 }));
         row("pcm 11025 truncates K", "PCM little-endian", "11025 Hz", "Mono",
@@ -110,7 +94,6 @@ private slots:
             kbps({ 0 }));
         row("pcm unknown channels", "PCM little-endian", "44100 Hz", "Quad", s16, kbps({ 0 }));
         row("ima adpcm 11025 stereo", "IMA ADPCM", "11025 Hz", "Stereo", s16, kbps({ 88 }));
-        row("ima adpcm 44100 mono", "IMA ADPCM", "44100 Hz", "Mono", s16, kbps({ 176 }));
         row("ima adpcm 12000 5.1", "IMA ADPCM", "12000 Hz", "5.1 Surround", s16, kbps({ 288 }));
         row("a-law 48000 stereo", "CCITT A-law", "48000 Hz", "Stereo", s16, kbps({ 768 }));
         row("u-law 22050 mono", "CCITT u-law", "22050 Hz", "Mono", s16, kbps({ 176 }));

@@ -1,5 +1,6 @@
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
+#include "core/app/run_options.h"
 #include "core/media/file_list_model.h"
 #include "gui/app/main_window.h"
 #include "support/fake_engine.h"
@@ -87,6 +88,7 @@ private slots:
         // Two at a time, whatever the machine's core count.
         m_window->findChild<QCheckBox *>(u"chkThreadMode"_s)->setChecked(true);
         m_window->findChild<QLineEdit *>(u"txtThreadCount"_s)->setText(u"2"_s);
+        QCOMPARE(m_window->runOptions()->threadCount(), 2);
         m_window->convertCommand();
         QTRY_COMPARE(m_engine.runningCount(), 2);
         m_window->convertCommand();

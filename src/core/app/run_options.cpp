@@ -1,0 +1,49 @@
+#include "core/app/run_options.h"
+
+#include "core/app/settings_store.h"
+#include "core/convert/run_progress.h"
+
+namespace sonivert {
+
+RunOptions::RunOptions(const QString &settingsKey, QObject *parent)
+    : QObject(parent)
+    , m_settingsKey(settingsKey)
+{
+}
+
+void RunOptions::setOutputFolder(const QString &folder)
+{
+    if (folder == m_outputFolder)
+        return;
+    m_outputFolder = folder;
+    emit outputFolderChanged(folder);
+}
+
+void RunOptions::chooseOutputFolder(const QString &folder)
+{
+    setOutputFolder(folder);
+    RegWriteText(m_settingsKey, QStringLiteral("OutputPath"), folder);
+}
+
+void RunOptions::setThreadMode(bool on)
+{
+    if (on == m_threadMode)
+        return;
+    m_threadMode = on;
+    emit threadModeChanged(on);
+}
+
+void RunOptions::setThreadCountText(const QString &text)
+{
+    if (text == m_threadCountText)
+        return;
+    m_threadCountText = text;
+    emit threadCountTextChanged(text);
+}
+
+int RunOptions::threadCount() const
+{
+    return threadCountFor(m_threadMode, m_threadCountText);
+}
+
+} // namespace sonivert

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+namespace sonivert {
+
+// What the person chose for the next run besides the output settings: the output folder and the
+// thread options of the group "Other". The boxes of the main window show these and pass on what
+// is typed; a run, the diagnosis and the folder commands read them here.
+class RunOptions : public QObject
+{
+    Q_OBJECT
+public:
+    explicit RunOptions(const QString &settingsKey, QObject *parent = nullptr);
+
+    QString outputFolder() const { return m_outputFolder; }
+    void setOutputFolder(const QString &folder);
+    // The folder chooser's pick, remembered as "OutputPath" for the next start.
+    void chooseOutputFolder(const QString &folder);
+
+    // Not remembered: every start begins with Thread Mode off and the count "1".
+    bool threadMode() const { return m_threadMode; }
+    QString threadCountText() const { return m_threadCountText; }
+    void setThreadMode(bool on);
+    void setThreadCountText(const QString &text);
+    // The thread count a run starts with (ThreadCountFor).
+    int threadCount() const;
+
+signals:
+    void outputFolderChanged(const QString &folder);
+    void threadModeChanged(bool on);
+    void threadCountTextChanged(const QString &text);
+
+private:
+    QString m_settingsKey;
+    QString m_outputFolder;
+    bool m_threadMode = false;
+    QString m_threadCountText = QStringLiteral("1");
+};
+
+} // namespace sonivert

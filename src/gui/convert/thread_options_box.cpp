@@ -1,0 +1,42 @@
+#include "gui/convert/thread_options_box.h"
+
+#include "core/app/run_options.h"
+
+#include <QCheckBox>
+#include <QHBoxLayout>
+#include <QIntValidator>
+#include <QLabel>
+#include <QLineEdit>
+
+namespace sonivert {
+
+ThreadOptionsBox::ThreadOptionsBox(RunOptions &options, QWidget *parent)
+    : QGroupBox(QStringLiteral("Other"), parent)
+{
+    setObjectName(QStringLiteral("GroupBox_Other"));
+    m_mode = new QCheckBox(QStringLiteral("Thread Mode"));
+    m_mode->setObjectName(QStringLiteral("chkThreadMode"));
+    m_mode->setChecked(options.threadMode());
+    m_count = new QLineEdit(options.threadCountText());
+    m_count->setObjectName(QStringLiteral("txtThreadCount"));
+    m_count->setValidator(new QIntValidator(0, 64, m_count));
+    m_count->setMaximumWidth(48);
+    auto *label = new QLabel(QStringLiteral("Thread Count"));
+    label->setObjectName(QStringLiteral("lbl_ThreadCount"));
+
+    auto *row = new QHBoxLayout(this);
+    row->addWidget(m_mode);
+    row->addStretch(1);
+    row->addWidget(label);
+    row->addWidget(m_count);
+
+    connect(m_mode, &QCheckBox::toggled, &options, &RunOptions::setThreadMode);
+    connect(m_count, &QLineEdit::textChanged, &options, &RunOptions::setThreadCountText);
+    connect(&options, &RunOptions::threadModeChanged, m_mode, &QCheckBox::setChecked);
+    connect(&options, &RunOptions::threadCountTextChanged, m_count, [this](const QString &text) {
+        if (m_count->text() != text)
+            m_count->setText(text);
+    });
+}
+
+} // namespace sonivert
