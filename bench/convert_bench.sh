@@ -5,6 +5,9 @@
 #
 #   bench/convert_bench.sh [path/to/sonivert-cli] [rounds]
 #
+# It measures the ffmpeg engine (what sonivert adds around one ffmpeg per file); ENGINE=auto or
+# ENGINE=worker measures another (bench/worker_bench.sh holds the worker's own targets).
+#
 # Each measurement runs `rounds` times (default 3), the two programs taking turns, and the best
 # time of each counts, so a burst of load from elsewhere hurts both alike.
 set -euo pipefail
@@ -17,6 +20,7 @@ if [[ -z "$cli" ]]; then
     done
 fi
 rounds=${2:-3}
+engine=${ENGINE:-ffmpeg}
 [[ -x "${cli:-}" ]] || { echo "sonivert-cli not found; pass its path" >&2; exit 2; }
 command -v ffmpeg >/dev/null || { echo "ffmpeg not found" >&2; exit 2; }
 
@@ -42,7 +46,8 @@ now() { date +%s.%N; }
 run_cli() { # folder
     local out="$work/out-cli"
     rm -rf "$out" && mkdir -p "$out"
-    "$cli" convert --format MP3 --preset MP3-STANDARD --threads 2 -o "$out" "$1"/*.mp4 >/dev/null
+    "$cli" convert --format MP3 --preset MP3-STANDARD --threads 2 --engine "$engine" -o "$out" \
+        "$1"/*.mp4 >/dev/null
 }
 
 run_ffmpeg() { # folder
@@ -70,7 +75,7 @@ best() { # command folder
     echo "$best_wall $best_cpu"
 }
 
-echo "Load before: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
+echo "Engine: $engine. Load before: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
 report() { # label folder
     local cli_times ff_times
     cli_times=($(best run_cli "$2"))
