@@ -27,17 +27,14 @@
 #include <cmath>
 #include <unistd.h>
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 namespace sonivert::cli {
 
 namespace {
 
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
-    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--dry-run] [--json] FILE...");
+    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--stall-timeout SECONDS] [--dry-run] "
+    "[--json] FILE...");
 
 void printHelp(QTextStream &out)
 {
@@ -52,6 +49,8 @@ void printHelp(QTextStream &out)
            "  --engine E        auto (default): sonivert-worker for the audio plans it runs, the\n"
            "                    ffmpeg program for the rest; ffmpeg; or worker (a plan it cannot\n"
            "                    run is a usage error)\n"
+           "  --stall-timeout S a file whose conversion shows no progress for S seconds fails\n"
+           "                    (default 120)\n"
            "  --dry-run         print what would be run, convert nothing\n"
            "  --json            with --dry-run: [{\"file\", \"seek\", \"options\", \"output\", "
            "\"argv\",\n                    \"settings\", \"engine\"}]; otherwise [{\"file\", "
@@ -72,6 +71,7 @@ struct ConvertArgs
     QString outputFolder;
     int threads = 0;
     EngineChoice engine = EngineChoice::Auto;
+    double stallSeconds = Encoder::DefaultStallTimeoutSeconds;
     bool dryRun = false;
     bool json = false;
     QStringList files;
@@ -177,6 +177,15 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
                 return ParseResult::Usage;
             }
             parsed.threads = threads;
+        } else if (matches(arg, QStringLiteral("--stall-timeout"))) {
+            qint64 us = 0;
+            if (!takeValue(args, i, QStringLiteral("--stall-timeout"), value)
+                || !parseSeconds(value, us) || us < 1000) {
+                error = QStringLiteral("--stall-timeout takes seconds (at least 0.001), not \"")
+                    + value + QLatin1Char('"');
+                return ParseResult::Usage;
+            }
+            parsed.stallSeconds = double(us) / 1e6;
         } else if (matches(arg, QStringLiteral("--engine"))) {
             if (!takeValue(args, i, QStringLiteral("--engine"), value)
                 || !parseEngineChoice(value.trimmed(), &parsed.engine)) {
@@ -283,11 +292,19 @@ QString plannedEngine(const PlannedFile &f, EngineChoice choice)
     return engineFor(choice, task, WorkerPool::instance()->program());
 }
 
+QString stateName(FileState state);
+QJsonObject resultJson(const PlannedFile &f);
+
 void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
 {
     const QString program = findFfmpegProgram();
     QJsonArray array;
     for (const PlannedFile &f : files) {
+        if (f.state == FileState::Failed) {
+            if (json)
+                array.append(resultJson(f));
+            continue;
+        }
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
             + buildFfmpegArguments(f.input, f.plan.inputOptions, f.encoderOutput,
                 f.plan.outputOptions, f.plan.cut, f.plan.source.tags);
@@ -323,6 +340,13 @@ QString stateName(FileState state)
     return QStringLiteral("planned");
 }
 
+QJsonObject resultJson(const PlannedFile &f)
+{
+    return QJsonObject { { QStringLiteral("file"), f.input },
+        { QStringLiteral("output"), f.output }, { QStringLiteral("state"), stateName(f.state) },
+        { QStringLiteral("message"), f.message }, { QStringLiteral("engine"), f.engine } };
+}
+
 // Converts the planned files in one run and follows it to the end. Files the engine refuses or
 // that fail go into failures.
 void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertArgs &args,
@@ -332,6 +356,8 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
     QStringList rowNames;
     for (int i = 0; i < files.size(); ++i) {
         PlannedFile &f = files[i];
+        if (f.state == FileState::Failed)
+            continue; // not probed: already reported
         f.output = run.addRow(int(fileOfRow.size()), f.input, f.plan);
         if (!f.output.isEmpty()) {
             fileOfRow.append(i);
@@ -412,10 +438,6 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     case ParseResult::Ok:
         break;
     }
-    // Probing and reading outputs back go through libavformat, whose own warnings would only
-    // clutter the progress and the report.
-    av_log_set_level(AV_LOG_QUIET);
-
     Catalogue catalogue;
     if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli convert: " << error << "\n";
@@ -448,14 +470,23 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     for (const QString &given : std::as_const(args.files)) {
         const QString path = QFileInfo(given).absoluteFilePath();
         ProbeResult probe = probeMediaFile(path);
+        // A file that cannot be planned still has its entry, in argument order.
+        const auto refuse = [&](const QString &name, const QString &message) {
+            PlannedFile f;
+            f.input = path;
+            f.name = name;
+            f.state = FileState::Failed;
+            f.message = message;
+            files.append(f);
+            failures.append({ name, message });
+        };
         if (!probe.ok) {
-            failures.append(
-                { probe.name.isEmpty() ? fileNameOf(path) : probe.name, probe.message });
+            refuse(probe.name.isEmpty() ? fileNameOf(path) : probe.name, probe.message);
             continue;
         }
         QString message;
         if (args.trimmed && !applyTrim(probe.item, args, message)) {
-            failures.append({ probe.name, message });
+            refuse(probe.name, message);
             continue;
         }
         PlannedFile f;
@@ -483,6 +514,8 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             return ExitCode::Usage;
         }
         for (const PlannedFile &f : std::as_const(files)) {
+            if (f.state == FileState::Failed)
+                continue;
             const QString refusal = workerRefusal(f.plan.encoding, engineOutputName(f.plan));
             if (!refusal.isEmpty()) {
                 io.err << "sonivert-cli convert: --engine worker cannot convert " << f.name << ": "
@@ -492,6 +525,7 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
         }
     }
     run.setEngineChoice(args.engine);
+    run.setStallTimeoutSeconds(args.stallSeconds);
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);
@@ -499,13 +533,8 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
         runConversion(run, files, args, failures, io);
         if (args.json) {
             QJsonArray array;
-            for (const PlannedFile &f : std::as_const(files)) {
-                array.append(QJsonObject { { QStringLiteral("file"), f.input },
-                    { QStringLiteral("output"), f.output },
-                    { QStringLiteral("state"), stateName(f.state) },
-                    { QStringLiteral("message"), f.message },
-                    { QStringLiteral("engine"), f.engine } });
-            }
+            for (const PlannedFile &f : std::as_const(files))
+                array.append(resultJson(f));
             io.out << QJsonDocument(array).toJson(QJsonDocument::Indented);
         } else {
             int done = 0;

@@ -14,10 +14,6 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 namespace sonivert::cli {
 
 namespace {
@@ -36,7 +32,8 @@ void printHelp(QTextStream &out)
            "  video    every video codec of the format\n"
            "The outputs go to a temporary folder and are deleted.\n"
            "--failed-only prints only the combinations that failed, with ffmpeg's message.\n"
-           "--json prints an array of {\"combination\", \"state\", \"message\"} instead.\n"
+           "--json prints an array of {\"file\", \"combination\", \"state\", \"message\"} "
+           "instead.\n"
            "Exit status: 0 when every combination converted, 1 when some failed.\n";
 }
 
@@ -187,7 +184,6 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
         return ExitCode::Usage;
     }
 
-    av_log_set_level(AV_LOG_QUIET);
     FileListModel list;
     FailureReport report;
     ProbeFile(parsed.file, list, report);
@@ -195,6 +191,15 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
         const QString reason = report.isEmpty() ? QStringLiteral("cannot be read")
                                                 : report.entries().constLast().message;
         io.err << "sonivert-cli diagnose: " << parsed.file << ": " << reason << "\n";
+        // A script reading the JSON learns of the file too.
+        if (parsed.json) {
+            const QJsonArray entry { QJsonObject { { QStringLiteral("file"), parsed.file },
+                { QStringLiteral("combination"), QString() },
+                { QStringLiteral("state"), QStringLiteral("failed") },
+                { QStringLiteral("message"), reason } } };
+            io.out << QString::fromUtf8(QJsonDocument(entry).toJson(QJsonDocument::Indented));
+            io.out.flush();
+        }
         return ExitCode::Failed;
     }
     QTemporaryDir folder;
@@ -206,19 +211,20 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
 
     CliStepRunner runner(list, settings, folder.path());
     QJsonArray written;
-    const SweepSummary summary = runSweep(
-        settings, parsed.kind, runner, [&](const SweepResult &result) {
-            if (!shouldWrite(result, parsed.failedOnly))
-                return;
-            if (parsed.json) {
-                written.append(QJsonObject { { QStringLiteral("combination"), result.combination },
-                    { QStringLiteral("state"), result.state },
-                    { QStringLiteral("message"), result.message } });
-            } else {
-                io.out << resultLine(result) << "\n";
-                io.out.flush();
-            }
-        });
+    const SweepSummary summary
+        = runSweep(settings, parsed.kind, runner, [&](const SweepResult &result) {
+              if (!shouldWrite(result, parsed.failedOnly))
+                  return;
+              if (parsed.json) {
+                  written.append(QJsonObject { { QStringLiteral("file"), parsed.file },
+                      { QStringLiteral("combination"), result.combination },
+                      { QStringLiteral("state"), result.state },
+                      { QStringLiteral("message"), result.message } });
+              } else {
+                  io.out << resultLine(result) << "\n";
+                  io.out.flush();
+              }
+          });
     if (parsed.json)
         io.out << QString::fromUtf8(QJsonDocument(written).toJson(QJsonDocument::Indented));
     io.out.flush();
