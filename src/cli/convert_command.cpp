@@ -27,17 +27,14 @@
 #include <cmath>
 #include <unistd.h>
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 namespace sonivert::cli {
 
 namespace {
 
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
-    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--dry-run] [--json] FILE...");
+    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--stall-timeout SECONDS] [--dry-run] "
+    "[--json] FILE...");
 
 void printHelp(QTextStream &out)
 {
@@ -52,6 +49,8 @@ void printHelp(QTextStream &out)
            "  --engine E        auto (default): sonivert-worker for the audio plans it runs, the\n"
            "                    ffmpeg program for the rest; ffmpeg; or worker (a plan it cannot\n"
            "                    run is a usage error)\n"
+           "  --stall-timeout S a file whose conversion shows no progress for S seconds fails\n"
+           "                    (default 120)\n"
            "  --dry-run         print what would be run, convert nothing\n"
            "  --json            with --dry-run: [{\"file\", \"seek\", \"options\", \"output\", "
            "\"argv\",\n                    \"settings\", \"engine\"}]; otherwise [{\"file\", "
@@ -72,6 +71,7 @@ struct ConvertArgs
     QString outputFolder;
     int threads = 0;
     EngineChoice engine = EngineChoice::Auto;
+    double stallSeconds = Encoder::DefaultStallTimeoutSeconds;
     bool dryRun = false;
     bool json = false;
     QStringList files;
@@ -177,6 +177,15 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
                 return ParseResult::Usage;
             }
             parsed.threads = threads;
+        } else if (matches(arg, QStringLiteral("--stall-timeout"))) {
+            qint64 us = 0;
+            if (!takeValue(args, i, QStringLiteral("--stall-timeout"), value)
+                || !parseSeconds(value, us) || us < 1000) {
+                error = QStringLiteral("--stall-timeout takes seconds (at least 0.001), not \"")
+                    + value + QLatin1Char('"');
+                return ParseResult::Usage;
+            }
+            parsed.stallSeconds = double(us) / 1e6;
         } else if (matches(arg, QStringLiteral("--engine"))) {
             if (!takeValue(args, i, QStringLiteral("--engine"), value))
                 value.clear();
@@ -263,11 +272,19 @@ void printReport(const QList<Failure> &failures, QTextStream &err)
     err.flush();
 }
 
+QString stateName(FileState state);
+QJsonObject resultJson(const PlannedFile &f);
+
 void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
 {
     const QString program = findFfmpegProgram();
     QJsonArray array;
     for (const PlannedFile &f : files) {
+        if (f.state == FileState::Failed) {
+            if (json)
+                array.append(resultJson(f));
+            continue;
+        }
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
             + buildFfmpegArguments(f.input, f.encoderOutput, f.plan);
         if (json) {
@@ -303,6 +320,13 @@ QString stateName(FileState state)
     return QStringLiteral("planned");
 }
 
+QJsonObject resultJson(const PlannedFile &f)
+{
+    return QJsonObject { { QStringLiteral("file"), f.input },
+        { QStringLiteral("output"), f.output }, { QStringLiteral("state"), stateName(f.state) },
+        { QStringLiteral("message"), f.message }, { QStringLiteral("engine"), f.engine } };
+}
+
 // Converts the planned files in one run and follows it to the end. Files the engine refuses or
 // that fail go into failures.
 void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertArgs &args,
@@ -312,6 +336,8 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
     QStringList rowNames;
     for (int i = 0; i < files.size(); ++i) {
         PlannedFile &f = files[i];
+        if (f.state == FileState::Failed)
+            continue; // not probed: already reported
         f.output = run.addRow(int(fileOfRow.size()), f.input, f.plan);
         if (!f.output.isEmpty()) {
             fileOfRow.append(i);
@@ -392,10 +418,6 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     case ParseResult::Ok:
         break;
     }
-    // Probing and reading outputs back go through libavformat, whose own warnings would only
-    // clutter the progress and the report.
-    av_log_set_level(AV_LOG_QUIET);
-
     Catalogue catalogue;
     if (!loadCliCatalogue(catalogue, error)) {
         io.err << "sonivert-cli convert: " << error << "\n";
@@ -428,14 +450,23 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     for (const QString &given : std::as_const(args.files)) {
         const QString path = QFileInfo(given).absoluteFilePath();
         ProbeResult probe = probeMediaFile(path);
+        // A file that cannot be planned still has its entry, in argument order.
+        const auto refuse = [&](const QString &name, const QString &message) {
+            PlannedFile f;
+            f.input = path;
+            f.name = name;
+            f.state = FileState::Failed;
+            f.message = message;
+            files.append(f);
+            failures.append({ name, message });
+        };
         if (!probe.ok) {
-            failures.append(
-                { probe.name.isEmpty() ? fileNameOf(path) : probe.name, probe.message });
+            refuse(probe.name.isEmpty() ? fileNameOf(path) : probe.name, probe.message);
             continue;
         }
         QString message;
         if (args.trimmed && !applyTrim(probe.item, args, message)) {
-            failures.append({ probe.name, message });
+            refuse(probe.name, message);
             continue;
         }
         PlannedFile f;
@@ -458,12 +489,15 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     if (args.engine == EngineChoice::Worker) {
         // A plan the worker cannot run is refused before anything runs.
         QList<PlannedRow> rows;
-        for (const PlannedFile &f : std::as_const(files))
-            rows.append({ f.name, f.plan });
+        for (const PlannedFile &f : std::as_const(files)) {
+            if (f.state != FileState::Failed)
+                rows.append({ f.name, f.plan });
+        }
         if (!checkWorkerEngine(QStringLiteral("convert"), rows, io.err))
             return ExitCode::Usage;
     }
     run.setEngineChoice(args.engine);
+    run.setStallTimeoutSeconds(args.stallSeconds);
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);
@@ -471,13 +505,8 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
         runConversion(run, files, args, failures, io);
         if (args.json) {
             QJsonArray array;
-            for (const PlannedFile &f : std::as_const(files)) {
-                array.append(QJsonObject { { QStringLiteral("file"), f.input },
-                    { QStringLiteral("output"), f.output },
-                    { QStringLiteral("state"), stateName(f.state) },
-                    { QStringLiteral("message"), f.message },
-                    { QStringLiteral("engine"), f.engine } });
-            }
+            for (const PlannedFile &f : std::as_const(files))
+                array.append(resultJson(f));
             io.out << QJsonDocument(array).toJson(QJsonDocument::Indented);
         } else {
             int done = 0;

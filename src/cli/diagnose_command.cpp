@@ -15,10 +15,6 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 namespace sonivert::cli {
 
 namespace {
@@ -40,7 +36,8 @@ void printHelp(QTextStream &out)
            "--engine chooses the engine as for convert: auto (default), ffmpeg, or worker (a\n"
            "combination it cannot run is a usage error).\n"
            "--failed-only prints only the combinations that failed, with ffmpeg's message.\n"
-           "--json prints an array of {\"combination\", \"state\", \"message\", \"engine\"} "
+           "--json prints an array of {\"file\", \"combination\", \"state\", \"message\", "
+           "\"engine\"} "
            "instead.\n"
            "Exit status: 0 when every combination converted, 1 when some failed.\n";
 }
@@ -241,7 +238,6 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
         return ExitCode::Usage;
     }
 
-    av_log_set_level(AV_LOG_QUIET);
     FileListModel list;
     FailureReport report;
     ProbeFile(parsed.file, list, report);
@@ -249,6 +245,15 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
         const QString reason = report.isEmpty() ? QStringLiteral("cannot be read")
                                                 : report.entries().constLast().message;
         io.err << "sonivert-cli diagnose: " << parsed.file << ": " << reason << "\n";
+        // A script reading the JSON learns of the file too.
+        if (parsed.json) {
+            const QJsonArray entry { QJsonObject { { QStringLiteral("file"), parsed.file },
+                { QStringLiteral("combination"), QString() },
+                { QStringLiteral("state"), QStringLiteral("failed") },
+                { QStringLiteral("message"), reason }, { QStringLiteral("engine"), QString() } } };
+            io.out << QString::fromUtf8(QJsonDocument(entry).toJson(QJsonDocument::Indented));
+            io.out.flush();
+        }
         return ExitCode::Failed;
     }
     QTemporaryDir folder;
@@ -277,20 +282,21 @@ ExitCode runDiagnose(const QStringList &arguments, Io &io)
 
     CliStepRunner runner(list, settings, folder.path(), parsed.engine);
     QJsonArray written;
-    const SweepSummary summary = runSweep(
-        settings, parsed.kind, runner, [&](const SweepResult &result) {
-            if (!shouldWrite(result, parsed.failedOnly))
-                return;
-            if (parsed.json) {
-                written.append(QJsonObject { { QStringLiteral("combination"), result.combination },
-                    { QStringLiteral("state"), result.state },
-                    { QStringLiteral("message"), result.message },
-                    { QStringLiteral("engine"), runner.lastEngine() } });
-            } else {
-                io.out << resultLine(result) << "\n";
-                io.out.flush();
-            }
-        });
+    const SweepSummary summary
+        = runSweep(settings, parsed.kind, runner, [&](const SweepResult &result) {
+              if (!shouldWrite(result, parsed.failedOnly))
+                  return;
+              if (parsed.json) {
+                  written.append(QJsonObject { { QStringLiteral("file"), parsed.file },
+                      { QStringLiteral("combination"), result.combination },
+                      { QStringLiteral("state"), result.state },
+                      { QStringLiteral("message"), result.message },
+                      { QStringLiteral("engine"), runner.lastEngine() } });
+              } else {
+                  io.out << resultLine(result) << "\n";
+                  io.out.flush();
+              }
+          });
     if (parsed.json)
         io.out << QString::fromUtf8(QJsonDocument(written).toJson(QJsonDocument::Indented));
     io.out.flush();

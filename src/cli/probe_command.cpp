@@ -8,11 +8,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-
-extern "C" {
-#include <libavutil/log.h>
-}
-
 #include <vector>
 
 namespace sonivert::cli {
@@ -85,9 +80,6 @@ ExitCode runProbe(const QStringList &args, Io &io)
         io.err << "Usage: sonivert-cli probe [--json] FILE...\n";
         return ExitCode::Usage;
     }
-    // The demuxers' own warnings would only clutter the report lines.
-    av_log_set_level(AV_LOG_QUIET);
-
     FileListModel list;
     FailureReport report;
     ImportJob job(&list, &report);

@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 #include <cmath>
 
 namespace sonivert {
@@ -42,6 +43,11 @@ void ConversionRun::setEngineChoice(EngineChoice choice)
     m_encoder->setEngineChoice(choice);
 }
 
+void ConversionRun::setStallTimeoutSeconds(double seconds)
+{
+    m_encoder->setStallTimeoutMs(int(std::clamp(seconds * 1000.0, 1.0, 1e9)));
+}
+
 void ConversionRun::begin(const QString &folder)
 {
     abandon();
@@ -50,6 +56,9 @@ void ConversionRun::begin(const QString &folder)
     m_names.clear();
     m_failures.clear();
     m_folder = withTrailingSeparator(folder);
+    // What a killed or crashed run left behind goes before this one writes.
+    if (!folder.isEmpty())
+        removeAbandonedTemporaries(m_folder);
     m_lastError.clear();
     m_stopReason = RunStopReason::None;
     m_totalPercent = 0;

@@ -52,6 +52,8 @@ public:
     void setFfmpegProgram(const QString &program);
     // Without a factory set: the engine of every task (Auto: the worker where it can).
     void setEngineChoice(EngineChoice choice);
+    // A row whose engine gives no sign of life for this long fails (default 120 s).
+    void setStallTimeoutSeconds(double seconds);
 
     // Forgets the last run and begins planning one that writes into folder.
     void begin(const QString &folder);

@@ -5,11 +5,13 @@
 #include "core/convert/ffmpeg_program.h"
 #include "core/convert/output_naming.h"
 #include "core/convert/worker_encode_job.h"
+#include "core/convert/worker_pool.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QThread>
 #include <QTimer>
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -22,6 +24,8 @@ extern "C" {
 namespace sonivert {
 
 namespace {
+
+constexpr int StallCheckSlackMs = 2000;
 
 // 0 when the path is a file this process can read, else the errno that says why not.
 int readableFileError(const QByteArray &name)
@@ -56,6 +60,7 @@ Encoder::Encoder(QObject *parent)
     : QObject(parent)
     , m_program(findFfmpegProgram())
 {
+    connect(&m_stallCheck, &QTimer::timeout, this, &Encoder::checkStalls);
 }
 
 Encoder::~Encoder()
@@ -264,16 +269,27 @@ bool Encoder::startTask(int index)
     task.temporaryOutput = temporaryOutputName(task.info.output);
     const EncodeTask spec { task.info.input, task.info.output, task.temporaryOutput,
         task.info.inputOptions, task.info.outputOptions, task.cut, task.facts, task.plan };
+    // The worker's own watch over its silence stays a backstop: this queue's, which names the
+    // file and the stall, comes first.
+    if (!m_factory)
+        WorkerPool::instance()->setNoProgressTimeoutMs(m_stallTimeoutMs + StallCheckSlackMs);
     EncodeJob *job = m_factory ? m_factory(spec, this)
                                : engineJobFactory(m_engineChoice, m_program)(spec, this);
     task.job = job;
     task.info.commandLine = job->Result().commandLine;
     task.info.engine = job->Result().engine;
     const qint64 total = task.totalUs;
-    connect(job, &EncodeJob::progress, this,
-        [this, index, total](qint64 position) { emit progress(index, position, total); });
-    connect(job, &EncodeJob::logLine, this,
-        [this, index](int level, const QString &line) { emit logLine(index, level, line); });
+    task.quiet.start();
+    connect(job, &EncodeJob::progress, this, [this, index, total](qint64 position) {
+        m_tasks[size_t(index)].quiet.start();
+        emit progress(index, position, total);
+    });
+    connect(job, &EncodeJob::logLine, this, [this, index](int level, const QString &line) {
+        m_tasks[size_t(index)].quiet.start();
+        emit logLine(index, level, line);
+    });
+    if (!m_stallCheck.isActive())
+        m_stallCheck.start(std::clamp(m_stallTimeoutMs / 4, 50, StallCheckSlackMs / 2));
     connect(job, &EncodeJob::finished, this, [this, index] { onJobFinished(index); });
     if (m_paused)
         job->pause();
@@ -336,6 +352,47 @@ void Encoder::moveIntoPlace(int index)
     endTask(index, moved.ok ? EncoderTaskState::Succeeded : EncoderTaskState::Failed,
         moved.ok ? QString() : moved.path + QLatin1String(": ") + moved.message);
     scheduleNext();
+}
+
+void Encoder::setStallTimeoutMs(int ms)
+{
+    m_stallTimeoutMs = std::max(ms, 1);
+}
+
+void Encoder::checkStalls()
+{
+    bool anyRunning = false;
+    for (size_t i = 0; i < m_tasks.size(); ++i) {
+        Task &task = m_tasks[i];
+        if (!task.job || task.info.state != EncoderTaskState::Running)
+            continue;
+        anyRunning = true;
+        if (m_paused) {
+            task.quiet.start(); // a pause is not a stall
+            continue;
+        }
+        if (task.quiet.elapsed() < m_stallTimeoutMs)
+            continue;
+        const QString seconds = QString::number(m_stallTimeoutMs / 1000.0, 'g', 4);
+        task.info.stderrTail
+            << QStringLiteral("No progress for %1 s: the conversion was ended.").arg(seconds);
+        // The job may be stuck in the kernel (a hung network mount); it ends on its own time.
+        const QPointer<EncodeJob> job = task.job;
+        abandonJob(task);
+        if (job)
+            job->stop();
+        const QString message = QStringLiteral(
+            "%1: the conversion made no progress for %2 s and was ended. The file or the output "
+            "folder stopped responding (a network share or a disk that hangs?).")
+                                    .arg(task.info.input, seconds);
+        const quint64 generation = m_generation;
+        endTask(int(i), EncoderTaskState::Failed, message);
+        if (generation != m_generation)
+            return;
+        scheduleNext();
+    }
+    if (!anyRunning)
+        m_stallCheck.stop();
 }
 
 void Encoder::endTask(int index, EncoderTaskState state, const QString &message)

@@ -4,9 +4,11 @@
 #include "core/convert/run_progress.h"
 #include "core/convert/worker_encode_job.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
+#include <QTimer>
 #include <vector>
 
 namespace sonivert {
@@ -50,6 +52,7 @@ class Encoder : public QObject
 
 public:
     static constexpr double ProgressIntervalSeconds = 0.4;
+    static constexpr int DefaultStallTimeoutSeconds = 120;
 
     explicit Encoder(QObject *parent = nullptr);
     ~Encoder() override;
@@ -61,6 +64,10 @@ public:
     void setJobFactory(EncodeJobFactory factory) { m_factory = std::move(factory); }
     // Without a factory: which engine runs the tasks (Auto unless set).
     void setEngineChoice(EngineChoice choice) { m_engineChoice = choice; }
+    // A running task that gives no sign of life (progress or a log line) for this long is ended
+    // and fails: its input or output folder has stopped answering, or its engine hangs.
+    void setStallTimeoutMs(int ms);
+    int stallTimeoutMs() const { return m_stallTimeoutMs; }
 
     // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
     // install a missing ffmpeg). Fails only for an input that cannot be read at all. The facts
@@ -116,6 +123,7 @@ private:
         std::optional<EncodePlan> plan;
         qint64 totalUs = 0;
         QPointer<EncodeJob> job;
+        QElapsedTimer quiet; // since the job's last sign of life
     };
 
     void scheduleNext();
@@ -124,6 +132,7 @@ private:
     void onJobFinished(int index);
     void moveIntoPlace(int index);
     void endTask(int index, EncoderTaskState state, const QString &message);
+    void checkStalls();
     void abandonJob(Task &task);
     int runningCount() const;
     bool anyQueued() const;
@@ -138,6 +147,8 @@ private:
     bool m_paused = false;
     bool m_nextScheduled = false;
     quint64 m_generation = 0; // counts stops, so a handler that stopped the queue is noticed
+    int m_stallTimeoutMs = DefaultStallTimeoutSeconds * 1000;
+    QTimer m_stallCheck;
 };
 
 } // namespace sonivert

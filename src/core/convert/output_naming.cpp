@@ -1,13 +1,17 @@
 #include "core/convert/output_naming.h"
 
+#include <QCryptographicHash>
+#include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -96,6 +100,51 @@ int renameNoReplace(const QString &from, const QString &to)
     return ::rename(source.constData(), target.constData()) == 0 ? 0 : errno;
 }
 
+// Field 22 of /proc/PID/stat: clock ticks from boot to the process's start. Together with the
+// process id it names one process for the whole life of the system.
+std::optional<quint64> processStartTicks(qint64 pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QByteArray text = stat.readAll();
+    // The command name in parentheses may hold spaces and parentheses itself.
+    const qsizetype close = text.lastIndexOf(')');
+    if (close < 0)
+        return std::nullopt;
+    const QList<QByteArray> fields = text.mid(close + 2).split(' ');
+    // Fields from the state (3rd) on; the start time is the 22nd.
+    if (fields.size() < 20)
+        return std::nullopt;
+    bool ok = false;
+    const quint64 ticks = fields.at(19).toULongLong(&ok);
+    return ok ? std::optional<quint64>(ticks) : std::nullopt;
+}
+
+QString temporaryCheck(const QString &writer)
+{
+    const QByteArray hash = QCryptographicHash::hash(
+        QByteArrayLiteral("sonivert temporary ") + writer.toUtf8(), QCryptographicHash::Sha256);
+    return QString::fromLatin1(hash.toHex().left(8));
+}
+
+const QRegularExpression &temporaryPattern()
+{
+    static const QRegularExpression pattern(QStringLiteral(
+        "^\\.sonivert-(([0-9]{1,10})-([0-9]{1,20})-[0-9a-f]{8})-([0-9a-f]{8})(\\.[^.]*)?$"));
+    return pattern;
+}
+
+QDateTime bootTime()
+{
+    QFile uptime(QStringLiteral("/proc/uptime"));
+    if (!uptime.open(QIODevice::ReadOnly))
+        return {};
+    bool ok = false;
+    const double seconds = uptime.readAll().split(' ').value(0).toDouble(&ok);
+    return ok ? QDateTime::currentDateTimeUtc().addMSecs(-qint64(seconds * 1000)) : QDateTime();
+}
+
 } // namespace
 
 QString ChangeExtension(const QString &path, const QString &extension)
@@ -155,17 +204,50 @@ QString encoderOutputFileName(const QString &outputFile, OutputNameRegistry &nam
     return names.claim(outputFile.chopped(3) + QLatin1String("M4A"));
 }
 
-QString temporaryOutputName(const QString &finalPath)
+QString temporaryOutputName(const QString &finalPath, qint64 writerPid)
 {
+    const qint64 pid = writerPid > 0 ? writerPid : qint64(::getpid());
+    const quint64 started = processStartTicks(pid).value_or(0);
     const PathParts parts = splitPath(finalPath);
     PathParts temporary = parts;
     QString candidate;
     do {
-        temporary.base = QStringLiteral(".sonivert-%1")
-                             .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0'));
+        const QString writer
+            = QStringLiteral("%1-%2-%3")
+                  .arg(pid)
+                  .arg(started)
+                  .arg(QRandomGenerator::global()->generate(), 8, 16, QLatin1Char('0'));
+        temporary.base
+            = QStringLiteral(".sonivert-") + writer + QLatin1Char('-') + temporaryCheck(writer);
         candidate = joinName(temporary, QString());
     } while (pathExists(candidate));
     return candidate;
+}
+
+QStringList removeAbandonedTemporaries(const QString &folder)
+{
+    QStringList removed;
+    const QDateTime booted = bootTime();
+    QDirIterator it(folder, { QStringLiteral(".sonivert-*") }, QDir::Files | QDir::Hidden);
+    while (it.hasNext()) {
+        it.next();
+        const QRegularExpressionMatch match = temporaryPattern().match(it.fileName());
+        if (!match.hasMatch() || temporaryCheck(match.captured(1)) != match.captured(4))
+            continue;
+        // Written without a readable start time: nothing can prove its writer gone.
+        if (match.captured(3) == QLatin1String("0"))
+            continue;
+        const QFileInfo info = it.fileInfo();
+        // A symbolic link is never one we made.
+        if (info.isSymLink())
+            continue;
+        const std::optional<quint64> started = processStartTicks(match.captured(2).toLongLong());
+        const bool writerAlive = started && *started == match.captured(3).toULongLong()
+            && !(booted.isValid() && info.lastModified().toUTC() < booted);
+        if (!writerAlive && QFile::remove(it.filePath()))
+            removed.append(it.filePath());
+    }
+    return removed;
 }
 
 MoveResult moveWithoutReplacing(

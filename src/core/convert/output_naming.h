@@ -37,8 +37,15 @@ QString MakeUniqueFileName(const QString &path, const OutputNameRegistry *taken 
 QString encoderOutputFileName(const QString &outputFile, OutputNameRegistry &names);
 
 // A hidden name in the folder of finalPath that keeps its extension (ffmpeg picks the container
-// by it) and names no existing file at the moment of the call.
-QString temporaryOutputName(const QString &finalPath);
+// by it) and names no existing file at the moment of the call. The name carries the writer's
+// process id and start time (this process unless writerPid is given) and a check value, so a later
+// run can tell an abandoned temporary output of ours from a live one and from anyone else's file.
+QString temporaryOutputName(const QString &finalPath, qint64 writerPid = 0);
+
+// Removes the temporary outputs in folder (not below it) whose writer is gone: killed, crashed,
+// or from before the last boot. Files of live processes and files that are not ours stay.
+// Returns the paths removed.
+QStringList removeAbandonedTemporaries(const QString &folder);
 
 struct MoveResult
 {

@@ -2,6 +2,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -129,6 +131,32 @@ private slots:
         QVERIFY(temporary.endsWith(QLatin1String(".M4A")));
         QVERIFY(!QFile::exists(temporary));
         QVERIFY(temporaryOutputName(path(QStringLiteral("clip.M4A"))) != temporary);
+    }
+
+    // Only our own temporaries whose writer has ended go: not a live process's, not a file
+    // that merely looks like one (its check value does not match), not an older kind of name.
+    void abandonedTemporariesOnlyGo()
+    {
+        QProcess writer;
+        writer.start(QStringLiteral("sleep"), { QStringLiteral("60") });
+        QVERIFY(writer.waitForStarted());
+        const QString ours = temporaryOutputName(path(QStringLiteral("a.MP3")));
+        const QString theirs
+            = temporaryOutputName(path(QStringLiteral("b.MP3")), writer.processId());
+        QString forged = QFileInfo(theirs).fileName();
+        const qsizetype last = forged.lastIndexOf(QLatin1Char('.')) - 1;
+        forged[last] = forged.at(last) == QLatin1Char('0') ? QLatin1Char('1') : QLatin1Char('0');
+        const QStringList names { QFileInfo(ours).fileName(), QFileInfo(theirs).fileName(), forged,
+            QStringLiteral(".sonivert-0123abcd.MP3") };
+        for (const QString &name : names)
+            touch(name);
+
+        QCOMPARE(removeAbandonedTemporaries(m_dir.path()), QStringList());
+        writer.kill();
+        QVERIFY(writer.waitForFinished());
+        QCOMPARE(removeAbandonedTemporaries(m_dir.path()), QStringList { theirs });
+        for (const QString &name : names)
+            QCOMPARE(QFile::exists(path(name)), path(name) != theirs);
     }
 
     void moveNeverReplaces()
