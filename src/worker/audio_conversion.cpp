@@ -1,5 +1,6 @@
 #include "worker/audio_conversion.h"
 
+#include "core/media/audio_stream_choice.h"
 #include "worker/libav_handles.h"
 
 extern "C" {
@@ -25,26 +26,6 @@ std::string errorText(int error)
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(error, text, sizeof text);
     return text;
-}
-
-// The audio stream ffmpeg converts when none is chosen: the most channels, a default stream
-// before the others, the first among equals.
-int defaultAudioStream(const AVFormatContext *context)
-{
-    int best = -1;
-    int64_t bestScore = -1;
-    for (unsigned i = 0; i < context->nb_streams; ++i) {
-        const AVStream *stream = context->streams[i];
-        if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
-            continue;
-        const int64_t score = stream->codecpar->ch_layout.nb_channels
-            + ((stream->disposition & AV_DISPOSITION_DEFAULT) ? 5000000 : 0);
-        if (score > bestScore) {
-            bestScore = score;
-            best = static_cast<int>(i);
-        }
-    }
-    return best;
 }
 
 class Conversion
@@ -117,7 +98,7 @@ bool Conversion::openInput()
     ret = avformat_find_stream_info(m_input.get(), nullptr);
     if (ret < 0)
         return error(m_spec.input + ": could not find codec parameters");
-    m_streamIndex = defaultAudioStream(m_input.get());
+    m_streamIndex = defaultAudioStreamIndex(m_input.get());
     if (m_streamIndex < 0)
         return error("Output file #0 does not contain any stream");
     for (unsigned i = 0; i < m_input->nb_streams; ++i) {

@@ -48,4 +48,19 @@ bool makeClip(const QString &path, const ClipOptions &o)
     return runFfmpeg(args);
 }
 
+ClipOptions soundClip(double seconds, bool video, int rate, const QString &layout,
+    const QStringList &extra, bool audio)
+{
+    ClipOptions o;
+    o.seconds = seconds;
+    o.video = video;
+    o.audio = audio;
+    o.width = 160;
+    o.height = 120;
+    o.sampleRate = rate;
+    o.channelLayout = layout;
+    o.extraOutputArgs = extra;
+    return o;
+}
+
 } // namespace sonivert::test

@@ -26,4 +26,8 @@ struct ClipOptions
 // follows the extension. Returns true on success.
 bool makeClip(const QString &path, const ClipOptions &options = {});
 
+// A small clip of the given sound (160x120 picture when video), for engine comparisons.
+ClipOptions soundClip(double seconds, bool video, int rate, const QString &layout,
+    const QStringList &extra = {}, bool audio = true);
+
 } // namespace sonivert::test

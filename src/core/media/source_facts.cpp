@@ -40,24 +40,6 @@ int64_t streamDurationUs(const AVStream *stream)
 
 } // namespace
 
-int defaultAudioStreamIndex(const AVFormatContext *context)
-{
-    int best = -1;
-    int64_t bestScore = -1;
-    for (unsigned i = 0; i < context->nb_streams; ++i) {
-        const AVStream *stream = context->streams[i];
-        if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
-            continue;
-        const int64_t score = stream->codecpar->ch_layout.nb_channels
-            + ((stream->disposition & AV_DISPOSITION_DEFAULT) ? 5000000 : 0);
-        if (score > bestScore) {
-            bestScore = score;
-            best = int(i);
-        }
-    }
-    return best;
-}
-
 SongTags readableTags(const QList<QPair<QString, QString>> &containerTags,
     const QList<QPair<QString, QString>> &streamTags)
 {

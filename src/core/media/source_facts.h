@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/media/audio_stream_choice.h"
+
 #include <QList>
 #include <QPair>
 #include <QString>
@@ -29,10 +31,6 @@ struct SourceFacts
 SourceFacts sourceFactsOf(const AVFormatContext *context);
 // Opens path to read its facts; all unknown when it cannot be opened.
 SourceFacts readSourceFacts(const QString &path);
-
-// The audio stream ffmpeg converts when no stream is chosen: the one with the most channels,
-// a default stream before others, the first among equals. -1 when there is none.
-int defaultAudioStreamIndex(const AVFormatContext *context);
 
 // The song tags among a file's container and stream tags, in a stable order.
 SongTags readableTags(const QList<QPair<QString, QString>> &containerTags,

@@ -25,6 +25,7 @@ using namespace sonivert;
 using sonivert::test::ClipOptions;
 using sonivert::test::makeClip;
 using sonivert::test::runFfmpeg;
+using sonivert::test::soundClip;
 
 namespace {
 
@@ -103,21 +104,6 @@ Decoded decode(const QString &path)
     d.pcmHash = hash.result();
     d.ok = true;
     return d;
-}
-
-ClipOptions soundClip(double seconds, bool video, int rate, const QString &layout,
-    const QStringList &extra = {}, bool audio = true)
-{
-    ClipOptions o;
-    o.seconds = seconds;
-    o.video = video;
-    o.audio = audio;
-    o.width = 160;
-    o.height = 120;
-    o.sampleRate = rate;
-    o.channelLayout = layout;
-    o.extraOutputArgs = extra;
-    return o;
 }
 
 EncodePlan audioPlan(const QString &encoder, int channels, int rate, int kbps)

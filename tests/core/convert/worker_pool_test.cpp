@@ -19,23 +19,9 @@
 using namespace sonivert;
 using sonivert::test::ClipOptions;
 using sonivert::test::makeClip;
+using sonivert::test::soundClip;
 
 namespace {
-
-ClipOptions soundClip(double seconds, bool video, int rate, const QString &layout,
-    const QStringList &extra = {}, bool audio = true)
-{
-    ClipOptions o;
-    o.seconds = seconds;
-    o.video = video;
-    o.audio = audio;
-    o.width = 160;
-    o.height = 120;
-    o.sampleRate = rate;
-    o.channelLayout = layout;
-    o.extraOutputArgs = extra;
-    return o;
-}
 
 EncodePlan mp3Plan()
 {
