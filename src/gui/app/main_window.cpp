@@ -8,8 +8,10 @@
 #include "core/formats/output_settings.h"
 #include "core/formats/remembered_output.h"
 #include "core/media/file_list_model.h"
+#include "gui/app/desktop_session.h"
 #include "gui/app/drop_controller.h"
 #include "gui/app/messages.h"
+#include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
 #include "gui/diagnose/diagnose_window.h"
@@ -152,6 +154,13 @@ void MainWindow::setUpConversion()
     m_runHooks.stopEngine = [this] {
         m_convert->run()->abandon();
     };
+
+    auto *desktop = new DesktopSession(*m_convert->run(), DesktopSession::defaultBuses(), this);
+    // A diagnosis sweep's many short runs are watched in its own window: none is announced.
+    desktop->setWindowActive(
+        [this] { return flags().diagnosisRunning || (isActiveWindow() && !isMinimized()); });
+    desktop->setOpenFolder(
+        [this](const QString &folder) { OpenOutputFolder(this, folder, false, false); });
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
