@@ -8,3 +8,4 @@ cmake --build build
 cmake --build build --target format-check
 cd build
 ctest --output-on-failure --parallel "$(nproc)"
+../scripts/desktop_check.sh .

@@ -22,6 +22,10 @@ void printHelp(QTextStream &out)
            "Commands:\n";
     for (const Command &c : registeredCommands())
         out << "  " << c.synopsis << "\n      " << c.summary << "\n";
+    out << "\nA file whose name starts with \"-\" goes after \"--\": sonivert-cli convert -- "
+           "-clip.mp4\n"
+           "Formats take their keyword in any case or a short name (mp3, m4a, ogg, flac, ...);\n"
+           "--set takes numbers with or without their unit (SampleRate=22050).\n";
     out << "\nExit status: 0 success, 1 some files failed, 2 usage error, "
            "3 output folder not usable.\n";
 }

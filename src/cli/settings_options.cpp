@@ -2,7 +2,9 @@
 
 #include <QDir>
 #include <QJsonArray>
+#include <QRegularExpression>
 #include <QTemporaryDir>
+#include <algorithm>
 #include <array>
 
 namespace sonivert::cli {
@@ -40,6 +42,23 @@ QString quotedList(const QStringList &items)
     for (const QString &item : items)
         quoted.append(QLatin1Char('"') + item + QLatin1Char('"'));
     return quoted.join(QStringLiteral(", "));
+}
+
+// "22050" for "22050 Hz", "128" for "128 kbps": the number alone names the entry when exactly one
+// entry starts with it followed by its unit.
+QString entryWithUnit(const ChoiceList &choices, const QString &value)
+{
+    bool isNumber = false;
+    value.trimmed().toInt(&isNumber);
+    QString found;
+    for (const QString &text : choices.texts()) {
+        if (isNumber && text.section(QLatin1Char(' '), 0, 0) == value.trimmed()) {
+            if (!found.isEmpty())
+                return QString();
+            found = text;
+        }
+    }
+    return found;
 }
 
 int findPreset(const QList<PresetEntry> &presets, const QString &given)
@@ -84,7 +103,8 @@ bool assign(OutputSettings &settings, const QString &name, const QString &value,
             error = listName + QStringLiteral(" is disabled with this preset and these settings");
             return false;
         }
-        if (!settings.chooseEntryText(*list, value)) {
+        if (!settings.chooseEntryText(*list, value)
+            && !settings.chooseEntryText(*list, entryWithUnit(choices, value))) {
             error = QLatin1Char('"') + value + QStringLiteral("\" is not an entry of ") + listName
                 + QStringLiteral("; its entries are: ") + quotedList(choices.texts());
             return false;
@@ -184,7 +204,21 @@ QString resolveFormatKeyword(const Catalogue &catalogue, const QString &given)
         if (keyword.compare(given.trimmed(), Qt::CaseInsensitive) == 0)
             return keyword;
     }
-    return QString();
+    // A short name is one word of exactly one family's keyword: "ogg" for "OGG Vorbis", "m4a"
+    // for "AAC (M4A)".
+    static const QRegularExpression wordBreak(QStringLiteral("[^A-Za-z0-9]+"));
+    QString found;
+    for (const QString &keyword : keywords) {
+        const QStringList words = keyword.split(wordBreak, Qt::SkipEmptyParts);
+        const bool matches = std::any_of(words.begin(), words.end(), [&given](const QString &w) {
+            return w.compare(given.trimmed(), Qt::CaseInsensitive) == 0;
+        });
+        if (matches && !found.isEmpty())
+            return QString();
+        if (matches)
+            found = keyword;
+    }
+    return found;
 }
 
 bool applySettingsOptions(OutputSettings &settings, const SettingsOptions &options, QString &error)

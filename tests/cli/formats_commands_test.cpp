@@ -150,6 +150,26 @@ private slots:
         QCOMPARE(selected(adpcm, "AudioBitrate"), QStringLiteral("325 kbps"));
     }
 
+    void shortFormatNamesAndNumbersWithoutUnits()
+    {
+        const QList<std::pair<QString, QString>> extensions
+            = { { QStringLiteral("mp3"), QStringLiteral("MP3") },
+                  { QStringLiteral("m4a"), QStringLiteral("M4A") },
+                  { QStringLiteral("aac"), QStringLiteral("M4A") },
+                  { QStringLiteral("M4R"), QStringLiteral("M4R") },
+                  { QStringLiteral("ogg"), QStringLiteral("OGG") },
+                  { QStringLiteral("opus"), QStringLiteral("OPUS") } };
+        for (const auto &[name, extension] : extensions) {
+            const QJsonObject settings = settingsJson({ QStringLiteral("--format"), name });
+            QCOMPARE(selected(settings, "FileExtention"), extension);
+        }
+        const QJsonObject bare = settingsJson({ QStringLiteral("--format=MP3"),
+            QStringLiteral("--set"), QStringLiteral("SampleRate=22050"), QStringLiteral("--set"),
+            QStringLiteral("AudioBitrate=128") });
+        QCOMPARE(selected(bare, "SampleRate"), QStringLiteral("22050 Hz"));
+        QCOMPARE(selected(bare, "AudioBitrate"), QStringLiteral("128 kbps"));
+    }
+
     void presetByNameAndLockedLists()
     {
         const CliRun presets = runCli(

@@ -18,6 +18,27 @@ int ParseCommandLine(
     return int(arguments.size());
 }
 
+StartArguments readStartArguments(const QStringList &arguments)
+{
+    StartArguments result;
+    bool optionsEnded = false;
+    for (const QString &argument : arguments) {
+        if (optionsEnded || !argument.startsWith(QLatin1Char('-')) || argument.size() == 1) {
+            result.files.append(argument);
+        } else if (argument == QLatin1String("--")) {
+            optionsEnded = true;
+        } else if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
+            return { StartArguments::Request::Help, {}, {} };
+        } else if (argument == QLatin1String("--version") || argument == QLatin1String("-v")) {
+            return { StartArguments::Request::Version, {}, {} };
+        } else if (result.unknownOption.isEmpty()) {
+            result.request = StartArguments::Request::UnknownOption;
+            result.unknownOption = argument;
+        }
+    }
+    return result;
+}
+
 QString pathFromCommandText(const QString &text)
 {
     QString path = text.trimmed();

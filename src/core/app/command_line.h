@@ -10,6 +10,17 @@ namespace sonivert {
 int ParseCommandLine(
     const QStringList &processArguments, QString &programPath, QStringList &arguments);
 
+// What a start of the desktop program asks for. Options count only before a "--"; everything
+// after it, and every argument that does not start with "-", is a file.
+struct StartArguments
+{
+    enum class Request { OpenFiles, Help, Version, UnknownOption };
+    Request request = Request::OpenFiles;
+    QStringList files;
+    QString unknownOption;
+};
+StartArguments readStartArguments(const QStringList &arguments);
+
 // Turns a text from the command line or from another instance into an absolute local path.
 // Quotes are legal in Linux file names, so they are removed only when the text as given names no
 // existing file; "file://" URLs become local paths. Relative paths resolve against the current

@@ -9,6 +9,18 @@ RunOptions::RunOptions(const QString &settingsKey, QObject *parent)
     : QObject(parent)
     , m_settingsKey(settingsKey)
 {
+    m_threadMode = textToBool(RegReadText(m_settingsKey, QStringLiteral("ThreadMode")), false);
+    const QString count = RegReadText(m_settingsKey, QStringLiteral("ThreadCount")).trimmed();
+    if (!count.isEmpty())
+        m_threadCountText = count;
+}
+
+void RunOptions::remember() const
+{
+    RegWriteText(m_settingsKey, QStringLiteral("OutputPath"), m_outputFolder.trimmed());
+    RegWriteText(m_settingsKey, QStringLiteral("ThreadMode"),
+        m_threadMode ? QStringLiteral("true") : QStringLiteral("false"));
+    RegWriteText(m_settingsKey, QStringLiteral("ThreadCount"), m_threadCountText);
 }
 
 void RunOptions::setOutputFolder(const QString &folder)

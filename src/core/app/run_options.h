@@ -19,7 +19,10 @@ public:
     // The folder chooser's pick, remembered as "OutputPath" for the next start.
     void chooseOutputFolder(const QString &folder);
 
-    // Not remembered: every start begins with Thread Mode off and the count "1".
+    // Stores the folder as the box shows it (typed or chosen) and the thread options, so that the
+    // next start offers them again; the thread options are read back when this object is made.
+    void remember() const;
+
     bool threadMode() const { return m_threadMode; }
     QString threadCountText() const { return m_threadCountText; }
     void setThreadMode(bool on);

@@ -62,11 +62,15 @@ QString SingleInstance::socketPath(const QString &productId)
             productId + QLatin1Char('-') + QString::number(getuid()) + QLatin1String(".socket"));
 }
 
-QString SingleInstance::handOverText(const QStringList &arguments)
+QByteArray SingleInstance::handOverMessage(const QStringList &arguments)
 {
-    if (arguments.isEmpty())
-        return QStringLiteral(" ");
-    return QLatin1Char(' ') + pathFromCommandText(arguments.first());
+    QByteArrayList paths;
+    for (const QString &argument : arguments) {
+        const QString path = pathFromCommandText(argument);
+        if (!path.isEmpty())
+            paths.append(path.toUtf8());
+    }
+    return ' ' + paths.join(kEndOfText) + QByteArray(2, kEndOfText);
 }
 
 bool SingleInstance::findRunningInstance(const QStringList &arguments)
@@ -98,9 +102,7 @@ bool SingleInstance::handOverToRunningInstance(const QStringList &arguments)
     if (!socket.waitForConnected(kConnectMs))
         return false;
 
-    QByteArray message = handOverText(arguments).toUtf8();
-    message.append(kEndOfText);
-    socket.write(message);
+    socket.write(handOverMessage(arguments));
     while (socket.bytesToWrite() > 0) {
         if (!socket.waitForBytesWritten(kAcknowledgeMs))
             return false;
@@ -167,7 +169,7 @@ void SingleInstance::serve(QLocalSocket *socket)
         if (*done)
             return;
         received->append(socket->readAll());
-        const qsizetype end = received->indexOf(kEndOfText);
+        const qsizetype end = received->indexOf(QByteArray(2, kEndOfText));
         if (end < 0) {
             if (received->size() > kMaxTextBytes) {
                 *done = true;
@@ -178,13 +180,18 @@ void SingleInstance::serve(QLocalSocket *socket)
         }
         *done = true;
         idle->stop();
-        const QString text = QString::fromUtf8(received->left(end)).trimmed();
+        QStringList files;
+        for (const QByteArray &part : received->left(end).split(kEndOfText)) {
+            const QString file = QString::fromUtf8(part).trimmed();
+            if (!file.isEmpty())
+                files.append(file);
+        }
         // Flushed now: the receiver may end the event loop before a delayed write would run.
         socket->write(QByteArray(1, kAcknowledge));
         socket->flush();
         socket->disconnectFromServer();
         // Last, because a receiver may open a modal message and run a nested event loop.
-        emit commandReceived(text);
+        emit commandReceived(files);
     };
     connect(socket, &QLocalSocket::readyRead, this, readSome);
     if (socket->bytesAvailable() > 0)

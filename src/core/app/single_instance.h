@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QObject>
 #include <QStringList>
 
@@ -9,10 +10,11 @@ class QLocalSocket;
 namespace sonivert {
 
 // One running instance per user and product. The instance listens on a local socket named after
-// the product; a later start hands its first argument over that socket and ends.
+// the product; a later start hands its files over that socket and ends.
 //
-// Wire format: the client sends " " + the text in UTF-8, ended by a NUL byte (no path holds one);
-// the instance answers with one byte and closes. A client that sends nothing is dropped.
+// Wire format: the client sends " " followed by the files in UTF-8, each ended by a NUL byte (no
+// path holds one), and one more NUL; the instance answers with one byte and closes. A client
+// that sends nothing is dropped.
 class SingleInstance : public QObject
 {
     Q_OBJECT
@@ -24,9 +26,9 @@ public:
     static QString socketPath(const QString &productId);
     QString socketPath() const { return m_socketPath; }
 
-    // What a start with these arguments (the files after the program path) sends: " " followed by
-    // the first argument made absolute, or " " alone.
-    static QString handOverText(const QStringList &arguments);
+    // What a start with these arguments (the files after the program path) sends: every argument
+    // made absolute, in order (a file manager hands all selected files to one start).
+    static QByteArray handOverMessage(const QStringList &arguments);
 
     // The start-up check. Returns true when a running instance took the hand-over (this process
     // should end); otherwise this object has become the instance, or, when no socket could be
@@ -34,7 +36,7 @@ public:
     // serialised by a lock file beside the socket, so exactly one of them becomes the instance.
     bool findRunningInstance(const QStringList &arguments);
 
-    // Sends handOverText(arguments) to a running instance; true when one took it.
+    // Sends handOverMessage(arguments) to a running instance; true when one took it.
     bool handOverToRunningInstance(const QStringList &arguments);
 
     // Becomes the instance. A socket left behind by a crashed instance is removed first; false
@@ -43,8 +45,8 @@ public:
     bool isListening() const;
 
 signals:
-    // The text another start sent, trimmed. Empty means "come to the front, open nothing".
-    void commandReceived(const QString &text);
+    // The files another start sent, in order. None means "come to the front, open nothing".
+    void commandReceived(const QStringList &files);
 
 private:
     bool listenHoldingLock(bool *otherInstanceAlive);

@@ -23,9 +23,15 @@ QString findWorkerProgram()
         return QFileInfo(configured).isExecutable() ? configured : QString();
     if (!QCoreApplication::instance())
         return QString();
-    const QFileInfo beside(
-        QCoreApplication::applicationDirPath() + QStringLiteral("/sonivert-worker"));
-    return beside.isFile() && beside.isExecutable() ? beside.absoluteFilePath() : QString();
+    // Beside the programs in the build folder; in PREFIX/libexec/sonivert once installed.
+    const QString programFolder = QCoreApplication::applicationDirPath();
+    for (const QString &candidate : { programFolder + QStringLiteral("/sonivert-worker"),
+             programFolder + QStringLiteral("/../libexec/sonivert/sonivert-worker") }) {
+        const QFileInfo worker(candidate);
+        if (worker.isFile() && worker.isExecutable())
+            return worker.absoluteFilePath();
+    }
+    return QString();
 }
 
 WorkerProcess::WorkerProcess(const QString &program, QObject *parent)

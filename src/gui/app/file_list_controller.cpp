@@ -160,17 +160,23 @@ void FileListController::settleListState()
     }
 }
 
-void FileListController::openFileFromText(const QString &text)
+void FileListController::openFilesFromTexts(const QStringList &texts)
 {
-    if (m_window.GetConvertButtonState() != 0)
+    if (texts.isEmpty() || m_window.GetConvertButtonState() != 0)
         return;
     if (!freeForHandOver()) {
-        m_pendingTexts.append(text);
+        m_pendingTexts.append(texts);
         return;
     }
-    const QString path = pathFromCommandText(text);
-    if (isSupportedFile(path)) {
-        importFiles({ path });
+    QStringList supported;
+    for (const QString &text : texts) {
+        const QString path = pathFromCommandText(text);
+        if (isSupportedFile(path))
+            supported.append(path);
+    }
+    // Among several files the unsupported ones are left out silently, as in a drop.
+    if (!supported.isEmpty()) {
+        importFiles(supported);
     } else {
         ShowMessage(QStringLiteral("Plase check if the file format supported and listed in our "
                                    "website.\n\nThank you."),
@@ -195,7 +201,7 @@ bool FileListController::freeForHandOver() const
 void FileListController::openNextPendingText()
 {
     while (!m_pendingTexts.isEmpty() && freeForHandOver())
-        openFileFromText(m_pendingTexts.takeFirst());
+        openFilesFromTexts(m_pendingTexts.takeFirst());
 }
 
 void FileListController::scheduleNextPendingText()

@@ -40,8 +40,8 @@ public:
     void importDroppedFiles(const QStringList &accepted, const QStringList &refused);
 
     // A text waits while the window is not free (see MainWindow::OpenFileFromText).
-    void openFileFromText(const QString &text);
-    void queueFirst(const QString &text) { m_pendingTexts.prepend(text); }
+    void openFilesFromTexts(const QStringList &texts);
+    void queueFirst(const QStringList &texts) { m_pendingTexts.prepend(texts); }
     void finishStartUp();
     void scheduleNextPendingText();
 
@@ -75,7 +75,7 @@ private:
     bool m_choosingFiles = false; // the open dialog of Add Files is up
     QMenu *m_listMenu = nullptr;
     QString m_inputFolder;
-    QStringList m_pendingTexts;
+    QList<QStringList> m_pendingTexts; // one entry per start or hand-over
     bool m_startUpDone = false;
 };
 

@@ -6,9 +6,12 @@
 #include "core/app/settings_store.h"
 #include "core/formats/catalogue_table.h"
 #include "core/formats/output_settings.h"
+#include "core/formats/remembered_output.h"
 #include "core/media/file_list_model.h"
+#include "gui/app/desktop_session.h"
 #include "gui/app/drop_controller.h"
 #include "gui/app/messages.h"
+#include "gui/app/open_folder.h"
 #include "gui/app/tip_popup.h"
 #include "gui/app/unloading_dialog.h"
 #include "gui/diagnose/diagnose_window.h"
@@ -20,6 +23,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QPushButton>
+#include <QShortcut>
 #include <QTableView>
 #include <QWindowStateChangeEvent>
 #include <stdexcept>
@@ -42,6 +46,17 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     m_timerStartUp.setInterval(300);
     m_timerStartUp.setSingleShot(true);
     connect(&m_timerStartUp, &QTimer::timeout, this, &MainWindow::onStartUpTimer);
+
+    // The buttons' own rules decide: a shortcut does what a click on the button would do.
+    const auto clickWhenEnabled = [this](const QKeySequence &keys, int button) {
+        connect(new QShortcut(keys, this), &QShortcut::activated, this, [this, button] {
+            if (m_cmd[size_t(button)]->isEnabled())
+                m_cmd[size_t(button)]->click();
+        });
+    };
+    clickWhenEnabled(QKeySequence::Open, BtnAddFiles);
+    clickWhenEnabled(QKeySequence(Qt::CTRL | Qt::Key_Return), BtnConvert);
+    clickWhenEnabled(QKeySequence(Qt::CTRL | Qt::Key_Enter), BtnConvert);
 }
 
 MainWindow::~MainWindow()
@@ -83,7 +98,9 @@ void MainWindow::load(const QStringList &arguments)
     m_cmd[BtnAddFiles]->setEnabled(false);
     m_timerStartUp.start();
 
-    m_output->selectFirstFormat();
+    m_output->selectRememberedFormat(m_identity.settingsKey);
+    restoreGeometry(QByteArray::fromBase64(
+        RegReadText(m_identity.settingsKey, QStringLiteral("WindowGeometry")).toLatin1()));
     flags().diagnosisRunning = false;
     setAcceptDrops(true);
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
@@ -137,6 +154,13 @@ void MainWindow::setUpConversion()
     m_runHooks.stopEngine = [this] {
         m_convert->run()->abandon();
     };
+
+    auto *desktop = new DesktopSession(*m_convert->run(), DesktopSession::defaultBuses(), this);
+    // A diagnosis sweep's many short runs are watched in its own window: none is announced.
+    desktop->setWindowActive(
+        [this] { return flags().diagnosisRunning || (isActiveWindow() && !isMinimized()); });
+    desktop->setOpenFolder(
+        [this](const QString &folder) { OpenOutputFolder(this, folder, false, false); });
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -172,6 +196,10 @@ void MainWindow::unload()
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinInfo"), QString());
     flags().isUnloading = true;
+    m_options->remember();
+    rememberOutputSettings(m_identity.settingsKey, appOutputSettings());
+    RegWriteText(m_identity.settingsKey, QStringLiteral("WindowGeometry"),
+        QString::fromLatin1(saveGeometry().toBase64()));
 
     if (m_runHooks.stopEngine) {
         UnloadingDialog notice(this);
@@ -202,7 +230,7 @@ void MainWindow::onStartUpTimer()
 {
     m_timerStartUp.stop();
     if (!m_arguments.isEmpty()) {
-        m_files->queueFirst(m_arguments.first());
+        m_files->queueFirst(m_arguments);
     } else {
         raise();
         activateWindow();

@@ -60,7 +60,7 @@ public:
     explicit MainWindow(const Identity &identity, QWidget *parent = nullptr);
     ~MainWindow() override;
 
-    // The load sequence; arguments are the command-line files (only the first is ever opened).
+    // The load sequence; arguments are the command-line files, opened in one import.
     void load(const QStringList &arguments);
 
     // While a diagnosis sweep runs, Convert stays disabled whatever the mode.
@@ -90,7 +90,9 @@ public:
     // while a conversion runs. While the window is not free (start-up not finished, a modal
     // dialog up, the open dialog of Add Files, a drop being scanned, an import running), the text
     // waits its turn and is opened once the window is free again.
-    void OpenFileFromText(const QString &text) { m_files->openFileFromText(text); }
+    void OpenFileFromText(const QString &text) { m_files->openFilesFromTexts({ text }); }
+    // Several files at once (a file manager's selection) go into one import, in order.
+    void openFilesFromTexts(const QStringList &texts) { m_files->openFilesFromTexts(texts); }
 
     // Imports files; with no paths the person picks them in the open dialog.
     void ImportFiles(const QStringList &paths) { m_files->importFiles(paths); }

@@ -12,15 +12,15 @@ namespace sonivert {
 namespace {
 
 const char *const ButtonCaptions[] = {
-    "Add Files",
-    "Remove",
-    "Clear List",
-    "Convert Now",
-    "Stop",
-    "Open Folder",
-    "Setting",
+    "&Add Files",
+    "&Remove",
+    "&Clear List",
+    "Convert &Now",
+    "&Stop",
+    "&Open Folder",
+    "S&etting",
     "...",
-    "Trim",
+    "&Trim",
 };
 
 template<typename T> T *named(T *widget, const QString &name)
@@ -46,7 +46,8 @@ void MainWindow::buildLayout()
         toolbar->addWidget(m_cmd[size_t(i)]);
     }
     toolbar->addStretch(1);
-    m_diagnose = named(new QPushButton(QStringLiteral("Diagnose")), QStringLiteral("Cmd_Diagnose"));
+    m_diagnose
+        = named(new QPushButton(QStringLiteral("&Diagnose")), QStringLiteral("Cmd_Diagnose"));
     m_diagnose->setMinimumHeight(36);
     toolbar->addWidget(m_diagnose);
 

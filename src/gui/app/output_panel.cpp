@@ -3,6 +3,7 @@
 #include "core/app/folders.h"
 #include "core/app/run_options.h"
 #include "core/formats/output_settings.h"
+#include "core/formats/remembered_output.h"
 #include "gui/app/messages.h"
 #include "gui/app/open_folder.h"
 #include "gui/formats/format_preset_binder.h"
@@ -17,6 +18,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QSignalBlocker>
 
 namespace sonivert {
 
@@ -28,7 +30,7 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
     grid->setContentsMargins(0, 0, 0, 0);
     grid->setHorizontalSpacing(8);
 
-    const char *const captions[] = { "Output Format :", "Format Preset :", "Output Folder :" };
+    const char *const captions[] = { "Output &Format :", "Format &Preset :", "Output Fo&lder :" };
     for (int i = 0; i < 3; ++i) {
         m_labels[size_t(i)] = new QLabel(QString::fromLatin1(captions[i]));
         m_labels[size_t(i)]->setObjectName(QStringLiteral("lbl_OutputFileTitle_%1").arg(i));
@@ -56,6 +58,9 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
     folderRow->setContentsMargins(0, 0, 0, 0);
     m_folder = new QLineEdit;
     m_folder->setObjectName(QStringLiteral("Txt_OutputPath"));
+    m_labels[0]->setBuddy(m_format);
+    m_labels[1]->setBuddy(m_preset);
+    m_labels[2]->setBuddy(m_folder);
     buttons.browseFolder->setFixedWidth(40);
     buttons.browseFolder->setToolTip(QStringLiteral("Choose the output folder"));
     folderRow->addWidget(m_labels[2]);
@@ -110,6 +115,17 @@ void OutputPanel::selectFirstFormat()
 {
     m_formatBinder->FillFormatKeywordList();
     m_formatBinder->selectFormatAt(0);
+}
+
+void OutputPanel::selectRememberedFormat(const QString &settingsKey)
+{
+    m_formatBinder->FillFormatKeywordList();
+    if (!restoreOutputSettings(settingsKey, appOutputSettings())) {
+        m_formatBinder->selectFormatAt(0);
+        return;
+    }
+    const QSignalBlocker blocker(m_format);
+    m_format->setCurrentIndex(m_format->findText(appOutputSettings().currentFormatKeyword()));
 }
 
 void OutputPanel::setFormatListEnabled(bool enabled)

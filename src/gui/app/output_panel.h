@@ -36,6 +36,8 @@ public:
     bool useFolder();
 
     void selectFirstFormat();
+    // The family, preset and changes of the last session; the first family when none is known.
+    void selectRememberedFormat(const QString &settingsKey);
     void setFormatListEnabled(bool enabled);
     // The format, the preset, the folder box and their captions; the settings dialog's choices
     // follow them through the enabler.

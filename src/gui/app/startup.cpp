@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QSocketNotifier>
 #include <csignal>
+#include <cstdio>
 #include <exception>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -66,12 +67,32 @@ void bringToFront(QWidget *window)
 
 } // namespace
 
+QString desktopHelpText()
+{
+    return QStringLiteral(
+        "Usage: sonivert [OPTION]... [FILE]...\n"
+        "Turns video files into audio files: add files, pick an output format and a preset, and\n"
+        "convert.\n"
+        "\n"
+        "Every FILE is added to the list, in order. When Sonivert already runs, the files go to\n"
+        "the running window instead and this start ends.\n"
+        "\n"
+        "Options:\n"
+        "  -h, --help       show this help and exit\n"
+        "  -v, --version    show the version and exit\n"
+        "  --               treat every later argument as a file, even one starting with \"-\"\n"
+        "\n"
+        "To convert from scripts or a terminal without a window, use sonivert-cli.\n");
+}
+
 void setApplicationIdentity(
     const QString &companyName, const QString &productName, const QString &version)
 {
     QApplication::setApplicationName(productName);
     QApplication::setOrganizationName(companyName);
     QApplication::setApplicationVersion(version);
+    // Ties the windows to the installed desktop entry (its icon and name in docks on Wayland).
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.corvallo.Sonivert"));
     // No display name: the window system would append it to every title, and each window's
     // title is exactly its own ("Attention!", or nothing at all for most messages).
 }
@@ -92,8 +113,15 @@ int Main(QApplication &app)
     SetupFolders(QCoreApplication::applicationDirPath(), identity.settingsKey);
 
     QString programPath;
-    QStringList arguments;
-    ParseCommandLine(QCoreApplication::arguments(), programPath, arguments);
+    QStringList commandLine;
+    ParseCommandLine(QCoreApplication::arguments(), programPath, commandLine);
+    const StartArguments start = readStartArguments(commandLine);
+    if (start.request == StartArguments::Request::UnknownOption) {
+        std::fprintf(stderr, "sonivert: unknown option '%s'\nTry 'sonivert --help'.\n",
+            start.unknownOption.toLocal8Bit().constData());
+        return 2;
+    }
+    const QStringList &arguments = start.files;
 
     // A second start hands its file to the running instance and ends before any window exists.
     SingleInstance instance(productId);
@@ -103,10 +131,10 @@ int Main(QApplication &app)
     routeTerminationSignals(app);
     MainWindow window(identity);
     QObject::connect(
-        &instance, &SingleInstance::commandReceived, &window, [&window](const QString &text) {
+        &instance, &SingleInstance::commandReceived, &window, [&window](const QStringList &files) {
             bringToFront(&window);
-            if (!text.isEmpty())
-                window.OpenFileFromText(text);
+            if (!files.isEmpty())
+                window.openFilesFromTexts(files);
         });
     try {
         window.load(arguments);

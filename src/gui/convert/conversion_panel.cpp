@@ -39,9 +39,9 @@ struct ConvertButtonLook
 
 // Run states 0 idle, 1 converting, 2 paused.
 constexpr ConvertButtonLook ConvertLooks[] = {
-    { "Convert Now", 192, 5 },
-    { "Pause", 128, 7 },
-    { "Resume", 128, 24 },
+    { "Convert &Now", 192, 5 },
+    { "&Pause", 128, 7 },
+    { "&Resume", 128, 24 },
 };
 
 } // namespace

@@ -14,14 +14,15 @@ ThreadOptionsBox::ThreadOptionsBox(RunOptions &options, QWidget *parent)
     : QGroupBox(QStringLiteral("Other"), parent)
 {
     setObjectName(QStringLiteral("GroupBox_Other"));
-    m_mode = new QCheckBox(QStringLiteral("Thread Mode"));
+    m_mode = new QCheckBox(QStringLiteral("T&hread Mode"));
     m_mode->setObjectName(QStringLiteral("chkThreadMode"));
     m_mode->setChecked(options.threadMode());
     m_count = new QLineEdit(options.threadCountText());
     m_count->setObjectName(QStringLiteral("txtThreadCount"));
     m_count->setValidator(new QIntValidator(0, 64, m_count));
     m_count->setMaximumWidth(48);
-    auto *label = new QLabel(QStringLiteral("Thread Count"));
+    auto *label = new QLabel(QStringLiteral("Thread Co&unt"));
+    label->setBuddy(m_count);
     label->setObjectName(QStringLiteral("lbl_ThreadCount"));
 
     auto *row = new QHBoxLayout(this);

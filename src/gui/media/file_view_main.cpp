@@ -147,6 +147,8 @@ FileViewMain::FileViewMain(QWidget *parent)
     setDragEnabled(false);
     setShowGrid(false);
     setWordWrap(false);
+    // Tab moves on to the next control, as everywhere else; the arrows move inside the list.
+    setTabKeyNavigation(false);
     verticalHeader()->hide();
     horizontalHeader()->setSectionsMovable(false);
     horizontalHeader()->setHighlightSections(false);
@@ -187,6 +189,8 @@ void FileViewMain::applyColumns()
             setColumnHidden(column, true);
         }
     }
+    // The name takes what the window's width leaves.
+    horizontalHeader()->setSectionResizeMode(Field::Name, QHeaderView::Stretch);
 }
 
 QList<int> FileViewMain::selectedRows() const

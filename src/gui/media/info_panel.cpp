@@ -44,7 +44,7 @@ InfoPanel::InfoPanel(QWidget *parent)
         form->addRow(title, value);
         m_values[size_t(i)] = value;
     }
-    m_more = new QPushButton(QStringLiteral("More"));
+    m_more = new QPushButton(QStringLiteral("&More"));
     m_more->setObjectName(QStringLiteral("Cmd_MoreInfo"));
     auto *moreRow = new QHBoxLayout;
     moreRow->addStretch(1);

@@ -43,6 +43,35 @@ private slots:
             (QStringList { QStringLiteral("my clip.mp4"), QStringLiteral("second.avi") }));
     }
 
+    void startOptionsStopAtTheDoubleDash_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<int>("request");
+        QTest::addColumn<QString>("files");
+        using R = StartArguments::Request;
+        QTest::newRow("files in order") << QStringLiteral("a.mp4 b.mkv c.avi") << int(R::OpenFiles)
+                                        << QStringLiteral("a.mp4 b.mkv c.avi");
+        QTest::newRow("help wins")
+            << QStringLiteral("a.mp4 --help") << int(R::Help) << QStringLiteral("");
+        QTest::newRow("version") << QStringLiteral("-v") << int(R::Version) << QStringLiteral("");
+        QTest::newRow("unknown option")
+            << QStringLiteral("--bogus a.mp4") << int(R::UnknownOption) << QStringLiteral("a.mp4");
+        QTest::newRow("dash names after --")
+            << QStringLiteral("-- --help -x.mp4") << int(R::OpenFiles)
+            << QStringLiteral("--help -x.mp4");
+    }
+
+    void startOptionsStopAtTheDoubleDash()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(int, request);
+        QFETCH(QString, files);
+        const StartArguments start
+            = readStartArguments(arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+        QCOMPARE(int(start.request), request);
+        QCOMPARE(start.files, files.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+    }
+
     void quotesAreRemovedOnlyWhenTheTextNamesNoFile()
     {
         QTemporaryDir dir;

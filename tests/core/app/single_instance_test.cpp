@@ -53,11 +53,12 @@ int run(const QString &mode, const QString &name, const QStringList &arguments)
         return kBecameInstance;
     // As the instance, serve one hand-over and print what arrived.
     int result = kServedNone;
-    QObject::connect(&instance, &SingleInstance::commandReceived, [&result](const QString &text) {
-        std::printf("%s\n", text.toUtf8().constData());
-        result = kServedOne;
-        QCoreApplication::quit();
-    });
+    QObject::connect(
+        &instance, &SingleInstance::commandReceived, [&result](const QStringList &files) {
+            std::printf("%s\n", files.join(QLatin1Char('|')).toUtf8().constData());
+            result = kServedOne;
+            QCoreApplication::quit();
+        });
     QTimer::singleShot(20000, QCoreApplication::instance(), &QCoreApplication::quit);
     QCoreApplication::exec();
     return result;
@@ -125,7 +126,7 @@ private slots:
             QVERIFY(qputenv("XDG_RUNTIME_DIR", saved));
     }
 
-    void handOverSendsTheFirstArgumentMadeAbsolute()
+    void handOverSendsEveryArgumentMadeAbsoluteInOrder()
     {
         const QString name = uniqueName();
         SingleInstance instance(name);
@@ -133,17 +134,19 @@ private slots:
         QSignalSpy received(&instance, &SingleInstance::commandReceived);
 
         const QString file = QStringLiteral("Müsik ♫ clip.mp4");
-        QProcess *second
-            = startChild(child::kHandOver, name, { file, QStringLiteral("ignored.avi") });
+        QProcess *second = startChild(
+            child::kHandOver, name, { file, QStringLiteral("/b.avi"), QStringLiteral("c d.mkv") });
         QCOMPARE(exitCodeOf(second), child::kHandedOver);
         QCOMPARE(received.size(), 1);
-        QCOMPARE(received.first().first().toString(), m_workDir.filePath(file));
+        QCOMPARE(received.first().first().toStringList(),
+            QStringList({ m_workDir.filePath(file), QStringLiteral("/b.avi"),
+                m_workDir.filePath(QStringLiteral("c d.mkv")) }));
 
         // A start without arguments only asks the instance to come to the front.
         QProcess *third = startChild(child::kHandOver, name);
         QCOMPARE(exitCodeOf(third), child::kHandedOver);
         QCOMPARE(received.size(), 2);
-        QCOMPARE(received.last().first().toString(), QString());
+        QCOMPARE(received.last().first().toStringList(), QStringList());
         QVERIFY(instance.isListening());
     }
 
@@ -169,7 +172,8 @@ private slots:
         QCOMPARE(exitCodeOf(startChild(child::kClaim, name, { QStringLiteral("/media/x.mkv") })),
             child::kHandedOver);
         QCOMPARE(received.size(), 1);
-        QCOMPARE(received.first().first().toString(), QStringLiteral("/media/x.mkv"));
+        QCOMPARE(
+            received.first().first().toStringList(), QStringList(QStringLiteral("/media/x.mkv")));
     }
 
     void socketLeftByACrashIsReclaimed()
@@ -255,9 +259,9 @@ private slots:
         QVERIFY(server.waitForNewConnection(10000));
         QLocalSocket *connection = server.nextPendingConnection();
         QByteArray text;
-        while (!text.contains('\0') && connection->waitForReadyRead(10000))
+        while (!text.endsWith(QByteArray(2, '\0')) && connection->waitForReadyRead(10000))
             text += connection->readAll();
-        QCOMPARE(text, QByteArray(" /late.mp4\0", 11));
+        QCOMPARE(text, QByteArray(" /late.mp4\0\0", 12));
         connection->write("\x06");
         connection->flush();
         QCOMPARE(exitCodeOf(later), child::kHandedOver);
@@ -292,8 +296,13 @@ private slots:
         QCOMPARE(received.size(), 0);
         slow.write(text.mid(9) + QByteArray(1, '\0'));
         slow.flush();
+        QTest::qWait(100);
+        QCOMPARE(received.size(), 0);
+        slow.write(QByteArray(1, '\0'));
+        slow.flush();
         QTRY_COMPARE(received.size(), 1);
-        QCOMPARE(received.first().first().toString(), QStringLiteral("/videos/été/clip.mkv"));
+        QCOMPARE(received.first().first().toStringList(),
+            QStringList(QStringLiteral("/videos/été/clip.mkv")));
         QTRY_COMPARE(slow.state(), QLocalSocket::UnconnectedState);
         QCOMPARE(slow.readAll().size(), 1);
 

@@ -2,6 +2,7 @@
 #include "core/app/folders.h"
 #include "core/app/settings_store.h"
 #include "core/formats/catalogue_table.h"
+#include "core/formats/output_settings.h"
 #include "core/media/file_list_model.h"
 #include "gui/app/main_window.h"
 #include "gui/app/tip_popup.h"
@@ -10,6 +11,7 @@
 #include "support/media_maker.h"
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
@@ -18,6 +20,7 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSettings>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -106,7 +109,7 @@ private slots:
         window->show();
         QCOMPARE(window->windowTitle(), QStringLiteral("Corvallo Sonivert"));
         QCOMPARE(window->GetConvertButtonState(), 0);
-        QCOMPARE(window->listButton(BtnConvert)->text(), QStringLiteral("Convert Now"));
+        QCOMPARE(window->listButton(BtnConvert)->text(), QStringLiteral("Convert &Now"));
         QVERIFY(!flags().isUnloading);
         QVERIFY(child<QListWidget>("ListBox_Fake")->isVisible());
         QVERIFY(!child<QTableView>("FileViewMain")->isVisible());
@@ -168,13 +171,13 @@ private slots:
     {
         QPushButton *convert = window->listButton(BtnConvert);
         window->SetConvertButtonState(1);
-        QCOMPARE(convert->text(), QStringLiteral("Pause"));
+        QCOMPARE(convert->text(), QStringLiteral("&Pause"));
         QCOMPARE(convert->width(), 128);
         QCOMPARE(window->GetConvertButtonState(), 0);
         window->SetConvertButtonState(2);
-        QCOMPARE(convert->text(), QStringLiteral("Resume"));
+        QCOMPARE(convert->text(), QStringLiteral("&Resume"));
         window->SetConvertButtonState(0);
-        QCOMPARE(convert->text(), QStringLiteral("Convert Now"));
+        QCOMPARE(convert->text(), QStringLiteral("Convert &Now"));
         QCOMPARE(convert->width(), 192);
     }
 
@@ -301,20 +304,24 @@ private slots:
     {
         QTemporaryDir dir;
         const QString clip = dir.filePath(QStringLiteral("clip one.mp4"));
+        const QString second = dir.filePath(QStringLiteral("second.mkv"));
         QVERIFY(test::makeClip(clip, shortClip(0.5)));
+        QVERIFY(test::makeClip(second, shortClip(0.3)));
         QSignalSpy imported(window.get(), &MainWindow::importFinished);
-        window->load({ clip, dir.filePath(QStringLiteral("second.mp4")) });
+        // A file manager hands every selected file to one start; they arrive in one import.
+        window->load({ clip, second, dir.filePath(QStringLiteral("notes.txt")) });
         window->show();
         QTRY_COMPARE_WITH_TIMEOUT(imported.count(), 1, 5000);
-        QCOMPARE(window->fileList()->count(), 1);
+        QCOMPARE(window->fileList()->count(), 2);
         QCOMPARE(window->fileList()->getFieldText(0, 1), QStringLiteral("clip one.mp4"));
+        QCOMPARE(window->fileList()->getFieldText(1, 1), QStringLiteral("second.mkv"));
         QVERIFY(child<QTableView>("FileViewMain")->isVisible());
         QVERIFY(enabled(BtnConvert) && enabled(BtnRemove));
         QCOMPARE(window->CurrentItemIndex(), 0);
         QVERIFY(!child<QLabel>("lbl_InputFileValue_4")->text().isEmpty());
         QTest::qWait(400);
         QCOMPARE(window->tipPopup()->state(), TipPopup::Closed);
-        QCOMPARE(window->fileList()->count(), 1); // only the first argument is opened
+        QCOMPARE(imported.count(), 1);
     }
 
     void anUnsupportedFileIsRefusedWithAMessage()
@@ -396,6 +403,56 @@ private slots:
         window->SetControlsState(ControlsMode::ListState, false);
         QTest::qWait(50);
         QCOMPARE(GetCatalogueCell(presets, 1, caption), QStringLiteral("changed in this session"));
+    }
+
+    void theNextStartOffersWhatThisOneLeft()
+    {
+        window->load({});
+        auto *format = child<QComboBox>("Cmb_OutputFormat");
+        const int flac = format->findText(QStringLiteral("FLAC"));
+        QVERIFY(flac > 0);
+        format->setCurrentIndex(flac);
+        emit format->activated(flac);
+        auto *preset = child<QComboBox>("Cmd_OutputPreset");
+        preset->setCurrentIndex(0);
+        emit preset->activated(0);
+        child<QCheckBox>("chkThreadMode")->setChecked(true);
+        child<QLineEdit>("txtThreadCount")->setText(QStringLiteral("3"));
+        child<QLineEdit>("Txt_OutputPath")->setText(QStringLiteral("/tmp/typed/"));
+        window->show();
+        window->resize(900, 610);
+        QVERIFY(window->close());
+        QCOMPARE(RegReadText(Key, QStringLiteral("OutputPath")), QStringLiteral("/tmp/typed/"));
+
+        appOutputSettings().selectFormat(QStringLiteral("MP3"));
+        init();
+        window->load({});
+        QCOMPARE(child<QComboBox>("Cmb_OutputFormat")->currentText(), QStringLiteral("FLAC"));
+        QCOMPARE(appOutputSettings().currentFormatKeyword(), QStringLiteral("FLAC"));
+        QCOMPARE(child<QComboBox>("Cmd_OutputPreset")->currentIndex(), 0);
+        QVERIFY(child<QCheckBox>("chkThreadMode")->isChecked());
+        QCOMPARE(child<QLineEdit>("txtThreadCount")->text(), QStringLiteral("3"));
+        QCOMPARE(window->size(), QSize(900, 610));
+
+        // Back to what a first start has, for the tests after this one.
+        QSettings(settingsFilePath(Key), QSettings::IniFormat).clear();
+    }
+
+    void tabLeavesTheFileList()
+    {
+        for (const char *name : { "a.mp4", "b.mp4" }) {
+            MediaItem item;
+            item.set(Field::Name, QLatin1String(name));
+            window->fileList()->appendMediaItem(item);
+        }
+        window->SetControlsState(ControlsMode::Normal, true);
+        window->show();
+        QApplication::setActiveWindow(window.get());
+        QVERIFY(QTest::qWaitForWindowActive(window.get()));
+        window->fileView()->setFocus();
+        window->fileView()->selectAndReveal(0);
+        QTest::keyClick(window->fileView(), Qt::Key_Tab);
+        QVERIFY(!window->fileView()->hasFocus());
     }
 
     void theFormatListsAreFilledAtLoad()

@@ -93,10 +93,10 @@ private slots:
         QTRY_COMPARE(m_engine.runningCount(), 2);
         m_window->convertCommand();
         QCOMPARE(m_window->GetConvertButtonState(), 2);
-        QCOMPARE(m_window->listButton(BtnConvert)->text(), u"Resume"_s);
+        QCOMPARE(m_window->listButton(BtnConvert)->text(), u"&Resume"_s);
         QVERIFY(m_engine.jobs.at(0)->isPaused() && m_engine.jobs.at(1)->isPaused());
         m_window->convertCommand();
-        QCOMPARE(m_window->listButton(BtnConvert)->text(), u"Pause"_s);
+        QCOMPARE(m_window->listButton(BtnConvert)->text(), u"&Pause"_s);
         QSignalSpy finished(m_window.get(), &MainWindow::runFinished);
         test::ModalWatcher watcher;
         for (const QPointer<test::FakeJob> &job : m_engine.jobs)

@@ -1,0 +1,36 @@
+# Run with cmake -P at build time: asks the program which extensions the import accepts, maps them
+# to media types with the shared MIME database, and fills the desktop entry and the metainfo.
+# -DLISTER=program -DGLOBS=globs2 file -DDESKTOP_IN/-DDESKTOP_OUT -DMETAINFO_IN/-DMETAINFO_OUT
+execute_process(COMMAND ${LISTER} OUTPUT_VARIABLE extensions RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${LISTER} failed: ${result}")
+endif()
+string(REPLACE "\n" ";" extensions "${extensions}")
+
+file(STRINGS ${GLOBS} globs REGEX "^[0-9]+:(video|application)/[^:]+:\\*\\.")
+set(types)
+foreach(extension ${extensions})
+    foreach(line ${globs})
+        # weight:type:glob[:flags]; globs are matched without regard to case, as the import does.
+        string(REPLACE ":" ";" fields "${line}")
+        list(GET fields 1 type)
+        list(GET fields 2 glob)
+        string(TOLOWER "${glob}" glob)
+        if(glob STREQUAL "*.${extension}")
+            list(APPEND types ${type})
+        endif()
+    endforeach()
+endforeach()
+list(REMOVE_DUPLICATES types)
+list(SORT types)
+if(NOT types)
+    message(FATAL_ERROR "no media type found for the accepted extensions in ${GLOBS}")
+endif()
+
+string(JOIN ";" MIME_TYPES ${types})
+set(MIME_TYPES "${MIME_TYPES};")
+list(TRANSFORM types PREPEND "<mediatype>" OUTPUT_VARIABLE media_types)
+list(TRANSFORM media_types APPEND "</mediatype>")
+string(JOIN "\n    " MEDIA_TYPES_XML ${media_types})
+configure_file(${DESKTOP_IN} ${DESKTOP_OUT} @ONLY)
+configure_file(${METAINFO_IN} ${METAINFO_OUT} @ONLY)

@@ -1,0 +1,198 @@
+#include "gui/app/desktop_session.h"
+
+#include "core/convert/conversion_run.h"
+
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDir>
+#include <QFileInfo>
+#include <QVariantMap>
+
+namespace sonivert {
+
+namespace {
+
+const QString kNotifications = QStringLiteral("org.freedesktop.Notifications");
+const QString kNotificationsPath = QStringLiteral("/org/freedesktop/Notifications");
+const QString kLogin = QStringLiteral("org.freedesktop.login1");
+const QString kLoginPath = QStringLiteral("/org/freedesktop/login1");
+const QString kLoginManager = QStringLiteral("org.freedesktop.login1.Manager");
+const QString kLauncherEntry = QStringLiteral("com.canonical.Unity.LauncherEntry");
+const QString kOpenFolderAction = QStringLiteral("open-folder");
+
+bool sessionBusExists()
+{
+    if (!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS"))
+        return true;
+    const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
+    return !runtime.isEmpty() && QFileInfo::exists(runtime + QStringLiteral("/bus"));
+}
+
+QDBusConnection disconnected()
+{
+    return QDBusConnection(QStringLiteral("sonivert-no-bus"));
+}
+
+} // namespace
+
+DesktopSession::Buses DesktopSession::defaultBuses()
+{
+    if (!sessionBusExists())
+        return { disconnected(), disconnected() };
+    const bool systemBus = QFileInfo::exists(QStringLiteral("/run/dbus/system_bus_socket"))
+        || !qEnvironmentVariableIsEmpty("DBUS_SYSTEM_BUS_ADDRESS");
+    return { QDBusConnection::sessionBus(),
+        systemBus ? QDBusConnection::systemBus() : disconnected() };
+}
+
+QString DesktopSession::desktopId()
+{
+    return QStringLiteral("com.corvallo.Sonivert");
+}
+
+DesktopSession::DesktopSession(ConversionRun &run, Buses buses, QObject *parent)
+    : QObject(parent)
+    , m_run(run)
+    , m_buses(std::move(buses))
+{
+    connect(&m_run, &ConversionRun::stateChanged, this, &DesktopSession::onStateChanged);
+    connect(&m_run, &ConversionRun::totalProgress, this, [this](int percent) {
+        m_percent = percent;
+        publishProgress(true);
+    });
+    connect(&m_run, &ConversionRun::rowEnded, this,
+        [this](int row, RowOutcome outcome, const QString &) { onRowEnded(row, outcome); });
+    connect(&m_run, &ConversionRun::runEnded, this, &DesktopSession::onRunEnded);
+    if (m_buses.session.isConnected()) {
+        m_buses.session.connect(kNotifications, kNotificationsPath, kNotifications,
+            QStringLiteral("ActionInvoked"), this, SLOT(onActionInvoked(uint, QString)));
+    }
+}
+
+DesktopSession::~DesktopSession()
+{
+    // The lock goes with the process anyway; the dock's entry would stay without this.
+    if (m_running)
+        publishProgress(false);
+}
+
+void DesktopSession::onStateChanged(RunState state)
+{
+    if (state != RunState::Idle && !m_running) {
+        m_running = true;
+        m_rowsLeft = m_run.rowCount();
+        m_done = m_failed = m_percent = 0;
+        inhibitSleep();
+        publishProgress(true);
+    } else if (state == RunState::Idle && m_running) {
+        // Also the way out of an abandoned run, which sends no runEnded.
+        m_running = false;
+        releaseSleep();
+        publishProgress(false);
+    }
+}
+
+void DesktopSession::onRowEnded(int, RowOutcome outcome)
+{
+    m_rowsLeft = qMax(0, m_rowsLeft - 1);
+    if (outcome == RowOutcome::Done)
+        ++m_done;
+    else if (outcome == RowOutcome::Failed)
+        ++m_failed;
+    publishProgress(m_running);
+}
+
+void DesktopSession::onRunEnded(RunStopReason reason)
+{
+    m_running = false;
+    releaseSleep();
+    publishProgress(false);
+    if (!m_windowActive || !m_windowActive())
+        announceEnd(reason);
+}
+
+void DesktopSession::publishProgress(bool visible)
+{
+    if (!m_buses.session.isConnected())
+        return;
+    // Docks match the entry by the application's desktop file; the object path is ours to pick.
+    QDBusMessage update
+        = QDBusMessage::createSignal(QStringLiteral("/com/corvallo/Sonivert/LauncherEntry"),
+            kLauncherEntry, QStringLiteral("Update"));
+    const QVariantMap properties {
+        { QStringLiteral("progress"), visible ? m_percent / 100.0 : 0.0 },
+        { QStringLiteral("progress-visible"), visible },
+        { QStringLiteral("count"), qint64(visible ? m_rowsLeft : 0) },
+        { QStringLiteral("count-visible"), visible && m_rowsLeft > 0 },
+    };
+    update << QStringLiteral("application://%1.desktop").arg(desktopId()) << properties;
+    m_buses.session.send(update);
+}
+
+void DesktopSession::inhibitSleep()
+{
+    if (!m_buses.system.isConnected())
+        return;
+    const int request = ++m_inhibitRequest;
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        kLogin, kLoginPath, kLoginManager, QStringLiteral("Inhibit"));
+    call << QStringLiteral("sleep") << QStringLiteral("Sonivert")
+         << QStringLiteral("Converting files") << QStringLiteral("block");
+    auto *watcher = new QDBusPendingCallWatcher(m_buses.system.asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, request, watcher] {
+        watcher->deleteLater();
+        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *watcher;
+        // The run may have ended while the answer was on its way; then the lock goes at once.
+        if (!reply.isError() && m_running && request == m_inhibitRequest)
+            m_sleepLock = reply.value();
+    });
+}
+
+void DesktopSession::releaseSleep()
+{
+    ++m_inhibitRequest;
+    // Closing our copy of the descriptor is what gives the lock back.
+    m_sleepLock = QDBusUnixFileDescriptor();
+}
+
+void DesktopSession::announceEnd(RunStopReason reason)
+{
+    if (!m_buses.session.isConnected())
+        return;
+    const QString summary = reason == RunStopReason::None ? QStringLiteral("Conversion finished")
+                                                          : QStringLiteral("Conversion stopped");
+    QString body = m_done == 1 ? QStringLiteral("1 file converted")
+                               : QStringLiteral("%1 files converted").arg(m_done);
+    if (m_failed > 0)
+        body += QStringLiteral(", %1 failed").arg(m_failed);
+    if (const QString why = stopExplanation(reason, m_run.folder()); !why.isEmpty())
+        body += QStringLiteral(".\n") + why;
+
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        kNotifications, kNotificationsPath, kNotifications, QStringLiteral("Notify"));
+    const QStringList actions { QStringLiteral("default"), QStringLiteral("Open folder"),
+        kOpenFolderAction, QStringLiteral("Open folder") };
+    const QVariantMap hints { { QStringLiteral("desktop-entry"), desktopId() },
+        { QStringLiteral("category"), QStringLiteral("transfer.complete") } };
+    call << QStringLiteral("Sonivert") << m_notification << desktopId() << summary << body
+         << actions << hints << -1;
+    m_notifiedFolder = m_run.folder();
+    auto *watcher = new QDBusPendingCallWatcher(m_buses.session.asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+        watcher->deleteLater();
+        const QDBusPendingReply<uint> reply = *watcher;
+        if (!reply.isError())
+            m_notification = reply.value();
+    });
+}
+
+void DesktopSession::onActionInvoked(uint id, const QString &action)
+{
+    if (id == 0 || id != m_notification || !m_openFolder)
+        return;
+    if (action == kOpenFolderAction || action == QLatin1String("default"))
+        m_openFolder(m_notifiedFolder);
+}
+
+} // namespace sonivert
