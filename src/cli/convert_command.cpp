@@ -360,7 +360,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
     QObject::connect(&stopSignals, &StopSignals::stopRequested, &run, [&](int) { run.stop(); });
     QObject::connect(&run, &ConversionRun::rowProgress, &run, [&](int row, int percent) {
         if (!args.json)
-            progress.Progress(row, std::max(percent, 0));
+            progress.progress(row, std::max(percent, 0));
     });
     QObject::connect(&run, &ConversionRun::rowEnded, &run,
         [&](int row, RowOutcome outcome, const QString &message) {

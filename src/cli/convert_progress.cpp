@@ -49,7 +49,7 @@ int ConvertProgress::totalPercent() const
     return sum / int(m_tasks.size());
 }
 
-void ConvertProgress::Progress(int task, int percent)
+void ConvertProgress::progress(int task, int percent)
 {
     if (task < 0 || task >= m_tasks.size() || m_tasks[task].ended)
         return;

@@ -14,7 +14,7 @@ class ConvertProgress
 public:
     ConvertProgress(QTextStream &out, bool live, const QStringList &taskNames);
 
-    void Progress(int task, int percent);
+    void progress(int task, int percent);
     // A line that stays, printed above the live bars.
     void ended(int task, const QString &line);
     // Clears the live bars before the summary.

@@ -434,7 +434,7 @@ void Conversion::reportProgress(bool force)
     if (!force && now - m_lastProgress < ProgressInterval)
         return;
     m_lastProgress = now;
-    m_reporter.Progress(av_rescale(m_encodedSamples, AV_TIME_BASE, m_encoder->sample_rate));
+    m_reporter.progress(av_rescale(m_encodedSamples, AV_TIME_BASE, m_encoder->sample_rate));
 }
 
 bool Conversion::run()

@@ -27,7 +27,7 @@ class ConversionReporter
 {
 public:
     virtual ~ConversionReporter() = default;
-    virtual void Progress(int64_t outTimeUs) = 0;
+    virtual void progress(int64_t outTimeUs) = 0;
     virtual void log(int level, const std::string &line) = 0;
 };
 

@@ -55,7 +55,7 @@ public:
         : m_id(id)
     {
     }
-    void Progress(int64_t outTimeUs) override
+    void progress(int64_t outTimeUs) override
     {
         send(Message { MessageType::Progress, {} }.add("id", m_id).add("out_us", outTimeUs));
     }
