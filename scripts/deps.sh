@@ -8,6 +8,7 @@ packages=(
     libavformat-dev libavcodec-dev libavutil-dev libswresample-dev ffmpeg
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
     help2man librsvg2-bin shared-mime-info dbus desktop-file-utils appstream lintian dpkg-dev
+    clang
 )
 if [[ "${1:-}" == "--with-display" ]]; then
     packages+=(xvfb xauth)
