@@ -14,7 +14,8 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 cli=${1:-${SONIVERT_CLI:-}}
 if [[ -z "$cli" ]]; then
-    for candidate in "$here"/build*/bin/sonivert-cli; do
+    # The plain build first: a sanitizer build would measure the sanitizer.
+    for candidate in "$here"/build/bin/sonivert-cli "$here"/build*/bin/sonivert-cli; do
         [[ -x "$candidate" ]] && cli=$candidate && break
     done
 fi
