@@ -16,6 +16,9 @@ qt=($(pkg-config --cflags --libs Qt6Core) -fPIC)
 declare -A sources=(
     [worker_protocol]="src/core/convert/worker_protocol.cpp"
     [option_tokens]="src/core/convert/option_tokens.cpp"
+    [progress_reader]="src/core/convert/line_reader.cpp"
+    [command_line]="src/core/app/command_line.cpp"
+    [catalogue_table]="src/core/formats/catalogue_table.cpp"
 )
 
 # The protocol's seeds are binary frames, so they are written here rather than kept.

@@ -76,4 +76,18 @@ bool isSupportedInputExtension(const QString &path, const QString &extensionList
     return extensionList.contains(QLatin1Char('|') + ext + QLatin1Char('|'));
 }
 
+std::optional<QStringList> readHandOverMessage(const QByteArray &received)
+{
+    const qsizetype end = received.indexOf(QByteArray(2, '\0'));
+    if (end < 0)
+        return std::nullopt;
+    QStringList files;
+    for (const QByteArray &part : received.left(end).split('\0')) {
+        const QString file = QString::fromUtf8(part).trimmed();
+        if (!file.isEmpty())
+            files.append(file);
+    }
+    return files;
+}
+
 } // namespace sonivert

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
+#include <optional>
 
 namespace sonivert {
 
@@ -34,5 +36,9 @@ QString lowerExtension(const QString &path);
 // True when the path's extension, in lower case and enclosed in "|", occurs in extensionList,
 // which has the form "|mp4|avi|mkv|".
 bool isSupportedInputExtension(const QString &path, const QString &extensionList);
+
+// The files of a hand-over from another start as received so far: " " and the files in UTF-8,
+// each ended by a NUL byte, then one more NUL. None until that end has arrived.
+std::optional<QStringList> readHandOverMessage(const QByteArray &received);
 
 } // namespace sonivert

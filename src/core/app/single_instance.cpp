@@ -169,8 +169,8 @@ void SingleInstance::serve(QLocalSocket *socket)
         if (*done)
             return;
         received->append(socket->readAll());
-        const qsizetype end = received->indexOf(QByteArray(2, kEndOfText));
-        if (end < 0) {
+        const std::optional<QStringList> files = readHandOverMessage(*received);
+        if (!files) {
             if (received->size() > kMaxTextBytes) {
                 *done = true;
                 socket->abort();
@@ -180,18 +180,12 @@ void SingleInstance::serve(QLocalSocket *socket)
         }
         *done = true;
         idle->stop();
-        QStringList files;
-        for (const QByteArray &part : received->left(end).split(kEndOfText)) {
-            const QString file = QString::fromUtf8(part).trimmed();
-            if (!file.isEmpty())
-                files.append(file);
-        }
         // Flushed now: the receiver may end the event loop before a delayed write would run.
         socket->write(QByteArray(1, kAcknowledge));
         socket->flush();
         socket->disconnectFromServer();
         // Last, because a receiver may open a modal message and run a nested event loop.
-        emit commandReceived(files);
+        emit commandReceived(*files);
     };
     connect(socket, &QLocalSocket::readyRead, this, readSome);
     if (socket->bytesAvailable() > 0)

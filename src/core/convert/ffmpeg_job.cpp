@@ -1,6 +1,7 @@
 #include "core/convert/ffmpeg_job.h"
 
 #include "core/convert/engine_message.h"
+#include "core/convert/line_reader.h"
 
 #include <QTimer>
 #include <csignal>
@@ -11,37 +12,10 @@ namespace sonivert {
 
 namespace {
 
-// A line that never ends must not grow without bound.
-constexpr qsizetype MaxLineBytes = 64 * 1024;
-
 template<typename List> void keepLast(List &list, qsizetype count)
 {
     if (list.size() > count)
         list.erase(list.begin(), list.begin() + (list.size() - count));
-}
-
-// Splits complete lines off buffer; a line over the limit is cut there.
-QList<QByteArray> takeLines(QByteArray &buffer, bool flushAll)
-{
-    QList<QByteArray> lines;
-    qsizetype start = 0;
-    for (qsizetype i = 0; i < buffer.size(); ++i) {
-        const char c = buffer.at(i);
-        if (c == '\n' || c == '\r') {
-            if (i > start)
-                lines << buffer.mid(start, i - start);
-            start = i + 1;
-        } else if (i - start >= MaxLineBytes) {
-            lines << buffer.mid(start, i - start);
-            start = i;
-        }
-    }
-    buffer.remove(0, start);
-    if (flushAll && !buffer.isEmpty()) {
-        lines << buffer;
-        buffer.clear();
-    }
-    return lines;
 }
 
 } // namespace
@@ -150,17 +124,9 @@ void FfmpegJob::stopAndWait()
 
 void FfmpegJob::readProgress()
 {
-    m_progressBuffer += m_process.readAllStandardOutput();
-    for (const QByteArray &line : takeLines(m_progressBuffer, false)) {
-        if (line.startsWith("out_time_us=")) {
-            bool ok = false;
-            const qint64 value = line.mid(12).toLongLong(&ok);
-            if (ok && value >= 0)
-                m_outTimeUs = value;
-        } else if (line.startsWith("progress=")) {
-            if (m_outTimeUs >= 0 && !m_stopping)
-                emit progress(m_outTimeUs);
-        }
+    for (const qint64 outTimeUs : m_progress.feed(m_process.readAllStandardOutput())) {
+        if (!m_stopping)
+            emit progress(outTimeUs);
     }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/convert/line_reader.h"
+
 #include <QObject>
 #include <QProcess>
 #include <QStringList>
@@ -68,9 +70,8 @@ private:
 
     QProcess m_process;
     FfmpegJobResult m_result;
-    QByteArray m_progressBuffer;
+    ProgressReader m_progress;
     QByteArray m_errorBuffer;
-    qint64 m_outTimeUs = -1;
     int m_loggedLines = 0;
     bool m_paused = false;
     bool m_stopping = false;
