@@ -4,16 +4,22 @@
 #include "core/app/folders.h"
 #include "core/app/single_instance.h"
 #include "core/constants/named_constants.h"
+#include "core/media/libav_log.h"
 #include "gui/app/main_window.h"
 #include "gui/app/messages.h"
 
 #include <QApplication>
+#include <QPointer>
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <sys/socket.h>
 #include <unistd.h>
+
+extern "C" {
+#include <libavutil/log.h>
+}
 
 namespace sonivert {
 
@@ -130,6 +136,24 @@ int Main(QApplication &app)
 
     routeTerminationSignals(app);
     MainWindow window(identity);
+    // libav's own warnings about the files it reads go to the engine log (the diagnosis window
+    // shows it), never to a terminal. They may come from any thread.
+    const QPointer<MainWindow> logTarget(&window);
+    routeLibavLog(
+        [logTarget](int, const QString &line) {
+            QMetaObject::invokeMethod(
+                qApp,
+                [logTarget, line] {
+                    if (logTarget)
+                        emit logTarget->engineLog(QStringLiteral("libav: ") + line);
+                },
+                Qt::QueuedConnection);
+        },
+        AV_LOG_WARNING);
+    struct StopRouting
+    {
+        ~StopRouting() { routeLibavLog({}, AV_LOG_QUIET); }
+    } stopRouting;
     QObject::connect(
         &instance, &SingleInstance::commandReceived, &window, [&window](const QStringList &files) {
             bringToFront(&window);
