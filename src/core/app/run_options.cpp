@@ -13,6 +13,10 @@ RunOptions::RunOptions(const QString &settingsKey, QObject *parent)
     const QString count = RegReadText(m_settingsKey, QStringLiteral("ThreadCount")).trimmed();
     if (!count.isEmpty())
         m_threadCountText = count;
+    bool ok = false;
+    const double stall = RegReadText(m_settingsKey, QStringLiteral("StallTimeout")).toDouble(&ok);
+    if (ok && stall >= 1)
+        m_stallSeconds = stall;
 }
 
 void RunOptions::remember() const

@@ -30,6 +30,10 @@ public:
     // The thread count a run starts with (ThreadCountFor).
     int threadCount() const;
 
+    // How long a task may make no progress before it is ended: "StallTimeout" in the settings
+    // file, in seconds (for an output folder on a slow network mount, say), else 120.
+    double stallSeconds() const { return m_stallSeconds; }
+
 signals:
     void outputFolderChanged(const QString &folder);
     void threadModeChanged(bool on);
@@ -40,6 +44,7 @@ private:
     QString m_outputFolder;
     bool m_threadMode = false;
     QString m_threadCountText = QStringLiteral("1");
+    double m_stallSeconds = 120;
 };
 
 } // namespace sonivert

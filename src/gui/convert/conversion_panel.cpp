@@ -169,6 +169,7 @@ void ConversionPanel::startRun()
 
     if (queued) {
         m_window.SetControlsState(ControlsMode::Converting, false);
+        m_run->setStallTimeoutSeconds(m_controls.options->stallSeconds());
         m_run->start(m_controls.options->threadCount());
         if (m_run->State() != RunState::Idle)
             m_elapsedTimer.start();

@@ -1,4 +1,5 @@
 #include "core/app/folders.h"
+#include "core/app/run_options.h"
 #include "core/app/settings_store.h"
 
 #include <QDir>
@@ -65,6 +66,27 @@ private slots:
         QFETCH(QString, text);
         QVERIFY(RegWriteText(Key, QStringLiteral("OutputPath"), text));
         QCOMPARE(RegReadText(Key, QStringLiteral("OutputPath")), text);
+    }
+
+    // The stall time-out is read from the settings file; nonsense and values under a second
+    // leave the default.
+    void stallTimeoutSetting_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<double>("seconds");
+        QTest::newRow("unset") << "" << 120.0;
+        QTest::newRow("set") << "30" << 30.0;
+        QTest::newRow("fraction") << "2.5" << 2.5;
+        QTest::newRow("too short") << "0.5" << 120.0;
+        QTest::newRow("not a number") << "soon" << 120.0;
+    }
+    void stallTimeoutSetting()
+    {
+        QFETCH(QString, text);
+        QFETCH(double, seconds);
+        if (!text.isEmpty())
+            QVERIFY(RegWriteText(Key, QStringLiteral("StallTimeout"), text));
+        QCOMPARE(RunOptions(Key).stallSeconds(), seconds);
     }
 
     void readingAMissingKeyCreatesNothing()
