@@ -106,16 +106,6 @@ private slots:
         QCOMPARE(ffmpeg.exitCode, 0);
         QCOMPARE(ffmpeg.json().array().at(0).toObject().value(QStringLiteral("engine")).toString(),
             u"ffmpeg");
-
-        // WAV's sweep holds GSM, which only the ffmpeg program encodes.
-        const CliRun refused = run({ QStringLiteral("--engine=worker"), QStringLiteral("--format"),
-            QStringLiteral("WAV"), clip });
-        QCOMPARE(refused.exitCode, 2);
-        QVERIFY(refused.out.isEmpty());
-        QCOMPARE(refused.err,
-            QStringLiteral("sonivert-cli diagnose: --engine worker cannot convert clip.mp4 as MS "
-                           "GSM 6.10:Mono:16 bit:8000 Hz:13 kbps: it does not run the libgsm_ms "
-                           "encoder (use --engine auto or ffmpeg)\n"));
     }
 
     void wrongUseIsAUsageError_data()

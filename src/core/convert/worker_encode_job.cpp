@@ -36,7 +36,8 @@ bool isWorkerEncoder(const QString &name)
     static const QStringList names = { QStringLiteral("libmp3lame"), QStringLiteral("aac"),
         QStringLiteral("libvorbis"), QStringLiteral("libopus"), QStringLiteral("flac"),
         QStringLiteral("alac"), QStringLiteral("mp2"), QStringLiteral("ac3"),
-        QStringLiteral("wmav2"), QStringLiteral("adpcm_ima_wav"), QStringLiteral("adpcm_ms") };
+        QStringLiteral("wmav2"), QStringLiteral("adpcm_ima_wav"), QStringLiteral("adpcm_ms"),
+        QStringLiteral("libgsm_ms") };
     return names.contains(name) || name.startsWith(QLatin1String("pcm_"));
 }
 

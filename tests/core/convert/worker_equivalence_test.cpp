@@ -242,6 +242,9 @@ private slots:
         QTest::newRow("mp2") << "clip"
                              << "mp2"
                              << "mp2" << 2 << 44100 << 192 << 0ll << -1ll;
+        QTest::newRow("wav gsm") << "clip"
+                                 << "wav"
+                                 << "libgsm_ms" << 1 << 8000 << 13 << 0ll << -1ll;
         QTest::newRow("wma") << "clip"
                              << "wma"
                              << "wmav2" << 2 << 44100 << 128 << 0ll << -1ll;
