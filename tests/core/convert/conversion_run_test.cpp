@@ -63,7 +63,7 @@ struct Watch
 TaskPlan mp3Plan()
 {
     return TaskPlan { QString(), u"-VideoOutputHook  -vn -acodec libmp3lame"_s, u"MP3"_s, {}, {},
-        {} };
+        {}, {} };
 }
 
 } // namespace
