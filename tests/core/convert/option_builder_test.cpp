@@ -580,6 +580,7 @@ private slots:
                     = ffmpegOptionWords(BuildEncoderOptions(sourceItem(), settings));
                 for (const QString &option : { u"-acodec"_s, u"-vcodec"_s }) {
                     const bool off = option == u"-acodec" ? settings.audioCodec == u"No Audio"
+                            || settings.audioCodec == u"Original audio"
                                                           : settings.videoCodec == u"No Video";
                     if (off)
                         continue;
