@@ -38,6 +38,8 @@ QString preferredExtension(const QString &codec)
 }
 
 // Whether the muxer of the extension takes the codec; WAV, for one, has no tag for every PCM.
+// A muxer that cannot tell (the MP3 muxer knows only its pictures) is taken at its word: it was
+// chosen for the codec.
 bool muxerTakes(const QString &extension, const QString &codec)
 {
     const QByteArray name = QStringLiteral("x.%1").arg(extension.toLower()).toUtf8();
@@ -45,7 +47,7 @@ bool muxerTakes(const QString &extension, const QString &codec)
     const AVCodecDescriptor *descriptor
         = avcodec_descriptor_get_by_name(codec.toUtf8().constData());
     return format && descriptor
-        && avformat_query_codec(format, descriptor->id, FF_COMPLIANCE_NORMAL) == 1;
+        && avformat_query_codec(format, descriptor->id, FF_COMPLIANCE_NORMAL) != 0;
 }
 
 } // namespace
