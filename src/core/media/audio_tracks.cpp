@@ -48,6 +48,17 @@ QString chosenTrackText(const MediaItem &item)
     return text;
 }
 
+QString chosenTrackDescription(const MediaItem &item)
+{
+    const SourceFacts &facts = item.source;
+    if (facts.audioTracks.size() < 2 || facts.audioTrack < 0)
+        return QString();
+    QString text = audioTrackLabel(facts.audioTracks.at(facts.audioTrack));
+    if (item.allAudioTracks)
+        text += QStringLiteral(" (all %1 tracks, a file each)").arg(facts.audioTracks.size());
+    return text;
+}
+
 QString audioTrackLabel(const AudioTrack &track)
 {
     QStringList parts;

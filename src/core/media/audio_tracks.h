@@ -10,6 +10,10 @@ namespace sonivert {
 // "all tracks"; "" for a file of one track or none.
 QString chosenTrackText(const MediaItem &item);
 
+// What the row's audio facts describe, for a heading: "Track 2: fra, Commentary, AC-3, 6
+// channels", "Track 1: eng, ... (all 2 tracks, a file each)"; "" for a file of one track or none.
+QString chosenTrackDescription(const MediaItem &item);
+
 // "Track 2: eng, Commentary, AC-3, 6 channels" for a menu or a list.
 QString audioTrackLabel(const AudioTrack &track);
 
