@@ -16,7 +16,9 @@ namespace {
 
 QString chosenCodec(const SourceFacts &facts)
 {
-    return facts.audioTrack >= 0 ? facts.audioTracks.at(facts.audioTrack).codec : QString();
+    return facts.audioTrack >= 0 && facts.audioTrack < facts.audioTracks.size()
+        ? facts.audioTracks.at(facts.audioTrack).codec
+        : QString();
 }
 
 bool isNoValueText(const QString &lowText)
