@@ -73,6 +73,12 @@ QString streamText(const MediaItem &item)
                     .arg(item.text(Field::AudioCodecName))
                     .arg(item.integer(Field::AudioSampleRate))
                     .arg(item.integer(Field::AudioChannels));
+        // The audio facts are those of the track a conversion takes.
+        const SourceFacts &facts = item.source;
+        if (facts.audioTracks.size() > 1)
+            audio += QStringLiteral(" (track %1 of %2)")
+                         .arg(facts.audioTrack + 1)
+                         .arg(facts.audioTracks.size());
     }
     return video + QStringLiteral(", ") + audio;
 }

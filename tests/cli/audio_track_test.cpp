@@ -85,6 +85,11 @@ private slots:
         QVERIFY(second[u"bitRate"_s].toInteger() > 0);
         QVERIFY(!second[u"default"_s].toBool() && !second[u"chosen"_s].toBool());
         QCOMPARE(run.json().array().at(1).toObject()[u"audioTracks"_s].toArray().size(), 1);
+
+        const CliRun plain = runCli({ u"probe"_s, m_two, m_one });
+        QVERIFY(plain.lines().value(0).endsWith(
+            u"audio Advanced Audio Coding 48000 Hz 1 ch (track 1 of 2)"_s));
+        QVERIFY(plain.lines().value(1).endsWith(u" ch"_s));
     }
 
     void theChosenTrackIsConverted_data()
