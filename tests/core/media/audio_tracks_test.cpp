@@ -123,19 +123,6 @@ private slots:
         QVERIFY(!list.chooseAudioTrack(5, 1));
         QCOMPARE(list.item(0).source.audioTrack, 0);
     }
-
-    void outputNamesCarryTheTrack()
-    {
-        AudioTrack track;
-        track.number = 2;
-        track.language = u"fra"_s;
-        QCOMPARE(audioTrackNameSuffix(track), u" (track 2, fra)"_s);
-        track.language.clear();
-        QCOMPARE(audioTrackNameSuffix(track), u" (track 2)"_s);
-        track.title = u"Director"_s;
-        track.channels = 1;
-        QCOMPARE(audioTrackLabel(track), u"Track 2: Director, 1 channel"_s);
-    }
 };
 
 QTEST_GUILESS_MAIN(AudioTracksTest)
