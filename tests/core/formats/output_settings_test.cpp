@@ -466,9 +466,9 @@ private slots:
             QVERIFY2(!text(s, ChoiceListId::FileExtention).isEmpty(), where);
             if (cell("AudioCodec") == QLatin1String("Original audio")) {
                 // A copy has nothing to tune: every list holds its one locked entry.
-                for (ChoiceListId list :
-                    { ChoiceListId::AudioCodec, ChoiceListId::SampleRate, ChoiceListId::Channels,
-                        ChoiceListId::AudioSize, ChoiceListId::FileExtention })
+                for (ChoiceListId list : { ChoiceListId::AudioCodec, ChoiceListId::SampleRate,
+                         ChoiceListId::Channels, ChoiceListId::AudioBitrate,
+                         ChoiceListId::AudioSize, ChoiceListId::FileExtention })
                     QVERIFY2(!s.choice(list).enabled, where);
                 QCOMPARE(s.choice(ChoiceListId::AudioBitrate).texts(), L({ "-" }));
             } else if (cell("AudioCodec") != QLatin1String("No Audio")) {
