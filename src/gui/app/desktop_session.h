@@ -1,5 +1,7 @@
 #pragma once
 
+#include "gui/app/desktop_notifier.h"
+
 #include <QDBusConnection>
 #include <QDBusUnixFileDescriptor>
 #include <QObject>
@@ -40,13 +42,10 @@ public:
     // What the notification's "Open folder" does.
     void setOpenFolder(std::function<void(const QString &)> open)
     {
-        m_openFolder = std::move(open);
+        m_notifier.setOpenFolder(std::move(open));
     }
 
-    static QString desktopId();
-
-private slots:
-    void onActionInvoked(uint id, const QString &action);
+    static QString desktopId() { return DesktopNotifier::desktopId(); }
 
 private:
     void onStateChanged(RunState state);
@@ -59,8 +58,8 @@ private:
 
     ConversionRun &m_run;
     Buses m_buses;
+    DesktopNotifier m_notifier;
     std::function<bool()> m_windowActive;
-    std::function<void(const QString &)> m_openFolder;
     bool m_running = false;
     int m_rowsLeft = 0;
     int m_done = 0;
@@ -68,8 +67,6 @@ private:
     int m_percent = 0;
     int m_inhibitRequest = 0; // counts requests, so that a late answer to an old one is dropped
     QDBusUnixFileDescriptor m_sleepLock;
-    uint m_notification = 0;
-    QString m_notifiedFolder;
 };
 
 } // namespace sonivert

@@ -5,10 +5,15 @@
 #include "core/app/single_instance.h"
 #include "core/constants/named_constants.h"
 #include "core/media/libav_log.h"
+#include "gui/app/desktop_notifier.h"
+#include "gui/app/desktop_session.h"
 #include "gui/app/main_window.h"
 #include "gui/app/messages.h"
+#include "gui/app/open_folder.h"
+#include "gui/app/quick_convert.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <csignal>
@@ -71,6 +76,26 @@ void bringToFront(QWidget *window)
     window->activateWindow();
 }
 
+// The desktop entry's "Convert to MP3": sonivert-cli beside this program converts, and the
+// person hears of it through notifications (or a message).
+int convertWithoutWindow(QApplication &app, const StartArguments &start)
+{
+    routeTerminationSignals(app);
+    QApplication::setQuitOnLastWindowClosed(false);
+    DesktopNotifier notifier(DesktopSession::defaultBuses().session);
+    QuickConvert convert(
+        QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("sonivert-cli")),
+        notifier);
+    convert.setMessageSink([](const QString &text, bool failure) {
+        ShowMessage(text, failure ? MsgCritical : MsgInformation, QStringLiteral("Sonivert"));
+    });
+    convert.setFolderOpener(
+        [](const QString &folder) { OpenOutputFolder(nullptr, folder, false, false); });
+    QObject::connect(&convert, &QuickConvert::finished, &app, &QCoreApplication::exit);
+    convert.start(start.convertFormat, start.files);
+    return app.exec();
+}
+
 } // namespace
 
 QString desktopHelpText()
@@ -86,6 +111,10 @@ QString desktopHelpText()
         "Options:\n"
         "  -h, --help       show this help and exit\n"
         "  -v, --version    show the version and exit\n"
+        "  --convert-to KEYWORD\n"
+        "                   convert every FILE to that format (mp3, flac, ogg, ...) without\n"
+        "                   opening the window, with the preset and output folder the window\n"
+        "                   remembers; a desktop notification tells how it went\n"
         "  --               treat every later argument as a file, even one starting with \"-\"\n"
         "\n"
         "To convert from scripts or a terminal without a window, use sonivert-cli.\n");
@@ -127,6 +156,8 @@ int Main(QApplication &app)
             start.unknownOption.toLocal8Bit().constData());
         return 2;
     }
+    if (start.request == StartArguments::Request::ConvertFiles)
+        return convertWithoutWindow(app, start);
     const QStringList &arguments = start.files;
 
     // A second start hands its file to the running instance and ends before any window exists.
