@@ -4,15 +4,20 @@
 #include "core/formats/catalogue_table.h"
 #include "core/formats/output_settings.h"
 #include "core/media/file_list_model.h"
+#include "gui/app/completion_dialog.h"
 #include "gui/app/main_window.h"
 #include "gui/app/tip_popup.h"
+#include "gui/formats/format_setting_dialog.h"
 #include "gui/media/file_view_main.h"
+#include "gui/media/frm_properties.h"
+#include "support/modal_watcher.h"
 #include "support/fake_engine.h"
 #include "support/media_maker.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QHeaderView>
 #include <QDir>
 #include <QFile>
 #include <QLabel>
@@ -469,6 +474,54 @@ private slots:
         window->fileView()->selectAndReveal(0);
         QTest::keyClick(window->fileView(), Qt::Key_Tab);
         QVERIFY(!window->fileView()->hasFocus());
+    }
+
+    void theListsColumnsFollowTheWindowsWidth()
+    {
+        MediaItem item;
+        item.set(Field::Name, QStringLiteral("a.mp4"));
+        window->fileList()->appendMediaItem(item);
+        window->SetControlsState(ControlsMode::Normal, true);
+        window->show();
+        window->resize(900, 600);
+        QHeaderView *header = window->fileView()->horizontalHeader();
+        QTRY_COMPARE(header->length(), window->fileView()->viewport()->width());
+        const int name = header->sectionSize(Field::Name);
+        window->resize(1100, 600);
+        QTRY_COMPARE(header->length(), window->fileView()->viewport()->width());
+        QVERIFY(header->sectionSize(Field::Name) > name + 150);
+    }
+
+    // The other dialogs (messages, reports, the editor, the diagnosis window) have their own.
+    void escapeClosesTheDialogs_data()
+    {
+        QTest::addColumn<QString>("dialog");
+        QTest::newRow("output settings") << QStringLiteral("settings");
+        QTest::newRow("conversion completed") << QStringLiteral("completion");
+        QTest::newRow("file properties") << QStringLiteral("properties");
+    }
+    void escapeClosesTheDialogs()
+    {
+        QFETCH(QString, dialog);
+        window->load({});
+        window->show();
+        bool escaped = false;
+        test::onNextModal([&](QWidget *modal) {
+            QTest::keyClick(modal, Qt::Key_Escape);
+            escaped = !modal->isVisible();
+            if (!escaped)
+                modal->close();
+        });
+        if (dialog == QLatin1String("settings")) {
+            formatSettingWindow(window.get())->exec();
+        } else if (dialog == QLatin1String("completion")) {
+            CompletionDialog(QDir::tempPath(), window.get()).exec();
+        } else {
+            MediaItem item;
+            item.set(Field::Name, QStringLiteral("a.mp4"));
+            frmProperties(item, window.get()).exec();
+        }
+        QVERIFY(escaped);
     }
 
     void theFormatListsAreFilledAtLoad()
