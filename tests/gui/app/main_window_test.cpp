@@ -10,16 +10,16 @@
 #include "gui/formats/format_setting_dialog.h"
 #include "gui/media/file_view_main.h"
 #include "gui/media/frm_properties.h"
-#include "support/modal_watcher.h"
 #include "support/fake_engine.h"
 #include "support/media_maker.h"
+#include "support/modal_watcher.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QHeaderView>
 #include <QDir>
 #include <QFile>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
