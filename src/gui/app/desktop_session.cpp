@@ -13,9 +13,6 @@ namespace sonivert {
 
 namespace {
 
-const QString kLogin = QStringLiteral("org.freedesktop.login1");
-const QString kLoginPath = QStringLiteral("/org/freedesktop/login1");
-const QString kLoginManager = QStringLiteral("org.freedesktop.login1.Manager");
 const QString kLauncherEntry = QStringLiteral("com.canonical.Unity.LauncherEntry");
 
 bool sessionBusExists()
@@ -48,6 +45,7 @@ DesktopSession::DesktopSession(ConversionRun &run, Buses buses, QObject *parent)
     , m_run(run)
     , m_buses(std::move(buses))
     , m_notifier(m_buses.session)
+    , m_sleep(m_buses.system)
 {
     connect(&m_run, &ConversionRun::stateChanged, this, &DesktopSession::onStateChanged);
     connect(&m_run, &ConversionRun::totalProgress, this, [this](int percent) {
@@ -72,12 +70,12 @@ void DesktopSession::onStateChanged(RunState state)
         m_running = true;
         m_rowsLeft = m_run.rowCount();
         m_done = m_failed = m_percent = 0;
-        inhibitSleep();
+        m_sleep.hold();
         publishProgress(true);
     } else if (state == RunState::Idle && m_running) {
         // Also the way out of an abandoned run, which sends no runEnded.
         m_running = false;
-        releaseSleep();
+        m_sleep.release();
         publishProgress(false);
     }
 }
@@ -95,7 +93,7 @@ void DesktopSession::onRowEnded(int, RowOutcome outcome)
 void DesktopSession::onRunEnded(RunStopReason reason)
 {
     m_running = false;
-    releaseSleep();
+    m_sleep.release();
     publishProgress(false);
     if (!m_windowActive || !m_windowActive())
         announceEnd(reason);
@@ -117,32 +115,6 @@ void DesktopSession::publishProgress(bool visible)
     };
     update << QStringLiteral("application://%1.desktop").arg(desktopId()) << properties;
     m_buses.session.send(update);
-}
-
-void DesktopSession::inhibitSleep()
-{
-    if (!m_buses.system.isConnected())
-        return;
-    const int request = ++m_inhibitRequest;
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        kLogin, kLoginPath, kLoginManager, QStringLiteral("Inhibit"));
-    call << QStringLiteral("sleep") << QStringLiteral("Sonivert")
-         << QStringLiteral("Converting files") << QStringLiteral("block");
-    auto *watcher = new QDBusPendingCallWatcher(m_buses.system.asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, request, watcher] {
-        watcher->deleteLater();
-        const QDBusPendingReply<QDBusUnixFileDescriptor> reply = *watcher;
-        // The run may have ended while the answer was on its way; then the lock goes at once.
-        if (!reply.isError() && m_running && request == m_inhibitRequest)
-            m_sleepLock = reply.value();
-    });
-}
-
-void DesktopSession::releaseSleep()
-{
-    ++m_inhibitRequest;
-    // Closing our copy of the descriptor is what gives the lock back.
-    m_sleepLock = QDBusUnixFileDescriptor();
 }
 
 void DesktopSession::announceEnd(RunStopReason reason)

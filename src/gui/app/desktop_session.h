@@ -1,9 +1,9 @@
 #pragma once
 
 #include "gui/app/desktop_notifier.h"
+#include "gui/app/sleep_inhibitor.h"
 
 #include <QDBusConnection>
-#include <QDBusUnixFileDescriptor>
 #include <QObject>
 #include <QString>
 #include <functional>
@@ -52,21 +52,18 @@ private:
     void onRowEnded(int row, RowOutcome outcome);
     void onRunEnded(RunStopReason reason);
     void publishProgress(bool visible);
-    void inhibitSleep();
-    void releaseSleep();
     void announceEnd(RunStopReason reason);
 
     ConversionRun &m_run;
     Buses m_buses;
     DesktopNotifier m_notifier;
+    SleepInhibitor m_sleep;
     std::function<bool()> m_windowActive;
     bool m_running = false;
     int m_rowsLeft = 0;
     int m_done = 0;
     int m_failed = 0;
     int m_percent = 0;
-    int m_inhibitRequest = 0; // counts requests, so that a late answer to an old one is dropped
-    QDBusUnixFileDescriptor m_sleepLock;
 };
 
 } // namespace sonivert

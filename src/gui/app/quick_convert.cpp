@@ -1,6 +1,7 @@
 #include "gui/app/quick_convert.h"
 
 #include "gui/app/desktop_notifier.h"
+#include "gui/app/sleep_inhibitor.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -77,10 +78,12 @@ QuickConvertOutcome readQuickConvertOutcome(
     return outcome;
 }
 
-QuickConvert::QuickConvert(const QString &cliProgram, DesktopNotifier &notifier, QObject *parent)
+QuickConvert::QuickConvert(
+    const QString &cliProgram, DesktopNotifier &notifier, SleepInhibitor &sleep, QObject *parent)
     : QObject(parent)
     , m_cli(cliProgram)
     , m_notifier(notifier)
+    , m_sleep(sleep)
 {
     m_linger.setSingleShot(true);
     m_linger.setInterval(10 * 60 * 1000);
@@ -118,6 +121,7 @@ QuickConvert::QuickConvert(const QString &cliProgram, DesktopNotifier &notifier,
 
 QuickConvert::~QuickConvert()
 {
+    m_sleep.release();
     if (m_process.state() == QProcess::NotRunning)
         return;
     // SIGTERM is the command's Stop: it removes what was not finished before it ends.
@@ -140,6 +144,7 @@ void QuickConvert::start(const QString &formatKeyword, const QStringList &files)
     m_process.setArguments(QStringList { QStringLiteral("convert"), QStringLiteral("--format"),
                                formatKeyword, QStringLiteral("--json"), QStringLiteral("--") }
         + files);
+    m_sleep.hold();
     m_process.start(QIODevice::ReadOnly);
 }
 
@@ -161,6 +166,7 @@ void QuickConvert::onProcessEnded(int exitCode, QProcess::ExitStatus status)
 
 void QuickConvert::tell()
 {
+    m_sleep.release();
     if (!m_outcome.error.isEmpty()) {
         // Nothing ran: the person has to act, and a notification would pass unread.
         m_notifier.show({ QStringLiteral("Conversion failed"), m_outcome.error, QString(),

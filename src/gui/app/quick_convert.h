@@ -11,6 +11,7 @@
 namespace sonivert {
 
 class DesktopNotifier;
+class SleepInhibitor;
 
 // What one sonivert-cli conversion gave, read from its JSON answer (or its complaint).
 struct QuickConvertOutcome
@@ -38,7 +39,9 @@ public:
     // How the person is told when a notification will not do; failure is true for an error.
     using MessageSink = std::function<void(const QString &text, bool failure)>;
 
-    QuickConvert(const QString &cliProgram, DesktopNotifier &notifier, QObject *parent = nullptr);
+    // The computer does not suspend while the files convert.
+    QuickConvert(const QString &cliProgram, DesktopNotifier &notifier, SleepInhibitor &sleep,
+        QObject *parent = nullptr);
     // A conversion still running is stopped as Stop would (its unfinished files go).
     ~QuickConvert() override;
 
@@ -66,6 +69,7 @@ private:
 
     QString m_cli;
     DesktopNotifier &m_notifier;
+    SleepInhibitor &m_sleep;
     MessageSink m_message;
     std::function<void(const QString &)> m_openFolder;
     QProcess m_process;

@@ -11,6 +11,7 @@
 #include "gui/app/messages.h"
 #include "gui/app/open_folder.h"
 #include "gui/app/quick_convert.h"
+#include "gui/app/sleep_inhibitor.h"
 
 #include <QApplication>
 #include <QDir>
@@ -82,10 +83,12 @@ int convertWithoutWindow(QApplication &app, const StartArguments &start)
 {
     routeTerminationSignals(app);
     QApplication::setQuitOnLastWindowClosed(false);
-    DesktopNotifier notifier(DesktopSession::defaultBuses().session);
+    const DesktopSession::Buses buses = DesktopSession::defaultBuses();
+    DesktopNotifier notifier(buses.session);
+    SleepInhibitor sleep(buses.system);
     QuickConvert convert(
         QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("sonivert-cli")),
-        notifier);
+        notifier, sleep);
     convert.setMessageSink([](const QString &text, bool failure) {
         ShowMessage(text, failure ? MsgCritical : MsgInformation, QStringLiteral("Sonivert"));
     });

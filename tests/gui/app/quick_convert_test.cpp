@@ -2,10 +2,12 @@
 #include "core/app/settings_store.h"
 #include "gui/app/desktop_notifier.h"
 #include "gui/app/quick_convert.h"
+#include "gui/app/sleep_inhibitor.h"
 #include "support/media_maker.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -14,6 +16,8 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
+#include <poll.h>
+#include <unistd.h>
 
 using namespace sonivert;
 using namespace Qt::StringLiterals;
@@ -33,6 +37,40 @@ public slots:
     {
         calls.append({ appName, replacesId, icon, summary, body, actions, hints, timeout });
         return 7;
+    }
+};
+
+class RecordingLoginManager : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Manager")
+public:
+    QStringList calls;
+    int lockReadEnd = -1; // sees end of file once every copy of the lock is closed
+
+    ~RecordingLoginManager() override
+    {
+        if (lockReadEnd >= 0)
+            ::close(lockReadEnd);
+    }
+    bool lockReleased() const
+    {
+        pollfd watch { lockReadEnd, POLLIN, 0 };
+        return ::poll(&watch, 1, 0) == 1 && (watch.revents & POLLHUP);
+    }
+
+public slots:
+    QDBusUnixFileDescriptor Inhibit(
+        const QString &what, const QString &who, const QString &why, const QString &mode)
+    {
+        calls.append(QStringList { what, who, why, mode }.join(u'|'));
+        int ends[2];
+        if (::pipe(ends) != 0)
+            return {};
+        lockReadEnd = ends[0];
+        QDBusUnixFileDescriptor lock(ends[1]);
+        ::close(ends[1]);
+        return lock;
     }
 };
 
@@ -143,9 +181,15 @@ private slots:
         QVERIFY(services.registerObject(
             u"/org/freedesktop/Notifications"_s, &notifications, QDBusConnection::ExportAllSlots));
         QVERIFY(services.registerService(u"org.freedesktop.Notifications"_s));
+        RecordingLoginManager login;
+        QVERIFY(services.registerObject(
+            u"/org/freedesktop/login1"_s, &login, QDBusConnection::ExportAllSlots));
+        QVERIFY(services.registerService(u"org.freedesktop.login1"_s));
 
-        DesktopNotifier notifier(QDBusConnection::connectToBus(m_address, u"client"_s));
-        QuickConvert convert(cli(), notifier);
+        const QDBusConnection client = QDBusConnection::connectToBus(m_address, u"client"_s);
+        DesktopNotifier notifier(client);
+        SleepInhibitor sleep(client);
+        QuickConvert convert(cli(), notifier, sleep);
         QStringList messages;
         QString opened;
         convert.setMessageSink([&](const QString &text, bool) { messages.append(text); });
@@ -165,6 +209,9 @@ private slots:
         QVERIFY(last.at(5).toStringList().contains(u"open-folder"_s));
         QCOMPARE(outputs(), QStringList { u"good clip.MP3"_s });
         QVERIFY(messages.isEmpty());
+        // The computer was kept awake while the files converted, and no longer.
+        QCOMPARE(login.calls, QStringList { u"sleep|Sonivert|Converting files|block"_s });
+        QTRY_VERIFY(login.lockReleased());
 
         // The program waits for the notification's answer, then ends with the command's status.
         QTest::qWait(100);
@@ -198,8 +245,10 @@ private slots:
         QFETCH(bool, failure);
         QFETCH(int, exitCode);
         // A bus where nobody answers for notifications.
-        DesktopNotifier notifier(QDBusConnection::connectToBus(m_address, u"lonely"_s));
-        QuickConvert convert(program, notifier);
+        const QDBusConnection lonely = QDBusConnection::connectToBus(m_address, u"lonely"_s);
+        DesktopNotifier notifier(lonely);
+        SleepInhibitor sleep(lonely);
+        QuickConvert convert(program, notifier, sleep);
         QStringList messages;
         bool seenFailure = false;
         convert.setMessageSink([&](const QString &text, bool isFailure) {
