@@ -55,8 +55,8 @@ public:
             const qint64 late = m_clock.restart() - m_timer.interval();
             m_longest = std::max(m_longest, late);
             if (late >= 25 && qEnvironmentVariableIsSet("WINDOW_DRIVER_STALLS"))
-                std::fprintf(stderr, "stall of %lld ms, %lld ms after the start\n", late,
-                    m_age.elapsed());
+                std::fprintf(
+                    stderr, "stall of %lld ms, %lld ms after the start\n", late, m_age.elapsed());
         });
         m_clock.start();
         m_age.start();
