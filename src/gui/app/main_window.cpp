@@ -137,10 +137,11 @@ void MainWindow::watchChoices()
 void MainWindow::rememberChoices()
 {
     m_rememberTimer.stop();
-    m_options->remember();
-    rememberOutputSettings(m_identity.settingsKey, appOutputSettings());
-    RegWriteText(m_identity.settingsKey, QStringLiteral("WindowGeometry"),
-        QString::fromLatin1(saveGeometry().toBase64()));
+    // One update of the settings file: each one waits for the disk.
+    SettingTexts texts = m_options->rememberedTexts() + outputSettingsTexts(appOutputSettings());
+    texts.append(
+        { QStringLiteral("WindowGeometry"), QString::fromLatin1(saveGeometry().toBase64()) });
+    RegWriteTexts(m_identity.settingsKey, texts);
 }
 
 void MainWindow::SetControlsState(ControlsMode mode, bool flag)
