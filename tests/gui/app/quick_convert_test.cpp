@@ -3,11 +3,11 @@
 #include "gui/app/desktop_notifier.h"
 #include "gui/app/quick_convert.h"
 #include "gui/app/sleep_inhibitor.h"
+#include "support/fake_desktop_services.h"
 #include "support/media_maker.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusUnixFileDescriptor>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -16,63 +16,9 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-#include <poll.h>
-#include <unistd.h>
 
 using namespace sonivert;
 using namespace Qt::StringLiterals;
-
-// A stand-in for the desktop's notification service, recording what it is asked.
-class RecordingNotifications : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-public:
-    QList<QVariantList> calls;
-
-public slots:
-    uint Notify(const QString &appName, uint replacesId, const QString &icon,
-        const QString &summary, const QString &body, const QStringList &actions,
-        const QVariantMap &hints, int timeout)
-    {
-        calls.append({ appName, replacesId, icon, summary, body, actions, hints, timeout });
-        return 7;
-    }
-};
-
-class RecordingLoginManager : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Manager")
-public:
-    QStringList calls;
-    int lockReadEnd = -1; // sees end of file once every copy of the lock is closed
-
-    ~RecordingLoginManager() override
-    {
-        if (lockReadEnd >= 0)
-            ::close(lockReadEnd);
-    }
-    bool lockReleased() const
-    {
-        pollfd watch { lockReadEnd, POLLIN, 0 };
-        return ::poll(&watch, 1, 0) == 1 && (watch.revents & POLLHUP);
-    }
-
-public slots:
-    QDBusUnixFileDescriptor Inhibit(
-        const QString &what, const QString &who, const QString &why, const QString &mode)
-    {
-        calls.append(QStringList { what, who, why, mode }.join(u'|'));
-        int ends[2];
-        if (::pipe(ends) != 0)
-            return {};
-        lockReadEnd = ends[0];
-        QDBusUnixFileDescriptor lock(ends[1]);
-        ::close(ends[1]);
-        return lock;
-    }
-};
 
 class QuickConvertTest : public QObject
 {
@@ -177,11 +123,11 @@ private slots:
     void theEndIsNotifiedAndOpenFolderEndsTheProgram()
     {
         QDBusConnection services = QDBusConnection::connectToBus(m_address, u"services"_s);
-        RecordingNotifications notifications;
+        test::FakeNotifications notifications(7);
         QVERIFY(services.registerObject(
             u"/org/freedesktop/Notifications"_s, &notifications, QDBusConnection::ExportAllSlots));
         QVERIFY(services.registerService(u"org.freedesktop.Notifications"_s));
-        RecordingLoginManager login;
+        test::FakeLoginManager login;
         QVERIFY(services.registerObject(
             u"/org/freedesktop/login1"_s, &login, QDBusConnection::ExportAllSlots));
         QVERIFY(services.registerService(u"org.freedesktop.login1"_s));
@@ -283,7 +229,7 @@ private slots:
         QCOMPARE(words.takeFirst(), u"sonivert"_s);
 
         QDBusConnection services = QDBusConnection::connectToBus(m_address, u"services"_s);
-        RecordingNotifications notifications;
+        test::FakeNotifications notifications(7);
         QVERIFY(services.registerObject(
             u"/org/freedesktop/Notifications"_s, &notifications, QDBusConnection::ExportAllSlots));
         QVERIFY(services.registerService(u"org.freedesktop.Notifications"_s));
