@@ -137,6 +137,11 @@ void MainWindow::watchChoices()
 void MainWindow::rememberChoices()
 {
     m_rememberTimer.stop();
+    // A diagnosis sweep tries settings nobody chose and puts the person's back when it ends.
+    if (flags().diagnosisRunning) {
+        m_rememberTimer.start();
+        return;
+    }
     // One update of the settings file: each one waits for the disk.
     SettingTexts texts = m_options->rememberedTexts() + outputSettingsTexts(appOutputSettings());
     texts.append(

@@ -459,6 +459,31 @@ private slots:
         init();
     }
 
+    void whatADiagnosisTriesIsNotRemembered()
+    {
+        window->load({});
+        const QString chosen = appOutputSettings().currentFormatKeyword();
+        appOutputSettings().selectFormat(QStringLiteral("FLAC"));
+        appOutputSettings().selectFormat(chosen);
+        QTRY_COMPARE(RegReadText(Key, QStringLiteral("OutputFormat")), chosen);
+
+        flags().diagnosisRunning = true;
+        appOutputSettings().selectFormat(QStringLiteral("FLAC"));
+        QCOMPARE(appOutputSettings().currentFormatKeyword(), QStringLiteral("FLAC"));
+        QVERIFY(chosen != QLatin1String("FLAC"));
+        QTest::qWait(1000);
+        QCOMPARE(RegReadText(Key, QStringLiteral("OutputFormat")), chosen);
+        appOutputSettings().selectFormat(QStringLiteral("WAV"));
+        appOutputSettings().selectFormat(chosen);
+        flags().diagnosisRunning = false;
+        QTest::qWait(1000);
+        QCOMPARE(RegReadText(Key, QStringLiteral("OutputFormat")), chosen);
+
+        window.reset();
+        QSettings(settingsFilePath(Key), QSettings::IniFormat).clear();
+        init();
+    }
+
     void tabLeavesTheFileList()
     {
         for (const char *name : { "a.mp4", "b.mp4" }) {
