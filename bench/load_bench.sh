@@ -9,7 +9,9 @@
 #     that what any import costs once (libraries, threads, the wait dialog) is left out
 #     (target: under 5 KB);
 #   - the run's totals: every file accounted for, done + failed = total.
-# The inputs are hard links to a few generated clips under different names.
+# The inputs are hard links to a few generated clips under different names; one in 50 is the
+# first half of a clip with its index in front, which opens but fails to convert (a partial file),
+# so that the totals count failures too.
 #
 # Usage: bench/load_bench.sh [BUILD_DIR]   (default: build)
 set -euo pipefail
@@ -39,11 +41,16 @@ ffmpeg -hide_banner -nostdin -loglevel error -y -f lavfi -i testsrc=size=160x120
     -f lavfi -i sine=duration=0.5 -c:a libvorbis -shortest "$work/seed1.mkv"
 ffmpeg -hide_banner -nostdin -loglevel error -y -f lavfi -i testsrc=size=160x120:rate=25:duration=0.5 \
     -f lavfi -i sine=duration=0.5 -shortest "$work/seed2.avi"
+ffmpeg -hide_banner -nostdin -loglevel error -y -f lavfi -i testsrc=size=160x120:rate=25:duration=2 \
+    -f lavfi -i sine=duration=2 -pix_fmt yuv420p -shortest -movflags +faststart "$work/whole.mp4"
+head -c $(($(stat -c %s "$work/whole.mp4") / 2)) "$work/whole.mp4" >"$work/cut.mp4"
 seeds=("$work"/seed*)
 for ((i = 0; i < import_files; i++)); do
     seed=${seeds[$((i % ${#seeds[@]}))]}
+    ((i % 50 == 49)) && seed=$work/cut.mp4
     ln "$seed" "$work/in/clip$i.${seed##*.}"
 done
+broken=$((convert_files / 50))
 mapfile -t files < <(ls -1 "$work"/in/* | sort -V)
 cat "${seeds[@]}" >/dev/null
 
@@ -69,6 +76,7 @@ echo "== Summary (load average $(cut -d' ' -f1-3 /proc/loadavg)) =="
 printf 'Longest UI stall, import of %d : %4d ms  (target < 50 ms)\n' "$import_files" "$import_stall"
 printf 'Longest UI stall, run of %d    : %4d ms  (target < 50 ms)\n' "$convert_files" "$run_stall"
 printf 'Memory per row                  : %4.2f KB (target < 5 KB)\n' "$(echo "scale=2; $per_row / 1024" | bc)"
-printf 'Run totals                      : %d done + %d failed = %d of %d files; %d outputs\n' \
-    "$done" "$failed" "$((done + failed))" "$total" "$outputs"
-[ "$((done + failed))" -eq "$total" ] && [ "$total" -eq "$convert_files" ] && [ "$outputs" -eq "$done" ]
+printf 'Run totals                      : %d done + %d failed = %d of %d files; %d outputs; %d cut inputs\n' \
+    "$done" "$failed" "$((done + failed))" "$total" "$outputs" "$broken"
+[ "$((done + failed))" -eq "$total" ] && [ "$total" -eq "$convert_files" ] && [ "$outputs" -eq "$done" ] \
+    && [ "$failed" -eq "$broken" ]
