@@ -122,6 +122,8 @@ QuickConvert::QuickConvert(
 QuickConvert::~QuickConvert()
 {
     m_sleep.release();
+    // The program is ending (a logout, Ctrl+C): nobody is told any more.
+    disconnect(&m_process, nullptr, this, nullptr);
     if (m_process.state() == QProcess::NotRunning)
         return;
     // SIGTERM is the command's Stop: it removes what was not finished before it ends.

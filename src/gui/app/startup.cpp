@@ -4,6 +4,7 @@
 #include "core/app/folders.h"
 #include "core/app/single_instance.h"
 #include "core/constants/named_constants.h"
+#include "core/media/import_rules.h"
 #include "core/media/libav_log.h"
 #include "gui/app/desktop_notifier.h"
 #include "gui/app/desktop_session.h"
@@ -15,11 +16,13 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QFileDialog>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -46,21 +49,18 @@ void onTerminationSignal(int)
     [[maybe_unused]] const auto written = ::write(signalPipe[0], &byte, 1);
 }
 
-void routeTerminationSignals(QApplication &app)
+void routeTerminationSignals(QApplication &app, std::function<void()> terminate)
 {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
         return;
     auto *notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &app);
-    QObject::connect(notifier, &QSocketNotifier::activated, &app, [notifier] {
-        notifier->setEnabled(false);
-        char byte = 0;
-        [[maybe_unused]] const auto got = ::read(signalPipe[1], &byte, 1);
-        for (QWidget *window : QApplication::topLevelWidgets()) {
-            if (window->objectName() == QLatin1String("frmMain"))
-                window->close();
-        }
-        QCoreApplication::quit();
-    });
+    QObject::connect(
+        notifier, &QSocketNotifier::activated, &app, [notifier, terminate = std::move(terminate)] {
+            notifier->setEnabled(false);
+            char byte = 0;
+            [[maybe_unused]] const auto got = ::read(signalPipe[1], &byte, 1);
+            terminate();
+        });
     struct sigaction action = {};
     action.sa_handler = onTerminationSignal;
     sigemptyset(&action.sa_mask);
@@ -81,7 +81,8 @@ void bringToFront(QWidget *window)
 // person hears of it through notifications (or a message).
 int convertWithoutWindow(QApplication &app, const StartArguments &start)
 {
-    routeTerminationSignals(app);
+    // Also ends the file chooser, which runs before the program's own event loop.
+    routeTerminationSignals(app, [] { QCoreApplication::exit(0); });
     QApplication::setQuitOnLastWindowClosed(false);
     const DesktopSession::Buses buses = DesktopSession::defaultBuses();
     DesktopNotifier notifier(buses.session);
@@ -94,8 +95,18 @@ int convertWithoutWindow(QApplication &app, const StartArguments &start)
     });
     convert.setFolderOpener(
         [](const QString &folder) { OpenOutputFolder(nullptr, folder, false, false); });
-    QObject::connect(&convert, &QuickConvert::finished, &app, &QCoreApplication::exit);
-    convert.start(start.convertFormat, start.files);
+    QObject::connect(
+        &convert, &QuickConvert::finished, &app, &QCoreApplication::exit, Qt::QueuedConnection);
+    QStringList files = start.files;
+    if (files.isEmpty()) {
+        // Started from the dock's menu rather than with a file manager's selection.
+        files = QFileDialog::getOpenFileNames(nullptr,
+            QStringLiteral("Convert to %1").arg(start.convertFormat.toUpper()), folders().inputPath,
+            importDialogFilters().join(QStringLiteral(";;")));
+        if (files.isEmpty())
+            return 0;
+    }
+    convert.start(start.convertFormat, files);
     return app.exec();
 }
 
@@ -168,7 +179,13 @@ int Main(QApplication &app)
     if (instance.findRunningInstance(arguments))
         return 0;
 
-    routeTerminationSignals(app);
+    routeTerminationSignals(app, [] {
+        for (QWidget *window : QApplication::topLevelWidgets()) {
+            if (window->objectName() == QLatin1String("frmMain"))
+                window->close();
+        }
+        QCoreApplication::quit();
+    });
     MainWindow window(identity);
     // libav's own warnings about the files it reads go to the engine log (the diagnosis window
     // shows it), never to a terminal. They may come from any thread.

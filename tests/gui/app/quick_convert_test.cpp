@@ -213,6 +213,37 @@ private slots:
         QVERIFY2(clock.elapsed() < 15000, qPrintable(QString::number(clock.elapsed())));
     }
 
+    void endingTheProgramStopsTheConversionSilently()
+    {
+        // A converter that notes the Stop it is sent (SIGTERM).
+        const QString stand = m_dir.filePath(u"slow-cli"_s);
+        const QString stopped = m_dir.filePath(u"stopped"_s);
+        QFile script(stand);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(QStringLiteral("#!/bin/sh\ntrap 'echo stop > \"%1\"; exit 1' TERM\n"
+                                    "echo started\nsleep 30 &\nwait\n")
+                         .arg(stopped)
+                         .toUtf8());
+        script.close();
+        QVERIFY(script.setPermissions(script.permissions() | QFileDevice::ExeOwner));
+
+        const QDBusConnection lonely = QDBusConnection::connectToBus(m_address, u"lonely"_s);
+        DesktopNotifier notifier(lonely);
+        SleepInhibitor sleep(lonely);
+        QStringList messages;
+        QElapsedTimer clock;
+        {
+            QuickConvert convert(stand, notifier, sleep);
+            convert.setMessageSink([&](const QString &text, bool) { messages.append(text); });
+            convert.start(u"mp3"_s, { m_good });
+            QTest::qWait(300);
+            clock.start();
+        }
+        QVERIFY2(clock.elapsed() < 5000, qPrintable(QString::number(clock.elapsed())));
+        QVERIFY(QFile::exists(stopped));
+        QCOMPARE(messages, QStringList());
+    }
+
     void theDesktopActionConvertsWithoutTheWindow()
     {
         // The action's command line exactly as the installed desktop entry has it.
