@@ -21,21 +21,39 @@ int ParseCommandLine(
 StartArguments readStartArguments(const QStringList &arguments)
 {
     StartArguments result;
+    const auto refuse = [&result](const QString &option) {
+        if (result.unknownOption.isEmpty()) {
+            result.request = StartArguments::Request::UnknownOption;
+            result.unknownOption = option;
+        }
+    };
+    const QString convertTo = QStringLiteral("--convert-to");
     bool optionsEnded = false;
-    for (const QString &argument : arguments) {
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
         if (optionsEnded || !argument.startsWith(QLatin1Char('-')) || argument.size() == 1) {
             result.files.append(argument);
         } else if (argument == QLatin1String("--")) {
             optionsEnded = true;
         } else if (argument == QLatin1String("--help") || argument == QLatin1String("-h")) {
-            return { StartArguments::Request::Help, {}, {} };
+            return { StartArguments::Request::Help, {}, {}, {} };
         } else if (argument == QLatin1String("--version") || argument == QLatin1String("-v")) {
-            return { StartArguments::Request::Version, {}, {} };
-        } else if (result.unknownOption.isEmpty()) {
-            result.request = StartArguments::Request::UnknownOption;
-            result.unknownOption = argument;
+            return { StartArguments::Request::Version, {}, {}, {} };
+        } else if (argument == convertTo || argument.startsWith(convertTo + QLatin1Char('='))) {
+            const bool joined = argument != convertTo;
+            const QString keyword = joined
+                ? argument.mid(convertTo.size() + 1)
+                : (i + 1 < arguments.size() ? arguments.at(++i) : QString());
+            if (keyword.trimmed().isEmpty() || (!joined && keyword.startsWith(QLatin1Char('-'))))
+                refuse(convertTo);
+            else
+                result.convertFormat = keyword.trimmed();
+        } else {
+            refuse(argument);
         }
     }
+    if (!result.convertFormat.isEmpty() && result.request == StartArguments::Request::OpenFiles)
+        result.request = StartArguments::Request::ConvertFiles;
     return result;
 }
 

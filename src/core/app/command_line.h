@@ -13,13 +13,15 @@ int ParseCommandLine(
     const QStringList &processArguments, QString &programPath, QStringList &arguments);
 
 // What a start of the desktop program asks for. Options count only before a "--"; everything
-// after it, and every argument that does not start with "-", is a file.
+// after it, and every argument that does not start with "-", is a file. "--convert-to KEYWORD"
+// (or "--convert-to=KEYWORD") asks for the files to be converted without the window.
 struct StartArguments
 {
-    enum class Request { OpenFiles, Help, Version, UnknownOption };
+    enum class Request { OpenFiles, Help, Version, UnknownOption, ConvertFiles };
     Request request = Request::OpenFiles;
     QStringList files;
-    QString unknownOption;
+    QString unknownOption; // also an option that lacks its value
+    QString convertFormat; // the keyword of ConvertFiles
 };
 StartArguments readStartArguments(const QStringList &arguments);
 

@@ -21,10 +21,15 @@ RunOptions::RunOptions(const QString &settingsKey, QObject *parent)
 
 void RunOptions::remember() const
 {
-    RegWriteText(m_settingsKey, QStringLiteral("OutputPath"), m_outputFolder.trimmed());
-    RegWriteText(m_settingsKey, QStringLiteral("ThreadMode"),
-        m_threadMode ? QStringLiteral("true") : QStringLiteral("false"));
-    RegWriteText(m_settingsKey, QStringLiteral("ThreadCount"), m_threadCountText);
+    RegWriteTexts(m_settingsKey, rememberedTexts());
+}
+
+SettingTexts RunOptions::rememberedTexts() const
+{
+    return { { QStringLiteral("OutputPath"), m_outputFolder.trimmed() },
+        { QStringLiteral("ThreadMode"),
+            m_threadMode ? QStringLiteral("true") : QStringLiteral("false") },
+        { QStringLiteral("ThreadCount"), m_threadCountText } };
 }
 
 void RunOptions::setOutputFolder(const QString &folder)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/app/settings_store.h"
+
 #include <QObject>
 #include <QString>
 
@@ -22,6 +24,8 @@ public:
     // Stores the folder as the box shows it (typed or chosen) and the thread options, so that the
     // next start offers them again; the thread options are read back when this object is made.
     void remember() const;
+    // What remember() stores, for a caller that writes it together with other values.
+    SettingTexts rememberedTexts() const;
 
     bool threadMode() const { return m_threadMode; }
     QString threadCountText() const { return m_threadCountText; }

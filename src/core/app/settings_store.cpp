@@ -26,12 +26,21 @@ QString settingsFilePath(const QString &key)
 
 bool RegWriteText(const QString &key, const QString &name, const QString &text)
 {
-    if (name.isEmpty())
-        return false;
+    return RegWriteTexts(key, { { name, text } });
+}
+
+bool RegWriteTexts(const QString &key, const SettingTexts &texts)
+{
     auto settings = openSettings(key);
-    settings->setValue(name, text);
+    bool named = true;
+    for (const auto &[name, text] : texts) {
+        if (name.isEmpty())
+            named = false;
+        else
+            settings->setValue(name, text);
+    }
     settings->sync();
-    return settings->status() == QSettings::NoError;
+    return named && settings->status() == QSettings::NoError;
 }
 
 QString RegReadText(const QString &key, const QString &name)

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QList>
 #include <QString>
+#include <utility>
 
 namespace sonivert {
 
@@ -8,6 +10,9 @@ namespace sonivert {
 // ("Software/Corvallo/Sonivert") names the organisation and the application of that file.
 // Texts come back exactly as they went in; nothing here shows a message.
 bool RegWriteText(const QString &key, const QString &name, const QString &text);
+// Several values in one update of the file (each update rewrites it and waits for the disk).
+using SettingTexts = QList<std::pair<QString, QString>>;
+bool RegWriteTexts(const QString &key, const SettingTexts &texts);
 QString RegReadText(const QString &key, const QString &name);
 
 // Where the INI file for a settings key lives (whether or not it exists yet).

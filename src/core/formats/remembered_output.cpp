@@ -48,12 +48,17 @@ void replay(OutputSettings &settings, const QString &name, const QString &value)
 
 void rememberOutputSettings(const QString &settingsKey, const OutputSettings &settings)
 {
+    RegWriteTexts(settingsKey, outputSettingsTexts(settings));
+}
+
+SettingTexts outputSettingsTexts(const OutputSettings &settings)
+{
     const int preset = settings.mainPresetIndex();
-    RegWriteText(settingsKey, kFormat, settings.currentFormatKeyword());
-    RegWriteText(settingsKey, kPreset,
-        preset >= 0 && preset < settings.offeredPresets().size()
-            ? settings.offeredPresets().at(preset).id
-            : QString());
+    SettingTexts texts { { kFormat, settings.currentFormatKeyword() },
+        { kPreset,
+            preset >= 0 && preset < settings.offeredPresets().size()
+                ? settings.offeredPresets().at(preset).id
+                : QString() } };
     // In list order, which is the order the rules expect them to be chosen in.
     QStringList changes;
     for (int i = 0; i < ChoiceListCount; ++i) {
@@ -69,7 +74,8 @@ void rememberOutputSettings(const QString &settingsKey, const OutputSettings &se
     }
     if (settings.qualityEnabled())
         changes.append(kQuality + QLatin1Char('=') + qualityLevelName(settings.qualityLevel()));
-    RegWriteText(settingsKey, kChanges, changes.join(QLatin1Char('\n')));
+    texts.append({ kChanges, changes.join(QLatin1Char('\n')) });
+    return texts;
 }
 
 bool restoreOutputSettings(const QString &settingsKey, OutputSettings &settings)

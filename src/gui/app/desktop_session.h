@@ -1,7 +1,9 @@
 #pragma once
 
+#include "gui/app/desktop_notifier.h"
+#include "gui/app/sleep_inhibitor.h"
+
 #include <QDBusConnection>
-#include <QDBusUnixFileDescriptor>
 #include <QObject>
 #include <QString>
 #include <functional>
@@ -40,36 +42,28 @@ public:
     // What the notification's "Open folder" does.
     void setOpenFolder(std::function<void(const QString &)> open)
     {
-        m_openFolder = std::move(open);
+        m_notifier.setOpenFolder(std::move(open));
     }
 
-    static QString desktopId();
-
-private slots:
-    void onActionInvoked(uint id, const QString &action);
+    static QString desktopId() { return DesktopNotifier::desktopId(); }
 
 private:
     void onStateChanged(RunState state);
     void onRowEnded(int row, RowOutcome outcome);
     void onRunEnded(RunStopReason reason);
     void publishProgress(bool visible);
-    void inhibitSleep();
-    void releaseSleep();
     void announceEnd(RunStopReason reason);
 
     ConversionRun &m_run;
     Buses m_buses;
+    DesktopNotifier m_notifier;
+    SleepInhibitor m_sleep;
     std::function<bool()> m_windowActive;
-    std::function<void(const QString &)> m_openFolder;
     bool m_running = false;
     int m_rowsLeft = 0;
     int m_done = 0;
     int m_failed = 0;
     int m_percent = 0;
-    int m_inhibitRequest = 0; // counts requests, so that a late answer to an old one is dropped
-    QDBusUnixFileDescriptor m_sleepLock;
-    uint m_notification = 0;
-    QString m_notifiedFolder;
 };
 
 } // namespace sonivert

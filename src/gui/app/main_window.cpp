@@ -47,6 +47,14 @@ MainWindow::MainWindow(const Identity &identity, QWidget *parent)
     m_timerStartUp.setSingleShot(true);
     connect(&m_timerStartUp, &QTimer::timeout, this, &MainWindow::onStartUpTimer);
 
+    // Choices reach the settings file shortly after they are made, so a crash, a kill or a
+    // logout that never lets the window close still keeps them; a burst of changes (a drag of
+    // the window's edge, typing a folder) is written once.
+    m_rememberTimer.setParent(this);
+    m_rememberTimer.setInterval(500);
+    m_rememberTimer.setSingleShot(true);
+    connect(&m_rememberTimer, &QTimer::timeout, this, &MainWindow::rememberChoices);
+
     // The buttons' own rules decide: a shortcut does what a click on the button would do.
     const auto clickWhenEnabled = [this](const QKeySequence &keys, int button) {
         connect(new QShortcut(keys, this), &QShortcut::activated, this, [this, button] {
@@ -68,6 +76,8 @@ MainWindow::~MainWindow()
         for (QObject *receiver : std::initializer_list<QObject *> { this, m_files, m_startTip })
             disconnect(child, nullptr, receiver, nullptr);
     }
+    disconnect(&appOutputSettings(), nullptr, this, nullptr);
+    m_watchingChoices = false;
 }
 
 void MainWindow::setUpFileList()
@@ -107,6 +117,36 @@ void MainWindow::load(const QStringList &arguments)
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinInfo"), QString());
     SetConvertButtonState(0);
     flags().isUnloading = false;
+    watchChoices();
+}
+
+void MainWindow::watchChoices()
+{
+    const auto changed = [this] {
+        if (m_watchingChoices && !m_unloaded)
+            m_rememberTimer.start();
+    };
+    connect(m_options, &RunOptions::outputFolderChanged, this, changed);
+    connect(m_options, &RunOptions::threadModeChanged, this, changed);
+    connect(m_options, &RunOptions::threadCountTextChanged, this, changed);
+    connect(&appOutputSettings(), &OutputSettings::changed, this, changed);
+    connect(&appOutputSettings(), &OutputSettings::mainPresetChanged, this, changed);
+    m_watchingChoices = true;
+}
+
+void MainWindow::rememberChoices()
+{
+    m_rememberTimer.stop();
+    // A diagnosis sweep tries settings nobody chose and puts the person's back when it ends.
+    if (flags().diagnosisRunning) {
+        m_rememberTimer.start();
+        return;
+    }
+    // One update of the settings file: each one waits for the disk.
+    SettingTexts texts = m_options->rememberedTexts() + outputSettingsTexts(appOutputSettings());
+    texts.append(
+        { QStringLiteral("WindowGeometry"), QString::fromLatin1(saveGeometry().toBase64()) });
+    RegWriteTexts(m_identity.settingsKey, texts);
 }
 
 void MainWindow::SetControlsState(ControlsMode mode, bool flag)
@@ -196,10 +236,7 @@ void MainWindow::unload()
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinTagInfo"), QString());
     RegWriteText(m_identity.settingsKey, QStringLiteral("WinInfo"), QString());
     flags().isUnloading = true;
-    m_options->remember();
-    rememberOutputSettings(m_identity.settingsKey, appOutputSettings());
-    RegWriteText(m_identity.settingsKey, QStringLiteral("WindowGeometry"),
-        QString::fromLatin1(saveGeometry().toBase64()));
+    rememberChoices();
 
     if (m_runHooks.stopEngine) {
         UnloadingDialog notice(this);
@@ -240,10 +277,26 @@ void MainWindow::onStartUpTimer()
     m_files->finishStartUp();
 }
 
+void MainWindow::moveEvent(QMoveEvent *event)
+{
+    if (m_watchingChoices && !m_unloaded)
+        m_rememberTimer.start();
+    QMainWindow::moveEvent(event);
+}
+
+void MainWindow::resizeEvent(QResizeEvent *event)
+{
+    if (m_watchingChoices && !m_unloaded)
+        m_rememberTimer.start();
+    QMainWindow::resizeEvent(event);
+}
+
 void MainWindow::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::WindowStateChange && isMinimized())
         tipPopup()->closeTip();
+    if (event->type() == QEvent::WindowStateChange && m_watchingChoices && !m_unloaded)
+        m_rememberTimer.start();
     QMainWindow::changeEvent(event);
 }
 

@@ -131,6 +131,8 @@ signals:
 protected:
     void closeEvent(QCloseEvent *event) override;
     void changeEvent(QEvent *event) override;
+    void moveEvent(QMoveEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
     bool event(QEvent *event) override;
 
 private:
@@ -143,6 +145,10 @@ private:
     bool closeQuery();
     void unload();
     void onStartUpTimer();
+    // The format, preset, changes, folder, thread options and geometry, as the next start offers
+    // them.
+    void watchChoices();
+    void rememberChoices();
 
     Identity m_identity;
     QStringList m_arguments;
@@ -160,6 +166,8 @@ private:
     ConversionPanel *m_convert = nullptr;
     GettingStartedTip *m_startTip = nullptr;
     QTimer m_timerStartUp;
+    QTimer m_rememberTimer;
+    bool m_watchingChoices = false;
 };
 
 } // namespace sonivert

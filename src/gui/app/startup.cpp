@@ -4,16 +4,25 @@
 #include "core/app/folders.h"
 #include "core/app/single_instance.h"
 #include "core/constants/named_constants.h"
+#include "core/media/import_rules.h"
 #include "core/media/libav_log.h"
+#include "gui/app/desktop_notifier.h"
+#include "gui/app/desktop_session.h"
 #include "gui/app/main_window.h"
 #include "gui/app/messages.h"
+#include "gui/app/open_folder.h"
+#include "gui/app/quick_convert.h"
+#include "gui/app/sleep_inhibitor.h"
 
 #include <QApplication>
+#include <QDir>
+#include <QFileDialog>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <functional>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -40,21 +49,18 @@ void onTerminationSignal(int)
     [[maybe_unused]] const auto written = ::write(signalPipe[0], &byte, 1);
 }
 
-void routeTerminationSignals(QApplication &app)
+void routeTerminationSignals(QApplication &app, std::function<void()> terminate)
 {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, signalPipe) != 0)
         return;
     auto *notifier = new QSocketNotifier(signalPipe[1], QSocketNotifier::Read, &app);
-    QObject::connect(notifier, &QSocketNotifier::activated, &app, [notifier] {
-        notifier->setEnabled(false);
-        char byte = 0;
-        [[maybe_unused]] const auto got = ::read(signalPipe[1], &byte, 1);
-        for (QWidget *window : QApplication::topLevelWidgets()) {
-            if (window->objectName() == QLatin1String("frmMain"))
-                window->close();
-        }
-        QCoreApplication::quit();
-    });
+    QObject::connect(
+        notifier, &QSocketNotifier::activated, &app, [notifier, terminate = std::move(terminate)] {
+            notifier->setEnabled(false);
+            char byte = 0;
+            [[maybe_unused]] const auto got = ::read(signalPipe[1], &byte, 1);
+            terminate();
+        });
     struct sigaction action = {};
     action.sa_handler = onTerminationSignal;
     sigemptyset(&action.sa_mask);
@@ -69,6 +75,39 @@ void bringToFront(QWidget *window)
         window->showNormal();
     window->raise();
     window->activateWindow();
+}
+
+// The desktop entry's "Convert to MP3": sonivert-cli beside this program converts, and the
+// person hears of it through notifications (or a message).
+int convertWithoutWindow(QApplication &app, const StartArguments &start)
+{
+    // Also ends the file chooser, which runs before the program's own event loop.
+    routeTerminationSignals(app, [] { QCoreApplication::exit(0); });
+    QApplication::setQuitOnLastWindowClosed(false);
+    const DesktopSession::Buses buses = DesktopSession::defaultBuses();
+    DesktopNotifier notifier(buses.session);
+    SleepInhibitor sleep(buses.system);
+    QuickConvert convert(
+        QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("sonivert-cli")),
+        notifier, sleep);
+    convert.setMessageSink([](const QString &text, bool failure) {
+        ShowMessage(text, failure ? MsgCritical : MsgInformation, QStringLiteral("Sonivert"));
+    });
+    convert.setFolderOpener(
+        [](const QString &folder) { OpenOutputFolder(nullptr, folder, false, false); });
+    QObject::connect(
+        &convert, &QuickConvert::finished, &app, &QCoreApplication::exit, Qt::QueuedConnection);
+    QStringList files = start.files;
+    if (files.isEmpty()) {
+        // Started from the dock's menu rather than with a file manager's selection.
+        files = QFileDialog::getOpenFileNames(nullptr,
+            QStringLiteral("Convert to %1").arg(start.convertFormat.toUpper()), folders().inputPath,
+            importDialogFilters().join(QStringLiteral(";;")));
+        if (files.isEmpty())
+            return 0;
+    }
+    convert.start(start.convertFormat, files);
+    return app.exec();
 }
 
 } // namespace
@@ -86,6 +125,10 @@ QString desktopHelpText()
         "Options:\n"
         "  -h, --help       show this help and exit\n"
         "  -v, --version    show the version and exit\n"
+        "  --convert-to KEYWORD\n"
+        "                   convert every FILE to that format (mp3, flac, ogg, ...) without\n"
+        "                   opening the window, with the preset and output folder the window\n"
+        "                   remembers; a desktop notification tells how it went\n"
         "  --               treat every later argument as a file, even one starting with \"-\"\n"
         "\n"
         "To convert from scripts or a terminal without a window, use sonivert-cli.\n");
@@ -127,6 +170,8 @@ int Main(QApplication &app)
             start.unknownOption.toLocal8Bit().constData());
         return 2;
     }
+    if (start.request == StartArguments::Request::ConvertFiles)
+        return convertWithoutWindow(app, start);
     const QStringList &arguments = start.files;
 
     // A second start hands its file to the running instance and ends before any window exists.
@@ -134,7 +179,13 @@ int Main(QApplication &app)
     if (instance.findRunningInstance(arguments))
         return 0;
 
-    routeTerminationSignals(app);
+    routeTerminationSignals(app, [] {
+        for (QWidget *window : QApplication::topLevelWidgets()) {
+            if (window->objectName() == QLatin1String("frmMain"))
+                window->close();
+        }
+        QCoreApplication::quit();
+    });
     MainWindow window(identity);
     // libav's own warnings about the files it reads go to the engine log (the diagnosis window
     // shows it), never to a terminal. They may come from any thread.

@@ -48,17 +48,31 @@ private slots:
         QTest::addColumn<QString>("arguments");
         QTest::addColumn<int>("request");
         QTest::addColumn<QString>("files");
+        QTest::addColumn<QString>("format");
         using R = StartArguments::Request;
         QTest::newRow("files in order") << QStringLiteral("a.mp4 b.mkv c.avi") << int(R::OpenFiles)
-                                        << QStringLiteral("a.mp4 b.mkv c.avi");
+                                        << QStringLiteral("a.mp4 b.mkv c.avi") << QString();
         QTest::newRow("help wins")
-            << QStringLiteral("a.mp4 --help") << int(R::Help) << QStringLiteral("");
-        QTest::newRow("version") << QStringLiteral("-v") << int(R::Version) << QStringLiteral("");
-        QTest::newRow("unknown option")
-            << QStringLiteral("--bogus a.mp4") << int(R::UnknownOption) << QStringLiteral("a.mp4");
+            << QStringLiteral("a.mp4 --help") << int(R::Help) << QStringLiteral("") << QString();
+        QTest::newRow("version") << QStringLiteral("-v") << int(R::Version) << QStringLiteral("")
+                                 << QString();
+        QTest::newRow("unknown option") << QStringLiteral("--bogus a.mp4") << int(R::UnknownOption)
+                                        << QStringLiteral("a.mp4") << QString();
         QTest::newRow("dash names after --")
             << QStringLiteral("-- --help -x.mp4") << int(R::OpenFiles)
-            << QStringLiteral("--help -x.mp4");
+            << QStringLiteral("--help -x.mp4") << QString();
+        QTest::newRow("convert without the window")
+            << QStringLiteral("--convert-to mp3 -- a.mp4 -b.mkv") << int(R::ConvertFiles)
+            << QStringLiteral("a.mp4 -b.mkv") << QStringLiteral("mp3");
+        QTest::newRow("convert, joined keyword")
+            << QStringLiteral("a.mp4 --convert-to=FLAC") << int(R::ConvertFiles)
+            << QStringLiteral("a.mp4") << QStringLiteral("FLAC");
+        QTest::newRow("convert without a keyword")
+            << QStringLiteral("--convert-to --help a.mp4") << int(R::UnknownOption)
+            << QStringLiteral("a.mp4") << QString();
+        QTest::newRow("convert-to as the last word")
+            << QStringLiteral("a.mp4 --convert-to") << int(R::UnknownOption)
+            << QStringLiteral("a.mp4") << QString();
     }
 
     void startOptionsStopAtTheDoubleDash()
@@ -66,10 +80,12 @@ private slots:
         QFETCH(QString, arguments);
         QFETCH(int, request);
         QFETCH(QString, files);
+        QFETCH(QString, format);
         const StartArguments start
             = readStartArguments(arguments.split(QLatin1Char(' '), Qt::SkipEmptyParts));
         QCOMPARE(int(start.request), request);
         QCOMPARE(start.files, files.split(QLatin1Char(' '), Qt::SkipEmptyParts));
+        QCOMPARE(start.convertFormat, format);
     }
 
     void quotesAreRemovedOnlyWhenTheTextNamesNoFile()

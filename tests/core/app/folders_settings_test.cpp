@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 using namespace sonivert;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -66,6 +67,13 @@ private slots:
         QFETCH(QString, text);
         QVERIFY(RegWriteText(Key, QStringLiteral("OutputPath"), text));
         QCOMPARE(RegReadText(Key, QStringLiteral("OutputPath")), text);
+        // Several at once, each exactly as given; a nameless one is refused, the others kept.
+        QVERIFY(
+            RegWriteTexts(Key, { { QStringLiteral("A"), text }, { QStringLiteral("B"), u"b"_s } }));
+        QCOMPARE(RegReadText(Key, QStringLiteral("A")), text);
+        QCOMPARE(RegReadText(Key, QStringLiteral("B")), u"b"_s);
+        QVERIFY(!RegWriteTexts(Key, { { QString(), u"x"_s }, { QStringLiteral("B"), text } }));
+        QCOMPARE(RegReadText(Key, QStringLiteral("B")), text);
     }
 
     // The stall time-out is read from the settings file; nonsense and values under a second

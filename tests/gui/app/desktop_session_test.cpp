@@ -1,5 +1,6 @@
 #include "core/convert/conversion_run.h"
 #include "gui/app/desktop_session.h"
+#include "support/fake_desktop_services.h"
 #include "support/fake_engine.h"
 
 #include <QDBusConnection>
@@ -12,8 +13,6 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
-#include <poll.h>
-#include <unistd.h>
 
 extern "C" {
 #include <libavutil/log.h>
@@ -22,58 +21,6 @@ extern "C" {
 using namespace sonivert;
 using namespace sonivert::test;
 using namespace Qt::StringLiterals;
-
-// Stand-ins for the desktop's services, recording what they are asked.
-class FakeNotifications : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
-public:
-    QList<QVariantList> calls;
-
-public slots:
-    uint Notify(const QString &appName, uint replacesId, const QString &icon,
-        const QString &summary, const QString &body, const QStringList &actions,
-        const QVariantMap &hints, int timeout)
-    {
-        calls.append({ appName, replacesId, icon, summary, body, actions, hints, timeout });
-        return 41;
-    }
-};
-
-class FakeLoginManager : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Manager")
-public:
-    QStringList calls;
-    int lockReadEnd = -1; // sees end of file once every copy of the lock is closed
-
-    ~FakeLoginManager() override
-    {
-        if (lockReadEnd >= 0)
-            ::close(lockReadEnd);
-    }
-    bool lockReleased() const
-    {
-        pollfd watch { lockReadEnd, POLLIN, 0 };
-        return ::poll(&watch, 1, 0) == 1 && (watch.revents & POLLHUP);
-    }
-
-public slots:
-    QDBusUnixFileDescriptor Inhibit(
-        const QString &what, const QString &who, const QString &why, const QString &mode)
-    {
-        calls.append(QStringList { what, who, why, mode }.join(u'|'));
-        int ends[2];
-        if (::pipe(ends) != 0)
-            return {};
-        lockReadEnd = ends[0];
-        QDBusUnixFileDescriptor lock(ends[1]);
-        ::close(ends[1]);
-        return lock;
-    }
-};
 
 class LauncherWatch : public QObject
 {
@@ -146,7 +93,7 @@ private slots:
     {
         QDBusConnection services = QDBusConnection::connectToBus(m_address, u"services"_s);
         QVERIFY(services.isConnected());
-        FakeNotifications notifications;
+        FakeNotifications notifications(41);
         FakeLoginManager login;
         LauncherWatch launcher;
         QVERIFY(services.registerObject(

@@ -4,17 +4,22 @@
 #include "core/formats/catalogue_table.h"
 #include "core/formats/output_settings.h"
 #include "core/media/file_list_model.h"
+#include "gui/app/completion_dialog.h"
 #include "gui/app/main_window.h"
 #include "gui/app/tip_popup.h"
+#include "gui/formats/format_setting_dialog.h"
 #include "gui/media/file_view_main.h"
+#include "gui/media/frm_properties.h"
 #include "support/fake_engine.h"
 #include "support/media_maker.h"
+#include "support/modal_watcher.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QHeaderView>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -405,8 +410,16 @@ private slots:
         QCOMPARE(GetCatalogueCell(presets, 1, caption), QStringLiteral("changed in this session"));
     }
 
+    void theNextStartOffersWhatThisOneLeft_data()
+    {
+        QTest::addColumn<bool>("closed");
+        QTest::newRow("closed") << true;
+        // Killed, crashed or logged out: the window never closes, and what was chosen stays.
+        QTest::newRow("never closed") << false;
+    }
     void theNextStartOffersWhatThisOneLeft()
     {
+        QFETCH(bool, closed);
         window->load({});
         auto *format = child<QComboBox>("Cmb_OutputFormat");
         const int flac = format->findText(QStringLiteral("FLAC"));
@@ -421,8 +434,14 @@ private slots:
         child<QLineEdit>("Txt_OutputPath")->setText(QStringLiteral("/tmp/typed/"));
         window->show();
         window->resize(900, 610);
-        QVERIFY(window->close());
-        QCOMPARE(RegReadText(Key, QStringLiteral("OutputPath")), QStringLiteral("/tmp/typed/"));
+        if (closed) {
+            QVERIFY(window->close());
+            QCOMPARE(RegReadText(Key, QStringLiteral("OutputPath")), QStringLiteral("/tmp/typed/"));
+        } else {
+            QTRY_COMPARE_WITH_TIMEOUT(RegReadText(Key, QStringLiteral("OutputPath")),
+                QStringLiteral("/tmp/typed/"), 3000);
+            window.reset();
+        }
 
         appOutputSettings().selectFormat(QStringLiteral("MP3"));
         init();
@@ -435,7 +454,34 @@ private slots:
         QCOMPARE(window->size(), QSize(900, 610));
 
         // Back to what a first start has, for the tests after this one.
+        window.reset();
         QSettings(settingsFilePath(Key), QSettings::IniFormat).clear();
+        init();
+    }
+
+    void whatADiagnosisTriesIsNotRemembered()
+    {
+        window->load({});
+        const QString chosen = appOutputSettings().currentFormatKeyword();
+        appOutputSettings().selectFormat(QStringLiteral("FLAC"));
+        appOutputSettings().selectFormat(chosen);
+        QTRY_COMPARE(RegReadText(Key, QStringLiteral("OutputFormat")), chosen);
+
+        flags().diagnosisRunning = true;
+        appOutputSettings().selectFormat(QStringLiteral("FLAC"));
+        QCOMPARE(appOutputSettings().currentFormatKeyword(), QStringLiteral("FLAC"));
+        QVERIFY(chosen != QLatin1String("FLAC"));
+        QTest::qWait(1000);
+        QCOMPARE(RegReadText(Key, QStringLiteral("OutputFormat")), chosen);
+        appOutputSettings().selectFormat(QStringLiteral("WAV"));
+        appOutputSettings().selectFormat(chosen);
+        flags().diagnosisRunning = false;
+        QTest::qWait(1000);
+        QCOMPARE(RegReadText(Key, QStringLiteral("OutputFormat")), chosen);
+
+        window.reset();
+        QSettings(settingsFilePath(Key), QSettings::IniFormat).clear();
+        init();
     }
 
     void tabLeavesTheFileList()
@@ -453,6 +499,54 @@ private slots:
         window->fileView()->selectAndReveal(0);
         QTest::keyClick(window->fileView(), Qt::Key_Tab);
         QVERIFY(!window->fileView()->hasFocus());
+    }
+
+    void theListsColumnsFollowTheWindowsWidth()
+    {
+        MediaItem item;
+        item.set(Field::Name, QStringLiteral("a.mp4"));
+        window->fileList()->appendMediaItem(item);
+        window->SetControlsState(ControlsMode::Normal, true);
+        window->show();
+        window->resize(900, 600);
+        QHeaderView *header = window->fileView()->horizontalHeader();
+        QTRY_COMPARE(header->length(), window->fileView()->viewport()->width());
+        const int name = header->sectionSize(Field::Name);
+        window->resize(1100, 600);
+        QTRY_COMPARE(header->length(), window->fileView()->viewport()->width());
+        QVERIFY(header->sectionSize(Field::Name) > name + 150);
+    }
+
+    // The other dialogs (messages, reports, the editor, the diagnosis window) have their own.
+    void escapeClosesTheDialogs_data()
+    {
+        QTest::addColumn<QString>("dialog");
+        QTest::newRow("output settings") << QStringLiteral("settings");
+        QTest::newRow("conversion completed") << QStringLiteral("completion");
+        QTest::newRow("file properties") << QStringLiteral("properties");
+    }
+    void escapeClosesTheDialogs()
+    {
+        QFETCH(QString, dialog);
+        window->load({});
+        window->show();
+        bool escaped = false;
+        test::onNextModal([&](QWidget *modal) {
+            QTest::keyClick(modal, Qt::Key_Escape);
+            escaped = !modal->isVisible();
+            if (!escaped)
+                modal->close();
+        });
+        if (dialog == QLatin1String("settings")) {
+            formatSettingWindow(window.get())->exec();
+        } else if (dialog == QLatin1String("completion")) {
+            CompletionDialog(QDir::tempPath(), window.get()).exec();
+        } else {
+            MediaItem item;
+            item.set(Field::Name, QStringLiteral("a.mp4"));
+            frmProperties(item, window.get()).exec();
+        }
+        QVERIFY(escaped);
     }
 
     void theFormatListsAreFilledAtLoad()
