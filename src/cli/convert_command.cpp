@@ -5,6 +5,7 @@
 #include "cli/settings_options.h"
 #include "core/app/folders.h"
 #include "core/constants/named_constants.h"
+#include "core/convert/chapter_split.h"
 #include "core/convert/conversion_run.h"
 #include "core/convert/ffmpeg_encode_job.h"
 #include "core/convert/ffmpeg_program.h"
@@ -33,8 +34,9 @@ namespace {
 
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
-    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--stall-timeout SECONDS] [--dry-run] "
-    "[--json] FILE...");
+    "[--cover source|frame|none] [--split-chapters] [-o DIR] [--threads N] [--engine "
+    "auto|ffmpeg|worker] "
+    "[--stall-timeout SECONDS] [--dry-run] [--json] FILE...");
 
 void printHelp(QTextStream &out)
 {
@@ -44,6 +46,15 @@ void printHelp(QTextStream &out)
            "made with\n--set, exactly as \"sonivert-cli settings\" shows them.\n\n"
            "  --trim START:END  convert only that range, in seconds (\"12.5:70\"); an empty "
            "START\n                    is the beginning, an empty END the end of the file\n"
+           "  --cover C         the cover picture of MP3, M4A, M4B, M4R, FLAC, Ogg and Opus\n"
+           "                    outputs: source (default) the source's own picture; frame that\n"
+           "                    picture, else a frame of the video at a tenth of its length;\n"
+           "                    none. Chapters of the source are kept where the format holds\n"
+           "                    them, cut with --trim\n"
+           "  --split-chapters  one output per chapter of a file that has chapters, named\n"
+           "                    \"NAME - NN - CHAPTER TITLE\", tagged with the chapter's title,\n"
+           "                    track NN/total and the file's title as album; each is an entry\n"
+           "                    of its own in --json\n"
            "  -o, --output DIR  the output folder (default: the one the main window remembers)\n"
            "  --threads N       files converted at once (default 0: one per processor core)\n"
            "  --engine E        auto (default): sonivert-worker for the audio plans it runs, the\n"
@@ -71,6 +82,8 @@ struct ConvertArgs
     QString outputFolder;
     int threads = 0;
     EngineChoice engine = EngineChoice::Auto;
+    CoverChoice cover = CoverChoice::Source;
+    bool splitChapters = false;
     double stallSeconds = Encoder::DefaultStallTimeoutSeconds;
     bool dryRun = false;
     bool json = false;
@@ -186,6 +199,19 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
                 return ParseResult::Usage;
             }
             parsed.stallSeconds = double(us) / 1e6;
+        } else if (arg == QLatin1String("--split-chapters")) {
+            parsed.splitChapters = true;
+        } else if (matches(arg, QStringLiteral("--cover"))) {
+            if (!takeValue(args, i, QStringLiteral("--cover"), value))
+                value.clear();
+            const QString name = value.trimmed().toLower();
+            if (name != QLatin1String("source") && name != QLatin1String("frame")
+                && name != QLatin1String("none")) {
+                error = QStringLiteral("--cover takes source, frame or none, not \"") + value
+                    + QLatin1Char('"');
+                return ParseResult::Usage;
+            }
+            parsed.cover = coverChoiceFromName(name.toStdString());
         } else if (matches(arg, QStringLiteral("--engine"))) {
             if (!takeValue(args, i, QStringLiteral("--engine"), value))
                 value.clear();
@@ -347,7 +373,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
         f.state = FileState::Failed;
         f.message = run.LastErrorText();
         // The name it would have had, for the report.
-        f.output = run.claimOutputNames(f.input, f.plan.extension).output;
+        f.output = run.claimOutputNames(f.input, f.plan.extension, f.plan.outputName).output;
         failures.append({ f.name, f.message });
     }
     if (fileOfRow.isEmpty())
@@ -475,15 +501,27 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
         if (args.dryRun && args.json)
             f.settings = outputSettingsJson(settings);
         f.plan = planTask(probe.item, settings);
-        // A dry run claims the names the run would claim; a real run claims them as it queues.
-        if (args.dryRun) {
-            const ConversionRun::OutputNames names
-                = run.claimOutputNames(f.input, f.plan.extension);
-            f.output = names.output;
-            f.encoderOutput = names.encoderOutput;
+        f.plan.extras.cover = args.cover;
+        // A file split into chapters gives one entry per chapter, each a row of the run.
+        QList<TaskPlan> parts
+            = args.splitChapters ? chapterTaskPlans(f.plan, f.input) : QList<TaskPlan>();
+        if (parts.isEmpty())
+            parts = { f.plan }; // without chapters: the whole file
+        const QString name = f.name;
+        for (qsizetype part = 0; part < parts.size(); ++part) {
+            f.plan = parts.at(part);
+            if (!f.plan.outputName.isEmpty())
+                f.name = QStringLiteral("%1, chapter %2").arg(name).arg(part + 1);
+            // A dry run claims the names the run would claim; a real run claims them as it queues.
+            if (args.dryRun) {
+                const ConversionRun::OutputNames names
+                    = run.claimOutputNames(f.input, f.plan.extension, f.plan.outputName);
+                f.output = names.output;
+                f.encoderOutput = names.encoderOutput;
+            }
+            f.engine = plannedEngine(args.engine, f.plan);
+            files.append(f);
         }
-        f.engine = plannedEngine(args.engine, f.plan);
-        files.append(f);
     }
 
     if (args.engine == EngineChoice::Worker) {
@@ -512,8 +550,7 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             int done = 0;
             for (const PlannedFile &f : std::as_const(files))
                 done += f.state == FileState::Done ? 1 : 0;
-            io.out << done << " of " << args.files.size() << " files converted into " << folder
-                   << "\n";
+            io.out << done << " of " << files.size() << " files converted into " << folder << "\n";
         }
         io.out.flush();
     }

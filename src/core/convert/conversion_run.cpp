@@ -1,6 +1,7 @@
 #include "core/convert/conversion_run.h"
 
 #include "core/app/folders.h"
+#include "core/convert/chapter_split.h"
 #include "core/convert/encoder.h"
 #include "core/convert/option_tokens.h"
 
@@ -66,18 +67,45 @@ void ConversionRun::begin(const QString &folder)
 }
 
 ConversionRun::OutputNames ConversionRun::claimOutputNames(
-    const QString &input, const QString &extension)
+    const QString &input, const QString &extension, const QString &name)
 {
     OutputNames names;
-    names.output
-        = m_names.claim(ChangeExtension(m_folder + QFileInfo(input).fileName(), extension));
+    names.output = m_names.claim(name.isEmpty()
+            ? ChangeExtension(m_folder + QFileInfo(input).fileName(), extension)
+            : m_folder + name + QLatin1Char('.') + extension);
     names.encoderOutput = encoderOutputFileName(names.output, m_names);
     return names;
 }
 
 QString ConversionRun::addRow(int row, const QString &input, const TaskPlan &plan)
 {
-    const auto [output, encoderOutput] = claimOutputNames(input, plan.extension);
+    const QList<TaskPlan> parts
+        = plan.splitChapters ? chapterTaskPlans(plan, input) : QList<TaskPlan>();
+    if (parts.isEmpty())
+        return addTask(row, input, plan);
+    QString first;
+    for (const TaskPlan &part : parts) {
+        const QString output = addTask(row, input, part);
+        if (output.isEmpty()) {
+            // All or nothing: the parts queued so far go again, the last first.
+            while (!m_rows.empty() && m_rows.back().row == row) {
+                m_names.release(m_rows.back().output);
+                m_names.release(m_rows.back().encoderOutput);
+                m_rowIndexOfTask.remove(m_rows.back().task);
+                m_encoder->RemoveInputFile(m_rows.back().task);
+                m_rows.pop_back();
+            }
+            return QString();
+        }
+        if (first.isEmpty())
+            first = output;
+    }
+    return first;
+}
+
+QString ConversionRun::addTask(int row, const QString &input, const TaskPlan &plan)
+{
+    const auto [output, encoderOutput] = claimOutputNames(input, plan.extension, plan.outputName);
     const auto refuse = [&] {
         m_lastError = m_encoder->LastErrorText();
         m_names.release(output);
@@ -93,6 +121,7 @@ QString ConversionRun::addRow(int row, const QString &input, const TaskPlan &pla
     }
     if (plan.encoding)
         m_encoder->setTaskPlan(task, *plan.encoding);
+    m_encoder->setTaskExtras(task, plan.extras);
     Row r;
     r.row = row;
     r.task = task;
@@ -156,14 +185,76 @@ bool ConversionRun::hasRow(int row) const
 
 RowOutcome ConversionRun::outcome(int row) const
 {
-    const Row *r = find(row);
-    return r ? r->outcome : RowOutcome::Waiting;
+    return combinedOutcome(row);
 }
 
 int ConversionRun::rowPercent(int row) const
 {
-    const Row *r = find(row);
-    return r ? r->percent : 0;
+    return combinedPercent(row);
+}
+
+QList<ConversionRun::RowOutput> ConversionRun::outputs(int row) const
+{
+    QList<RowOutput> list;
+    for (const Row *part : partsOf(row)) {
+        list.append(
+            { part->output, part->outcome, part->message, m_encoder->taskInfo(part->task).engine });
+    }
+    return list;
+}
+
+std::vector<const ConversionRun::Row *> ConversionRun::partsOf(int row) const
+{
+    std::vector<const Row *> parts;
+    for (const Row &r : m_rows) {
+        if (r.row == row)
+            parts.push_back(&r);
+    }
+    return parts;
+}
+
+RowOutcome ConversionRun::combinedOutcome(int row) const
+{
+    const std::vector<const Row *> parts = partsOf(row);
+    if (parts.empty())
+        return RowOutcome::Waiting;
+    const auto any = [&parts](RowOutcome outcome) {
+        return std::any_of(parts.begin(), parts.end(),
+            [outcome](const Row *part) { return part->outcome == outcome; });
+    };
+    if (any(RowOutcome::Converting))
+        return RowOutcome::Converting;
+    if (any(RowOutcome::Waiting))
+        return any(RowOutcome::Done) || any(RowOutcome::Failed) ? RowOutcome::Converting
+                                                                : RowOutcome::Waiting;
+    if (any(RowOutcome::Failed))
+        return RowOutcome::Failed;
+    if (any(RowOutcome::Cancelled))
+        return RowOutcome::Cancelled;
+    return RowOutcome::Done;
+}
+
+int ConversionRun::combinedPercent(int row) const
+{
+    const std::vector<const Row *> parts = partsOf(row);
+    if (parts.size() == 1)
+        return parts.front()->percent;
+    qint64 length = 0;
+    qint64 done = 0;
+    int percentSum = 0;
+    bool lengthsKnown = !parts.empty();
+    for (const Row *part : parts) {
+        const bool ended
+            = part->outcome != RowOutcome::Waiting && part->outcome != RowOutcome::Converting;
+        lengthsKnown = lengthsKnown && part->lengthUs > 0;
+        length += part->lengthUs;
+        done += ended ? part->lengthUs : part->doneUs;
+        percentSum += ended ? 100 : std::max(part->percent, 0);
+    }
+    if (parts.empty())
+        return 0;
+    const int percent = lengthsKnown ? int(done * 100 / length) : percentSum / int(parts.size());
+    return combinedOutcome(row) == RowOutcome::Done ? 100 : std::min(percent, 99);
 }
 
 QString ConversionRun::finalOutput(int row) const
@@ -234,7 +325,7 @@ void ConversionRun::onProgress(int task, qint64 positionUs, qint64 totalUs)
     r->percent = percent < 0 ? -1 : std::min(percent, 99);
     if (r->lengthUs > 0)
         r->doneUs = std::max(r->doneUs, std::clamp<qint64>(positionUs, 0, r->lengthUs));
-    emit rowProgress(r->row, r->percent);
+    emit rowProgress(r->row, combinedPercent(r->row));
     updateTotal();
 }
 
@@ -278,14 +369,31 @@ void ConversionRun::onTaskEnd(int task, EncoderTaskState state, const QString &m
 void ConversionRun::endRow(Row &row, RowOutcome outcome, const QString &message)
 {
     row.outcome = outcome;
+    row.message = message;
     if (outcome == RowOutcome::Done) {
         row.percent = 100;
         row.doneUs = row.lengthUs;
     }
-    if (outcome == RowOutcome::Failed)
-        m_failures.append({ row.row, message });
     const int number = row.row;
-    emit rowEnded(number, outcome, message);
+    const std::vector<const Row *> parts = partsOf(number);
+    const RowOutcome combined = combinedOutcome(number);
+    if (combined == RowOutcome::Waiting || combined == RowOutcome::Converting) {
+        // One output of several ended: the row goes on.
+        emit rowProgress(number, combinedPercent(number));
+        updateTotal();
+        return;
+    }
+    QString why = message;
+    if (parts.size() > 1) {
+        why.clear();
+        for (const Row *part : parts) {
+            if (part->outcome == RowOutcome::Failed && why.isEmpty())
+                why = QFileInfo(part->output).fileName() + QLatin1String(": ") + part->message;
+        }
+    }
+    if (combined == RowOutcome::Failed)
+        m_failures.append({ number, why });
+    emit rowEnded(number, combined, why);
     updateTotal();
 }
 

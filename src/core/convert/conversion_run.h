@@ -63,10 +63,14 @@ public:
         QString encoderOutput; // what the engine writes: the M4A of an M4B or M4R output
     };
     // The names a row's output takes, claimed for the run as AddRow claims them: never an
-    // existing file's, never another row's. A dry run plans with these alone.
-    OutputNames claimOutputNames(const QString &input, const QString &extension);
+    // existing file's, never another row's. A dry run plans with these alone. The output is
+    // named after the input unless a name (without extension) is given.
+    OutputNames claimOutputNames(
+        const QString &input, const QString &extension, const QString &name = QString());
     // Plans a row: claims its output name in the folder and queues it with the engine. The
     // final output name, or "" with the reason in LastErrorText when the engine refuses it.
+    // A plan that splits chapters queues one output per chapter (none with chapters: one for
+    // the row); the row's progress and end are those of all of them, its name the first's.
     QString addRow(int row, const QString &input, const TaskPlan &plan);
     // Starts the rows added since Begin, threadCount at once (0: one per processor core).
     void start(int threadCount);
@@ -90,6 +94,15 @@ public:
     QString taskDetails(int row) const;
     // The engine that ran the row ("ffmpeg", "worker"); "" while it has not started.
     QString taskEngine(int row) const;
+    // Each output of a row with how it went, in order: one, or one per chapter.
+    struct RowOutput
+    {
+        QString output;
+        RowOutcome outcome = RowOutcome::Waiting;
+        QString message;
+        QString engine;
+    };
+    QList<RowOutput> outputs(int row) const;
     const QList<RunFailure> &failures() const { return m_failures; }
     RunStopReason stopReason() const { return m_stopReason; }
     // Rows weigh by the sound they are expected to give; the percent never goes back.
@@ -119,11 +132,17 @@ private:
         int percent = 0;
         qint64 lengthUs = 0; // its weight in the total
         qint64 doneUs = 0;
+        QString message; // why it failed
     };
 
+    QString addTask(int row, const QString &input, const TaskPlan &plan);
     Row *rowOfTask(int task);
     Row *find(int row);
     const Row *find(int row) const;
+    // The parts of a row: one entry of m_rows per output.
+    std::vector<const Row *> partsOf(int row) const;
+    RowOutcome combinedOutcome(int row) const;
+    int combinedPercent(int row) const;
     void setState(RunState state);
     void onProgress(int task, qint64 positionUs, qint64 totalUs);
     void onTaskEnd(int task, EncoderTaskState state, const QString &message);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/media/cover_art.h"
 #include "core/media/source_facts.h"
 
 #include <QString>
@@ -42,6 +43,15 @@ struct TaskCut
     bool operator==(const TaskCut &) const = default;
 };
 
+// What an output carries besides the sound and the song tags, where its format can hold it.
+struct OutputExtras
+{
+    CoverChoice cover = CoverChoice::Source;
+    bool chapters = true; // the source's chapters, moved and cut with the sound
+
+    bool operator==(const OutputExtras &) const = default;
+};
+
 // What one row of a run is queued with. The option texts are the ones a person reads (the
 // report, the dry run, the diagnosis); the cut is what the engine actually applies.
 struct TaskPlan
@@ -54,6 +64,11 @@ struct TaskPlan
     // What the option string says, as values, when it was written from settings; a row planned
     // with hand-written option texts has none and runs on the ffmpeg program from its texts.
     std::optional<EncodePlan> encoding;
+    OutputExtras extras = {};
+    // The output's name without folder and extension; "" for the input's.
+    QString outputName = {};
+    // One output per chapter of the source instead of one for the row.
+    bool splitChapters = false;
 };
 using TaskPlanner = std::function<TaskPlan(int row)>;
 

@@ -224,7 +224,9 @@ void WorkerEncodeJob::sendTask(bool freshWorker)
         .add("rate", int64_t(plan.sampleRate.toInt()))
         .add("bitrate", int64_t(plan.audioBitrateKbps) * 1000)
         .add("start_us", int64_t(m_task.cut.startUs))
-        .add("length_us", int64_t(m_task.cut.lengthUs));
+        .add("length_us", int64_t(m_task.cut.lengthUs))
+        .add("cover", coverChoiceName(m_task.extras.cover))
+        .add("chapters", int64_t(m_task.extras.chapters ? 1 : 0));
     for (const auto &[key, value] : m_task.facts.tags)
         message.add("tag", (key + QLatin1Char('=') + value).toStdString());
     if (m_paused)

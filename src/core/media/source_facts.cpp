@@ -1,5 +1,7 @@
 #include "core/media/source_facts.h"
 
+#include "core/media/cover_art.h"
+
 #include <QFile>
 #include <memory>
 
@@ -77,6 +79,10 @@ SourceFacts sourceFactsOf(const AVFormatContext *context)
         facts.durationUs = context->duration;
     const int audio = defaultAudioStreamIndex(context);
     facts.hasAudio = audio >= 0;
+    facts.audioStream = audio;
+    facts.coverStream = attachedPictureIndex(context);
+    facts.hasVideo = motionVideoIndex(context) >= 0;
+    facts.chapters = chapterMarksOf(context);
     QList<QPair<QString, QString>> streamTags;
     if (facts.hasAudio) {
         const AVStream *stream = context->streams[audio];

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "core/media/audio_stream_choice.h"
+#include "core/media/chapter_marks.h"
 
 #include <QList>
 #include <QPair>
 #include <QString>
 #include <cstdint>
+#include <vector>
 
 struct AVFormatContext;
 
@@ -22,6 +24,10 @@ struct SourceFacts
     int64_t durationUs = -1; // the container's duration; -1 when unknown
     int64_t audioDurationUs = -1; // the converted audio stream's own duration; -1 when unknown
     bool hasAudio = false;
+    int audioStream = -1; // the index of the audio stream converted; -1 when there is none
+    int coverStream = -1; // the index of the attached picture carried as cover; -1 when none
+    bool hasVideo = false; // a video to take a cover frame from (attached pictures aside)
+    std::vector<ChapterMark> chapters;
     // The container's song tags, completed by those of the converted audio stream (Ogg and
     // Opus keep them there). Container bookkeeping (brands, encoder, handler) is left out.
     SongTags tags;

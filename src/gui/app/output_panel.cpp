@@ -8,6 +8,7 @@
 #include "gui/app/open_folder.h"
 #include "gui/formats/format_preset_binder.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFileDialog>
@@ -21,6 +22,28 @@
 #include <QSignalBlocker>
 
 namespace sonivert {
+
+namespace {
+
+// The cover picture of the outputs that hold one, bound to the run options.
+QComboBox *coverChoiceBox(RunOptions &options)
+{
+    auto *box = new QComboBox;
+    box->setObjectName(QStringLiteral("Cmb_Cover"));
+    box->setToolTip(QStringLiteral("The cover picture of MP3, M4A, M4B, M4R, FLAC, Ogg and Opus "
+                                   "outputs. Chapters are kept where the format holds them."));
+    box->addItem(QStringLiteral("Source picture"), int(CoverChoice::Source));
+    box->addItem(QStringLiteral("Source picture, else a video frame"), int(CoverChoice::Frame));
+    box->addItem(QStringLiteral("No cover"), int(CoverChoice::None));
+    box->setCurrentIndex(box->findData(int(options.cover())));
+    QObject::connect(box, &QComboBox::currentIndexChanged, &options,
+        [box, &options](int) { options.setCover(CoverChoice(box->currentData().toInt())); });
+    QObject::connect(&options, &RunOptions::coverChanged, box,
+        [box](CoverChoice cover) { box->setCurrentIndex(box->findData(int(cover))); });
+    return box;
+}
+
+} // namespace
 
 OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *parent)
     : QWidget(parent)
@@ -49,6 +72,18 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
     formatRow->addWidget(m_labels[1]);
     formatRow->addWidget(m_preset, 1);
     formatRow->addWidget(buttons.setting);
+    formatRow->addSpacing(12);
+    formatRow->addWidget(m_coverLabel = new QLabel(QStringLiteral("Co&ver :")));
+    formatRow->addWidget(m_cover = coverChoiceBox(options));
+    m_coverLabel->setBuddy(m_cover);
+    m_splitChapters = new QCheckBox(QStringLiteral("One f&ile per chapter"));
+    m_splitChapters->setObjectName(QStringLiteral("Chk_SplitChapters"));
+    m_splitChapters->setToolTip(QStringLiteral(
+        "Files with chapters give one output per chapter: \"NAME - NN - CHAPTER TITLE\"."));
+    m_splitChapters->setChecked(options.splitChapters());
+    connect(m_splitChapters, &QCheckBox::toggled, &options, &RunOptions::setSplitChapters);
+    connect(&options, &RunOptions::splitChaptersChanged, m_splitChapters, &QCheckBox::setChecked);
+    formatRow->addWidget(m_splitChapters);
     grid->addLayout(formatRow, 0, 0);
 
     m_folderGroup = new QGroupBox;
@@ -138,6 +173,9 @@ void OutputPanel::setChoicesEnabled(bool enabled)
     m_format->setEnabled(enabled);
     m_preset->setEnabled(enabled);
     m_folder->setEnabled(enabled);
+    m_cover->setEnabled(enabled);
+    m_splitChapters->setEnabled(enabled);
+    m_coverLabel->setEnabled(enabled);
     for (QLabel *label : m_labels)
         label->setEnabled(enabled);
     if (m_formatChoicesEnabled)

@@ -74,7 +74,10 @@ ConversionPanel::ConversionPanel(
 
     // Each row is planned from the output settings as they are when the run is queued.
     m_planner = [this](int row) {
-        return planTask(m_window.fileList()->item(row), appOutputSettings());
+        TaskPlan plan = planTask(m_window.fileList()->item(row), appOutputSettings());
+        plan.extras.cover = m_controls.options->cover();
+        plan.splitChapters = m_controls.options->splitChapters();
+        return plan;
     };
 }
 

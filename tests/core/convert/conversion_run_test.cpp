@@ -323,6 +323,58 @@ private slots:
         QTRY_VERIFY(watch.ended());
         QCOMPARE(m_run->totalPercent(), 100);
     }
+
+    // A row split into chapters queues one task per chapter within its cut; the row ends once,
+    // when the last of them does, and its bar combines theirs.
+    void aSplitRowIsOneRowOfSeveralOutputs()
+    {
+        Watch watch(*m_run);
+        m_run->begin(outFolder());
+        TaskPlan p = mp3Plan();
+        p.splitChapters = true;
+        p.cut = { 1'000'000, -1 };
+        p.source.durationUs = 9'000'000;
+        p.source.tags = { { u"title"_s, u"Lecture"_s }, { u"track"_s, u"7"_s } };
+        p.source.chapters = { { 0, 2'000'000, "Intro" }, { 2'000'000, 5'000'000, "Part: one/two" },
+            { 5'000'000, 9'000'000, "" } };
+        QCOMPARE(m_run->addRow(0, in(u"a.mp4"_s), p), outFolder() + u"/a - 01 - Intro.MP3"_s);
+        m_engine.otherwise = FakeScript { JobOutcome::Succeeded, {}, { 500'000 }, false };
+        m_run->start(1);
+        QTRY_VERIFY(watch.ended());
+
+        QCOMPARE(m_engine.tasks.size(), 3);
+        const QList<TaskCut> cuts
+            = { { 1'000'000, 1'000'000 }, { 2'000'000, 3'000'000 }, { 5'000'000, -1 } };
+        for (qsizetype i = 0; i < 3; ++i) {
+            const EncodeTask &task = m_engine.tasks.at(i);
+            QCOMPARE(task.cut, cuts.at(i));
+            QVERIFY(!task.extras.chapters);
+            const SongTags &tags = task.facts.tags;
+            QVERIFY(tags.contains(qMakePair(u"album"_s, u"Lecture"_s)));
+            QVERIFY(tags.contains(qMakePair(u"track"_s, QStringLiteral("%1/3").arg(i + 1))));
+            QCOMPARE(std::count_if(tags.begin(), tags.end(),
+                         [](const auto &tag) { return tag.first == u"title"_s; }),
+                1);
+        }
+        QVERIFY(m_engine.tasks.at(2).facts.tags.contains(qMakePair(u"title"_s, u"Chapter 3"_s)));
+
+        QCOMPARE(watch.ends.size(), 1);
+        QCOMPARE(watch.ends.at(0).outcome, RowOutcome::Done);
+        QCOMPARE(outputs(),
+            (QStringList {
+                u"a - 01 - Intro.MP3"_s, u"a - 02 - Part_ one_two.MP3"_s, u"a - 03.MP3"_s }));
+        const QList<ConversionRun::RowOutput> parts = m_run->outputs(0);
+        QCOMPARE(parts.size(), 3);
+        for (const ConversionRun::RowOutput &part : parts)
+            QCOMPARE(part.outcome, RowOutcome::Done);
+        // The row's percent only grows, and reaches 100 only at its end.
+        int last = 0;
+        for (const auto &[row, percent] : watch.progress) {
+            QVERIFY(percent >= last && percent < 100);
+            last = percent;
+        }
+        QCOMPARE(m_run->rowPercent(0), 100);
+    }
 };
 
 QTEST_GUILESS_MAIN(ConversionRunTest)
