@@ -184,9 +184,9 @@ PreparedCover prepareCover(const EncodeTask &task)
     if (picture.empty())
         return prepared;
     if (holder == CoverHolder::PictureComment) {
-        if (picture.data.size() > MaxCommentPictureBytes)
-            picture = smallJpeg(picture);
-        prepared.pictureComment = QString::fromStdString(pictureCommentValue(picture));
+        picture = commentPicture(picture);
+        if (!picture.empty())
+            prepared.pictureComment = QString::fromStdString(pictureCommentValue(picture));
         return prepared;
     }
     const QString file = temporaryOutputName(

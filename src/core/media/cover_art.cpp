@@ -44,6 +44,8 @@ using Packet = std::unique_ptr<AVPacket, PacketFree>;
 using Scaler = std::unique_ptr<SwsContext, ScalerFree>;
 
 constexpr int CoverJpegQuality = 3; // mjpeg's qscale: close to the source, a few dozen KB
+// Coarser steps for a picture that must fit a comment; the last always does at 600 px.
+constexpr int CommentJpegQualities[] = { 3, 6, 12, 31 };
 
 std::string lowerCase(std::string text)
 {
@@ -102,7 +104,7 @@ AVPixelFormat plainFormat(AVPixelFormat format, bool &fullRange)
     }
 }
 
-CoverPicture jpegOf(const AVFrame *frame)
+CoverPicture jpegOf(const AVFrame *frame, int quality = CoverJpegQuality)
 {
     const auto [width, height] = coverSize(frame->width, frame->height, frame->sample_aspect_ratio);
     bool sourceFullRange = frame->color_range == AVCOL_RANGE_JPEG;
@@ -134,7 +136,7 @@ CoverPicture jpegOf(const AVFrame *frame)
     encoder->pix_fmt = AV_PIX_FMT_YUVJ420P;
     encoder->time_base = AVRational { 1, 25 };
     encoder->flags |= AV_CODEC_FLAG_QSCALE;
-    encoder->global_quality = FF_QP2LAMBDA * CoverJpegQuality;
+    encoder->global_quality = FF_QP2LAMBDA * quality;
     scaled->quality = encoder->global_quality;
     scaled->pts = 0;
     if (avcodec_open2(encoder.get(), codec, nullptr) < 0)
@@ -329,7 +331,10 @@ CoverPicture coverFor(const std::string &path, CoverChoice choice)
     return picture;
 }
 
-CoverPicture smallJpeg(const CoverPicture &picture)
+namespace {
+
+// The picture decoded; nothing when it cannot be.
+Frame decodedPicture(const CoverPicture &picture)
 {
     AVCodecParameters *parameters = avcodec_parameters_alloc();
     if (!parameters)
@@ -349,7 +354,24 @@ CoverPicture smallJpeg(const CoverPicture &picture)
     avcodec_send_packet(decoder.get(), nullptr);
     if (avcodec_receive_frame(decoder.get(), frame.get()) < 0)
         return {};
-    return jpegOf(frame.get());
+    return frame;
+}
+
+} // namespace
+
+CoverPicture commentPicture(const CoverPicture &picture)
+{
+    if (picture.data.size() <= MaxCommentPictureBytes)
+        return picture;
+    const Frame frame = decodedPicture(picture);
+    if (!frame)
+        return {};
+    for (const int quality : CommentJpegQualities) {
+        CoverPicture small = jpegOf(frame.get(), quality);
+        if (!small.empty() && small.data.size() <= MaxCommentPictureBytes)
+            return small;
+    }
+    return {};
 }
 
 std::string pictureCommentValue(const CoverPicture &picture)
@@ -379,8 +401,7 @@ int addCover(AVFormatContext *output, CoverHolder holder, const CoverPicture &pi
     if (picture.empty() || holder == CoverHolder::None)
         return -1;
     if (holder == CoverHolder::PictureComment) {
-        const CoverPicture small
-            = picture.data.size() > MaxCommentPictureBytes ? smallJpeg(picture) : picture;
+        const CoverPicture small = commentPicture(picture);
         if (!small.empty()) {
             av_dict_set(
                 &output->metadata, "METADATA_BLOCK_PICTURE", pictureCommentValue(small).c_str(), 0);

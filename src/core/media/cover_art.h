@@ -60,13 +60,15 @@ inline constexpr int MaxCoverSide = 600;
 CoverPicture videoFrameCover(const std::string &path);
 // The picture a choice gives for a source: empty for None or when there is nothing to take.
 CoverPicture coverFor(const std::string &path, CoverChoice choice);
-// The picture as a JPEG of at most MaxCoverSide pixels each way; empty when it cannot be decoded.
-CoverPicture smallJpeg(const CoverPicture &picture);
 
 // The value of a METADATA_BLOCK_PICTURE comment: a FLAC picture block (front cover), base64.
 std::string pictureCommentValue(const CoverPicture &picture);
-// Pictures larger than this go into comments as a small JPEG, so a comment stays a few pages.
-inline constexpr size_t MaxCommentPictureBytes = 96 * 1024;
+// Pictures larger than this go into comments as a small JPEG: the comment stays a few Ogg pages,
+// and in base64 it fits one command-line argument (at most 128 KiB on Linux).
+inline constexpr size_t MaxCommentPictureBytes = 64 * 1024;
+// The picture as a comment takes it: itself when small enough, else a JPEG of at most
+// MaxCommentPictureBytes; empty when it cannot be made one.
+CoverPicture commentPicture(const CoverPicture &picture);
 
 // Before the output's header is written: adds the picture the way the holder takes it. The
 // index of the picture stream the picture packet must go to, or -1 (comment, or no holder).

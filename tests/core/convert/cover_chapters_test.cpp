@@ -14,6 +14,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -90,7 +91,7 @@ private:
     QTemporaryDir m_dir;
     QString m_ffmpeg;
     WorkerPool m_pool;
-    QString m_mp4, m_mkv, m_plain;
+    QString m_mp4, m_mkv, m_plain, m_bigCover;
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
@@ -171,6 +172,16 @@ private slots:
         m_plain = path(QStringLiteral("plain.mp4"));
         QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=d=3"_s, u"-f"_s, u"lavfi"_s,
             u"-i"_s, u"testsrc=s=1280x720:r=10:d=3"_s, u"-c:v"_s, u"mpeg4"_s, m_plain }));
+        // A picture far too large for a comment (or a command-line argument) as it is.
+        const QString noise = path(QStringLiteral("noise.png"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s,
+            u"nullsrc=s=1000x1000,geq=random(1)*255:random(2)*255:random(3)*255"_s, u"-frames:v"_s,
+            u"1"_s, noise }));
+        QVERIFY(QFileInfo(noise).size() > qint64(MaxCommentPictureBytes) * 4);
+        m_bigCover = path(QStringLiteral("big.mp4"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=d=1"_s, u"-i"_s, noise, u"-map"_s,
+            u"0:a"_s, u"-map"_s, u"1:v"_s, u"-c:a"_s, u"aac"_s, u"-c:v"_s, u"copy"_s,
+            u"-disposition:v"_s, u"attached_pic"_s, m_bigCover }));
         const ReadBack mkv = readBack(m_mkv);
         QCOMPARE(mkv.pictureWidth, 320); // the attachment reads as an attached picture
         QCOMPARE(mkv.chapters.size(), size_t(3));
@@ -296,6 +307,18 @@ private slots:
         QVERIFY(r.ok);
         QCOMPARE(r.chapters.size(), size_t(0));
         verifyNoLeftovers();
+    }
+
+    // Ogg and Opus hold the picture in a comment: a large one goes in as a smaller JPEG.
+    void aLargePictureFitsAComment()
+    {
+        for (const bool worker : { false, true }) {
+            const QString output = convert(worker, m_bigCover, QStringLiteral("opus"));
+            QVERIFY(!output.isEmpty());
+            const ReadBack r = readBack(output);
+            QCOMPARE(r.pictureWidth, MaxCoverSide);
+            QVERIFY(QFileInfo(output).size() < qint64(MaxCommentPictureBytes) * 2);
+        }
     }
 
     void chaptersWithinCut_data()
