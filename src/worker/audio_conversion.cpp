@@ -1,7 +1,7 @@
 #include "worker/audio_conversion.h"
 
 #include "core/media/audio_stream_choice.h"
-#include "core/media/chapter_marks.h"
+#include "core/media/source_extras.h"
 #include "worker/libav_handles.h"
 
 extern "C" {
@@ -48,7 +48,6 @@ private:
     }
     bool openInput();
     bool openOutput();
-    void addExtras();
     bool openResampler(const AVFrame *frame);
     bool decodePacket(const AVPacket *packet);
     bool resampleFrame(const AVFrame *frame);
@@ -75,8 +74,7 @@ private:
     Frame m_encodeFrame;
     Packet m_packet;
     int m_frameSamples = 0;
-    CoverPicture m_cover;
-    int m_coverStream = -1;
+    SourceExtras m_extras;
 
     // The cut, in samples of the output rate on the file's time line.
     int64_t m_startTs = 0;
@@ -194,9 +192,10 @@ bool Conversion::openOutput()
     av_dict_set(&m_outStream->metadata, "encoder", (std::string("Lavc ") + codec->name).c_str(),
         AV_DICT_DONT_OVERWRITE);
 
-    addExtras();
-    if (m_coverStream < -1)
-        return error("Could not allocate the picture stream: " + errorText(m_coverStream));
+    ret = m_extras.addBeforeHeader(m_input.get(), m_spec.input, m_output.get(), m_spec.output,
+        m_spec.cover, m_spec.chapters, m_spec.startUs, m_spec.lengthUs);
+    if (ret < 0)
+        return error("Could not add the cover picture: " + errorText(ret));
 
     if (!(m_output->oformat->flags & AVFMT_NOFILE)) {
         ret = avio_open(&m_output->pb, m_spec.output.c_str(), AVIO_FLAG_WRITE);
@@ -208,7 +207,7 @@ bool Conversion::openOutput()
         return error("Could not write header for output file #0 (incorrect codec parameters ?): "
             + errorText(ret));
     }
-    ret = writeCoverPacket(m_output.get(), m_coverStream, m_cover);
+    ret = m_extras.writeAfterHeader(m_output.get());
     if (ret < 0)
         return error("Could not write the cover picture: " + errorText(ret));
 
@@ -230,36 +229,6 @@ bool Conversion::openOutput()
     if (m_spec.lengthUs >= 0)
         m_lengthTs = av_rescale_q(m_spec.lengthUs, AV_TIME_BASE_Q, m_encoder->time_base);
     return true;
-}
-
-// The source's cover and chapters, where the output can hold them, as the ffmpeg engine adds them.
-void Conversion::addExtras()
-{
-    const size_t dot = m_spec.output.find_last_of('.');
-    const std::string extension
-        = dot == std::string::npos ? std::string() : m_spec.output.substr(dot + 1);
-    const CoverHolder holder = coverHolderOf(extension);
-    if (holder != CoverHolder::None && m_spec.cover != CoverChoice::None) {
-        m_cover = attachedPicture(m_input.get());
-        if (m_cover.empty() && m_spec.cover == CoverChoice::Frame)
-            m_cover = videoFrameCover(m_spec.input);
-        m_coverStream = addCover(m_output.get(), holder, m_cover);
-    }
-    if (!m_spec.chapters)
-        return;
-    const std::vector<ChapterMark> chapters
-        = chaptersWithin(chapterMarksOf(m_input.get()), m_spec.startUs, m_spec.lengthUs);
-    switch (chapterHolderOf(extension)) {
-    case ChapterHolder::Container:
-        addChapters(m_output.get(), chapters);
-        break;
-    case ChapterHolder::Comments:
-        for (const auto &[key, value] : chapterComments(chapters))
-            av_dict_set(&m_output->metadata, key.c_str(), value.c_str(), 0);
-        break;
-    case ChapterHolder::None:
-        break;
-    }
 }
 
 bool Conversion::openResampler(const AVFrame *frame)
