@@ -34,6 +34,7 @@ QComboBox *coverChoiceBox(RunOptions &options)
                                    "outputs. Chapters are kept where the format holds them."));
     box->addItem(QStringLiteral("Source picture"), int(CoverChoice::Source));
     box->addItem(QStringLiteral("Source picture, else a video frame"), int(CoverChoice::Frame));
+    box->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     box->addItem(QStringLiteral("No cover"), int(CoverChoice::None));
     box->setCurrentIndex(box->findData(int(options.cover())));
     QObject::connect(box, &QComboBox::currentIndexChanged, &options,
@@ -72,9 +73,12 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
     formatRow->addWidget(m_labels[1]);
     formatRow->addWidget(m_preset, 1);
     formatRow->addWidget(buttons.setting);
-    formatRow->addSpacing(12);
-    formatRow->addWidget(m_coverLabel = new QLabel(QStringLiteral("Co&ver :")));
-    formatRow->addWidget(m_cover = coverChoiceBox(options));
+    grid->addLayout(formatRow, 0, 0);
+
+    // What the outputs carry besides the sound, under the format it goes with.
+    auto *extrasRow = new QHBoxLayout;
+    m_coverLabel = new QLabel(QStringLiteral("Co&ver :"));
+    m_cover = coverChoiceBox(options);
     m_coverLabel->setBuddy(m_cover);
     m_splitChapters = new QCheckBox(QStringLiteral("One f&ile per chapter"));
     m_splitChapters->setObjectName(QStringLiteral("Chk_SplitChapters"));
@@ -83,8 +87,12 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
     m_splitChapters->setChecked(options.splitChapters());
     connect(m_splitChapters, &QCheckBox::toggled, &options, &RunOptions::setSplitChapters);
     connect(&options, &RunOptions::splitChaptersChanged, m_splitChapters, &QCheckBox::setChecked);
-    formatRow->addWidget(m_splitChapters);
-    grid->addLayout(formatRow, 0, 0);
+    extrasRow->addWidget(m_coverLabel);
+    extrasRow->addWidget(m_cover);
+    extrasRow->addSpacing(12);
+    extrasRow->addWidget(m_splitChapters);
+    extrasRow->addStretch(1);
+    grid->addLayout(extrasRow, 1, 0);
 
     m_folderGroup = new QGroupBox;
     m_folderGroup->setObjectName(QStringLiteral("GroupBox_OutputFolder"));
@@ -102,14 +110,14 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
     folderRow->addWidget(m_folder, 1);
     folderRow->addWidget(buttons.browseFolder);
     folderRow->addWidget(buttons.openFolder);
-    grid->addWidget(m_folderGroup, 1, 0);
+    grid->addWidget(m_folderGroup, 2, 0);
 
     m_folderProblem = new QLabel;
     m_folderProblem->setObjectName(QStringLiteral("lbl_OutputFolderProblem"));
     m_folderProblem->setStyleSheet(QStringLiteral("color: #b00020;"));
     m_folderProblem->hide();
     connect(m_folder, &QLineEdit::textChanged, m_folderProblem, &QLabel::hide);
-    grid->addWidget(m_folderProblem, 2, 0);
+    grid->addWidget(m_folderProblem, 3, 0);
 
     connect(buttons.openFolder, &QPushButton::clicked, this, &OutputPanel::openFolderCommand);
     connect(buttons.browseFolder, &QPushButton::clicked, this, &OutputPanel::browseFolderCommand);

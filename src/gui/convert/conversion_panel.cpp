@@ -74,10 +74,7 @@ ConversionPanel::ConversionPanel(
 
     // Each row is planned from the output settings as they are when the run is queued.
     m_planner = [this](int row) {
-        TaskPlan plan = planTask(m_window.fileList()->item(row), appOutputSettings());
-        plan.extras.cover = m_controls.options->cover();
-        plan.splitChapters = m_controls.options->splitChapters();
-        return plan;
+        return planTask(m_window.fileList()->item(row), appOutputSettings());
     };
 }
 
@@ -202,7 +199,11 @@ bool ConversionPanel::prepareRun()
     for (int row = 0; row < rows && !m_abortPreparation; ++row) {
         const QString input
             = list->getFieldText(row, Field::FilePath) + list->getFieldText(row, Field::Name);
-        const QString output = m_run->addRow(row, input, m_planner(row));
+        TaskPlan plan = m_planner(row);
+        plan.extras.cover = m_controls.options->cover();
+        // A diagnosis tries formats, one output each.
+        plan.splitChapters = m_controls.options->splitChapters() && !flags().diagnosisRunning;
+        const QString output = m_run->addRow(row, input, plan);
         if (output.isEmpty()) {
             wait.finish();
             m_window.setEnabled(true);
