@@ -36,6 +36,13 @@ QStringList withoutCutWords(const QStringList &words)
     return kept;
 }
 
+// ffmpeg copies the source's own picture itself, unless a cut would drop it (it drops what comes
+// before its start) or not every picture holder takes it as it is.
+bool copiesSourcePicture(const SourceFacts &facts, const TaskCut &cut)
+{
+    return facts.coverStream >= 0 && cut.startUs <= 0 && isPortablePicture(facts.coverCodec);
+}
+
 // The words that carry the source's cover and chapters into an audio output that holds them.
 struct ExtraWords
 {
@@ -65,7 +72,7 @@ ExtraWords extraWords(const QString &output, const QStringList &outputWords, con
                 words.inputs << QStringLiteral("-itsoffset") << secondsText(cut.startUs);
             words.inputs << QStringLiteral("-i") << cover.pictureFile;
             picture = QStringLiteral("1:0");
-        } else if (facts.coverStream >= 0 && cut.startUs <= 0) {
+        } else if (copiesSourcePicture(facts, cut)) {
             picture = QStringLiteral("0:%1").arg(facts.coverStream);
         }
         if (!picture.isEmpty()) {
@@ -176,9 +183,7 @@ PreparedCover prepareCover(const EncodeTask &task)
     if (!soundOnly || holder == CoverHolder::None || task.extras.cover == CoverChoice::None
         || !available || task.facts.audioStream < 0)
         return prepared;
-    // ffmpeg copies the source's own picture itself, unless a cut would drop it.
-    if (holder == CoverHolder::PictureStream && task.facts.coverStream >= 0
-        && task.cut.startUs <= 0)
+    if (holder == CoverHolder::PictureStream && copiesSourcePicture(task.facts, task.cut))
         return prepared;
     CoverPicture picture = coverFor(QFile::encodeName(task.input).toStdString(), task.extras.cover);
     if (picture.empty())
@@ -189,6 +194,9 @@ PreparedCover prepareCover(const EncodeTask &task)
             prepared.pictureComment = QString::fromStdString(pictureCommentValue(picture));
         return prepared;
     }
+    picture = portablePicture(picture);
+    if (picture.empty())
+        return prepared;
     const QString file = temporaryOutputName(
         ChangeExtension(task.output, QString::fromStdString(picture.fileExtension())));
     QFile out(file);

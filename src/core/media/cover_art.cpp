@@ -359,9 +359,22 @@ Frame decodedPicture(const CoverPicture &picture)
 
 } // namespace
 
+bool isPortablePicture(int codecId)
+{
+    return codecId == AV_CODEC_ID_MJPEG || codecId == AV_CODEC_ID_PNG;
+}
+
+CoverPicture portablePicture(const CoverPicture &picture)
+{
+    if (picture.empty() || isPortablePicture(picture.codecId))
+        return picture;
+    const Frame frame = decodedPicture(picture);
+    return frame ? jpegOf(frame.get()) : CoverPicture {};
+}
+
 CoverPicture commentPicture(const CoverPicture &picture)
 {
-    if (picture.data.size() <= MaxCommentPictureBytes)
+    if (picture.data.size() <= MaxCommentPictureBytes && isPortablePicture(picture.codecId))
         return picture;
     const Frame frame = decodedPicture(picture);
     if (!frame)

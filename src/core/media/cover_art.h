@@ -61,6 +61,12 @@ CoverPicture videoFrameCover(const std::string &path);
 // The picture a choice gives for a source: empty for None or when there is nothing to take.
 CoverPicture coverFor(const std::string &path, CoverChoice choice);
 
+// Whether every picture holder takes a picture of the codec as it is: JPEG and PNG.
+bool isPortablePicture(int codecId);
+// The picture as every holder takes it: itself when JPEG or PNG, else a JPEG of it (at most
+// MaxCoverSide pixels each way); empty when it cannot be decoded.
+CoverPicture portablePicture(const CoverPicture &picture);
+
 // The value of a METADATA_BLOCK_PICTURE comment: a FLAC picture block (front cover), base64.
 std::string pictureCommentValue(const CoverPicture &picture);
 // Pictures larger than this go into comments as a small JPEG: the comment stays a few Ogg pages,

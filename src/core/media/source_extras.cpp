@@ -20,6 +20,8 @@ int SourceExtras::addBeforeHeader(const AVFormatContext *input, const std::strin
         m_cover = attachedPicture(input);
         if (m_cover.empty() && cover == CoverChoice::Frame)
             m_cover = videoFrameCover(path);
+        if (holder == CoverHolder::PictureStream)
+            m_cover = portablePicture(m_cover);
         const int added = addCover(output, holder, m_cover);
         if (added < -1)
             return added;

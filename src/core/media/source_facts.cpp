@@ -81,6 +81,8 @@ SourceFacts sourceFactsOf(const AVFormatContext *context)
     facts.hasAudio = audio >= 0;
     facts.audioStream = audio;
     facts.coverStream = attachedPictureIndex(context);
+    if (facts.coverStream >= 0)
+        facts.coverCodec = context->streams[facts.coverStream]->codecpar->codec_id;
     facts.hasVideo = motionVideoIndex(context) >= 0;
     facts.chapters = chapterMarksOf(context);
     QList<QPair<QString, QString>> streamTags;

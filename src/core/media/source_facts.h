@@ -26,6 +26,7 @@ struct SourceFacts
     bool hasAudio = false;
     int audioStream = -1; // the index of the audio stream converted; -1 when there is none
     int coverStream = -1; // the index of the attached picture carried as cover; -1 when none
+    int coverCodec = 0; // its AVCodecID
     bool hasVideo = false; // a video to take a cover frame from (attached pictures aside)
     std::vector<ChapterMark> chapters;
     // The container's song tags, completed by those of the converted audio stream (Ogg and

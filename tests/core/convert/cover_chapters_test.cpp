@@ -91,7 +91,7 @@ private:
     QTemporaryDir m_dir;
     QString m_ffmpeg;
     WorkerPool m_pool;
-    QString m_mp4, m_mkv, m_plain, m_bigCover;
+    QString m_mp4, m_mkv, m_plain, m_bigCover, m_gifCover;
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
@@ -182,6 +182,13 @@ private slots:
         QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=d=1"_s, u"-i"_s, noise, u"-map"_s,
             u"0:a"_s, u"-map"_s, u"1:v"_s, u"-c:a"_s, u"aac"_s, u"-c:v"_s, u"copy"_s,
             u"-disposition:v"_s, u"attached_pic"_s, m_bigCover }));
+        // A GIF attachment, which FLAC and MP4 cannot hold as it is.
+        const QString gif = path(QStringLiteral("cover.gif"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc=s=64x48:d=1"_s, u"-frames:v"_s,
+            u"1"_s, gif }));
+        m_gifCover = path(QStringLiteral("gif.mka"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=d=1"_s, u"-c:a"_s, u"libvorbis"_s,
+            u"-attach"_s, gif, u"-metadata:s:t"_s, u"mimetype=image/gif"_s, m_gifCover }));
         const ReadBack mkv = readBack(m_mkv);
         QCOMPARE(mkv.pictureWidth, 320); // the attachment reads as an attached picture
         QCOMPARE(mkv.chapters.size(), size_t(3));
@@ -319,6 +326,27 @@ private slots:
             QCOMPARE(r.pictureWidth, MaxCoverSide);
             QVERIFY(QFileInfo(output).size() < qint64(MaxCommentPictureBytes) * 2);
         }
+    }
+
+    void anyPictureGoesInAsOneTheFormatTakes_data()
+    {
+        QTest::addColumn<bool>("worker");
+        QTest::addColumn<QString>("extension");
+        for (const bool worker : { false, true }) {
+            for (const char *extension : { "flac", "m4a", "ogg" }) {
+                QTest::addRow("%s %s", worker ? "worker" : "ffmpeg", extension)
+                    << worker << QString::fromLatin1(extension);
+            }
+        }
+    }
+
+    void anyPictureGoesInAsOneTheFormatTakes()
+    {
+        QFETCH(bool, worker);
+        QFETCH(QString, extension);
+        const QString output = convert(worker, m_gifCover, extension);
+        QVERIFY(!output.isEmpty());
+        QCOMPARE(readBack(output).pictureWidth, 64);
     }
 
     void chaptersWithinCut_data()
