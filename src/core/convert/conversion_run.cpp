@@ -265,7 +265,14 @@ QString ConversionRun::finalOutput(int row) const
 
 QString ConversionRun::taskDetails(int row) const
 {
+    // Of a row of several outputs, the first that failed tells most.
     const Row *r = find(row);
+    for (const Row *part : partsOf(row)) {
+        if (part->outcome == RowOutcome::Failed) {
+            r = part;
+            break;
+        }
+    }
     if (!r)
         return QString();
     const EncoderTaskInfo info = m_encoder->taskInfo(r->task);

@@ -90,7 +90,8 @@ public:
     RowOutcome outcome(int row) const;
     int rowPercent(int row) const;
     QString finalOutput(int row) const;
-    // The command that ran for the row and the engine's last lines, for the failure report.
+    // The command that ran for the row (its first failed output's) and the engine's last lines,
+    // for the failure report.
     QString taskDetails(int row) const;
     // The engine that ran the row ("ffmpeg", "worker"); "" while it has not started.
     QString taskEngine(int row) const;

@@ -375,6 +375,32 @@ private slots:
         }
         QCOMPARE(m_run->rowPercent(0), 100);
     }
+
+    // One chapter that fails fails the row, once, naming that chapter's output; the others stay.
+    void aSplitRowFailsWithItsFailedChapter()
+    {
+        Watch watch(*m_run);
+        m_run->begin(outFolder());
+        TaskPlan p = mp3Plan();
+        p.splitChapters = true;
+        p.source.chapters = { { 0, 1'000'000, "One" }, { 1'000'000, 2'000'000, "Two" },
+            { 2'000'000, 3'000'000, "Three" } };
+        QVERIFY(!m_run->addRow(0, in(u"a.mp4"_s), p).isEmpty());
+        m_engine.scripts.insert(
+            u"a - 02 - Two.MP3"_s, FakeScript { JobOutcome::Failed, u"boom"_s, {}, false });
+        m_run->start(1);
+        QTRY_VERIFY(watch.ended());
+        QCOMPARE(watch.ends.size(), 1);
+        QCOMPARE(watch.ends.at(0).outcome, RowOutcome::Failed);
+        QCOMPARE(watch.ends.at(0).message, u"a - 02 - Two.MP3: boom"_s);
+        QCOMPARE(m_run->failures().size(), 1);
+        const QList<ConversionRun::RowOutput> parts = m_run->outputs(0);
+        QCOMPARE(parts.size(), 3);
+        QCOMPARE(parts.at(0).outcome, RowOutcome::Done);
+        QCOMPARE(parts.at(1).outcome, RowOutcome::Failed);
+        QCOMPARE(parts.at(2).outcome, RowOutcome::Done);
+        QCOMPARE(outputs(), (QStringList { u"a - 01 - One.MP3"_s, u"a - 03 - Three.MP3"_s }));
+    }
 };
 
 QTEST_GUILESS_MAIN(ConversionRunTest)
