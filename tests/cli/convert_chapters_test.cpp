@@ -139,6 +139,23 @@ private slots:
         }
     }
 
+    // The probe tells what a split would give.
+    void probeListsChaptersAndCover()
+    {
+        const CliRun run = runCli({ u"probe"_s, u"--json"_s, m_lecture, m_plain });
+        QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+        const QJsonObject lecture = run.json().array().at(0).toObject();
+        QVERIFY(lecture[u"cover"].toBool());
+        const QJsonArray chapters = lecture[u"chapters"].toArray();
+        QCOMPARE(chapters.size(), 3);
+        QCOMPARE(chapters.at(1).toObject()[u"title"].toString(), u"Main: part"_s);
+        QCOMPARE(chapters.at(1).toObject()[u"start"].toDouble(), 1.5);
+        QCOMPARE(chapters.at(1).toObject()[u"end"].toDouble(), 3.0);
+        const QJsonObject plain = run.json().array().at(1).toObject();
+        QVERIFY(!plain[u"cover"].toBool());
+        QVERIFY(plain[u"chapters"].toArray().isEmpty());
+    }
+
     // Without chapters a file converts whole; --cover none leaves the picture out.
     void plainFilesAndCoverChoice()
     {

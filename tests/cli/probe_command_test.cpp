@@ -72,7 +72,7 @@ private slots:
 
         const QJsonObject good = files.at(1).toObject();
         QCOMPARE(good.keys(),
-            (QStringList {
+            (QStringList { QStringLiteral("chapters"), QStringLiteral("cover"),
                 QStringLiteral("fields"), QStringLiteral("file"), QStringLiteral("ok") }));
         QCOMPARE(good.value(QStringLiteral("ok")), QJsonValue(true));
         const QJsonArray fields = good.value(QStringLiteral("fields")).toArray();
