@@ -44,6 +44,8 @@ using Packet = std::unique_ptr<AVPacket, PacketFree>;
 using Scaler = std::unique_ptr<SwsContext, ScalerFree>;
 
 constexpr int CoverJpegQuality = 3; // mjpeg's qscale: close to the source, a few dozen KB
+// A seek lands on the key frame before its target: a few seconds of video at most, as a rule.
+constexpr int MaxPacketsToTarget = 600;
 // Coarser steps for a picture that must fit a comment; the last always does at 600 px.
 constexpr int CommentJpegQualities[] = { 3, 6, 12, 31 };
 
@@ -178,12 +180,16 @@ Frame decodeFrameFrom(AVFormatContext *input, int index, int64_t targetUs)
         }
         return false;
     };
+    int packets = 0;
     while (av_read_frame(input, packet.get()) >= 0) {
         const bool ours = packet->stream_index == index;
         if (ours)
             avcodec_send_packet(decoder.get(), packet.get());
         av_packet_unref(packet.get());
         if (ours && receive())
+            return last;
+        // Timestamps that never reach the target must not make a film decode to its end.
+        if (ours && ++packets >= MaxPacketsToTarget && haveLast)
             return last;
     }
     avcodec_send_packet(decoder.get(), nullptr);
