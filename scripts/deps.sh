@@ -5,7 +5,7 @@ set -euo pipefail
 packages=(
     build-essential cmake ninja-build pkg-config clang-format
     qt6-base-dev qt6-multimedia-dev qt6-svg-dev libxkbcommon-dev fonts-dejavu-core
-    libavformat-dev libavcodec-dev libavutil-dev libswresample-dev ffmpeg
+    libavformat-dev libavcodec-dev libavutil-dev libswresample-dev libswscale-dev ffmpeg
     gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
     help2man librsvg2-bin shared-mime-info dbus desktop-file-utils appstream lintian dpkg-dev
     clang

@@ -34,7 +34,8 @@ namespace {
 
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
-    "[--audio-track N|all] [-o DIR] [--threads N] [--engine auto|ffmpeg|worker] "
+    "[--audio-track N|all] [--cover source|frame|none] [--split-chapters] [-o DIR] [--threads N] "
+    "[--engine auto|ffmpeg|worker] "
     "[--stall-timeout SECONDS] [--dry-run] [--json] FILE...");
 
 void printHelp(QTextStream &out)
@@ -51,6 +52,16 @@ void printHelp(QTextStream &out)
            "lists\n                    them; default: the track marked default, else the first);"
            " \"all\"\n                    gives one output per track, \"NAME (track N, LANG).EXT"
            "\"\n"
+           "  --cover C         the cover picture of MP3, M4A, M4B, M4R, FLAC, Ogg and Opus\n"
+           "                    outputs: source (default) the source's own picture; frame that\n"
+           "                    picture, else a frame of the video at a tenth of its length;\n"
+           "                    none. Chapters of the source are kept where the format holds\n"
+           "                    them, cut with --trim\n"
+           "  --split-chapters  one output per chapter of a file that has chapters, named\n"
+           "                    \"NAME - NN - CHAPTER TITLE\", tagged with the chapter's title,\n"
+           "                    track NN/total and the file's title as album; each is an entry\n"
+           "                    of its own in --json; with --audio-track all, one per track\n"
+           "                    and chapter, \"NAME (track N, LANG) - NN - CHAPTER TITLE\"\n"
            "  -o, --output DIR  the output folder (default: the one the main window remembers)\n"
            "  --threads N       files converted at once (default 0: one per processor core)\n"
            "  --engine E        auto (default): sonivert-worker for the audio plans it runs, the\n"
@@ -81,6 +92,8 @@ struct ConvertArgs
     QString outputFolder;
     int threads = 0;
     EngineChoice engine = EngineChoice::Auto;
+    CoverChoice cover = CoverChoice::Source;
+    bool splitChapters = false;
     double stallSeconds = Encoder::DefaultStallTimeoutSeconds;
     int audioTrack = 0; // from 1; 0 for each file's default
     bool allAudioTracks = false;
@@ -213,6 +226,19 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
                     + value + QLatin1Char('"');
                 return ParseResult::Usage;
             }
+        } else if (arg == QLatin1String("--split-chapters")) {
+            parsed.splitChapters = true;
+        } else if (matches(arg, QStringLiteral("--cover"))) {
+            if (!takeValue(args, i, QStringLiteral("--cover"), value))
+                value.clear();
+            const QString name = value.trimmed().toLower();
+            if (name != QLatin1String("source") && name != QLatin1String("frame")
+                && name != QLatin1String("none")) {
+                error = QStringLiteral("--cover takes source, frame or none, not \"") + value
+                    + QLatin1Char('"');
+                return ParseResult::Usage;
+            }
+            parsed.cover = coverChoiceFromName(name.toStdString());
         } else if (matches(arg, QStringLiteral("--engine"))) {
             if (!takeValue(args, i, QStringLiteral("--engine"), value))
                 value.clear();
@@ -525,7 +551,8 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             continue;
         }
         const QString name = probe.item.text(Field::Name);
-        for (const TaskPlan &plan : planRowTasks(probe.item, settings)) {
+        for (const TaskPlan &plan :
+            planRowTasks(probe.item, settings, { args.cover, args.splitChapters })) {
             PlannedFile f;
             f.name = name + plan.nameSuffix;
             f.input = probe.item.text(Field::FilePath) + name;

@@ -21,6 +21,18 @@ struct Settled
     FailureEntry failure;
 };
 
+// Each chapter with its start and end in seconds from the start of the sound, and its title.
+QJsonArray chaptersJson(const std::vector<ChapterMark> &chapters)
+{
+    QJsonArray array;
+    for (const ChapterMark &chapter : chapters) {
+        array.append(QJsonObject { { QStringLiteral("start"), double(chapter.startUs) / 1e6 },
+            { QStringLiteral("end"), double(chapter.endUs) / 1e6 },
+            { QStringLiteral("title"), QString::fromStdString(chapter.title) } });
+    }
+    return array;
+}
+
 QJsonArray fieldsJson(const MediaItem &item)
 {
     QJsonArray fields;
@@ -131,9 +143,11 @@ ExitCode runProbe(const QStringList &args, Io &io)
             QJsonObject object { { QStringLiteral("file"), paths.at(i) },
                 { QStringLiteral("ok"), ok } };
             if (ok) {
-                object.insert(QStringLiteral("fields"), fieldsJson(list.item(s.row)));
-                object.insert(
-                    QStringLiteral("audioTracks"), audioTracksJson(list.item(s.row).source));
+                const MediaItem &item = list.item(s.row);
+                object.insert(QStringLiteral("fields"), fieldsJson(item));
+                object.insert(QStringLiteral("cover"), item.source.coverStream >= 0);
+                object.insert(QStringLiteral("chapters"), chaptersJson(item.source.chapters));
+                object.insert(QStringLiteral("audioTracks"), audioTracksJson(item.source));
             } else {
                 object.insert(QStringLiteral("name"), s.failure.name);
                 object.insert(QStringLiteral("message"), s.failure.message);

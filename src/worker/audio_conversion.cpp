@@ -1,6 +1,7 @@
 #include "worker/audio_conversion.h"
 
 #include "core/media/audio_stream_choice.h"
+#include "core/media/source_extras.h"
 #include "worker/libav_handles.h"
 #include "worker/stream_copy.h"
 
@@ -74,6 +75,7 @@ private:
     Frame m_encodeFrame;
     Packet m_packet;
     int m_frameSamples = 0;
+    SourceExtras m_extras;
 
     // The cut, in samples of the output rate on the file's time line.
     int64_t m_startTs = 0;
@@ -194,6 +196,11 @@ bool Conversion::openOutput()
     av_dict_set(&m_outStream->metadata, "encoder", (std::string("Lavc ") + codec->name).c_str(),
         AV_DICT_DONT_OVERWRITE);
 
+    ret = m_extras.addBeforeHeader(m_input.get(), m_spec.input, m_output.get(), m_spec.output,
+        m_spec.cover, m_spec.chapters, m_spec.startUs, m_spec.lengthUs);
+    if (ret < 0)
+        return error("Could not add the cover picture: " + errorText(ret));
+
     if (!(m_output->oformat->flags & AVFMT_NOFILE)) {
         ret = avio_open(&m_output->pb, m_spec.output.c_str(), AVIO_FLAG_WRITE);
         if (ret < 0)
@@ -204,6 +211,9 @@ bool Conversion::openOutput()
         return error("Could not write header for output file #0 (incorrect codec parameters ?): "
             + errorText(ret));
     }
+    ret = m_extras.writeAfterHeader(m_output.get());
+    if (ret < 0)
+        return error("Could not write the cover picture: " + errorText(ret));
 
     m_frameSamples
         = (m_encoder->frame_size > 0 && !(codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE))

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "core/media/cover_art.h"
+
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -21,6 +23,8 @@ struct ConversionSpec
     int64_t startUs = 0; // the cut, counted from the file's start, applied after decoding
     int64_t lengthUs = -1; // -1: to the end of the sound
     std::vector<std::pair<std::string, std::string>> tags; // container tags, in order
+    CoverChoice cover = CoverChoice::Source; // where the output holds a picture
+    bool chapters = true; // the source's chapters, cut as the sound is, where the output holds them
 };
 
 // Where a conversion reports. Log lines carry ffmpeg's levels (AV_LOG_*) and, for the lines

@@ -104,6 +104,8 @@ sonivert::worker::ConversionSpec specOf(const Message &task)
     spec.bitRate = task.number("bitrate", 64000);
     spec.startUs = task.number("start_us", 0);
     spec.lengthUs = task.number("length_us", -1);
+    spec.cover = sonivert::coverChoiceFromName(task.text("cover", "source"));
+    spec.chapters = task.number("chapters", 1) != 0;
     for (const std::string &tag : task.all("tag")) {
         const size_t equals = tag.find('=');
         if (equals != std::string::npos && equals > 0)

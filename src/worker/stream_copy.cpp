@@ -1,6 +1,7 @@
 #include "worker/stream_copy.h"
 
 #include "core/media/audio_stream_choice.h"
+#include "core/media/source_extras.h"
 #include "worker/libav_handles.h"
 
 extern "C" {
@@ -52,6 +53,7 @@ private:
     const AVStream *m_inStream = nullptr;
     OutputContext m_output;
     AVStream *m_outStream = nullptr;
+    SourceExtras m_extras; // the cover and chapters, where the output holds them
     int64_t m_offset = 0; // subtracted from input timestamps: the file's start and the cut's
     int64_t m_endTs = AV_NOPTS_VALUE; // the cut's end on the output time line
     bool m_started = false;
@@ -120,6 +122,11 @@ bool StreamCopy::openOutput()
     m_outStream->time_base = m_inStream->time_base;
     m_outStream->disposition = m_inStream->disposition;
 
+    ret = m_extras.addBeforeHeader(m_input.get(), m_spec.input, m_output.get(), m_spec.output,
+        m_spec.cover, m_spec.chapters, m_spec.startUs, m_spec.lengthUs);
+    if (ret < 0)
+        return error("Could not add the cover picture: " + errorText(ret));
+
     if (!(m_output->oformat->flags & AVFMT_NOFILE)) {
         ret = avio_open(&m_output->pb, m_spec.output.c_str(), AVIO_FLAG_WRITE);
         if (ret < 0)
@@ -130,6 +137,9 @@ bool StreamCopy::openOutput()
         return error("Could not write header for output file #0 (incorrect codec parameters ?): "
             + errorText(ret));
     }
+    ret = m_extras.writeAfterHeader(m_output.get());
+    if (ret < 0)
+        return error("Could not write the cover picture: " + errorText(ret));
 
     // The file's time line starts where its earliest stream does; the cut counts from there.
     const int64_t startUs = m_input->start_time == AV_NOPTS_VALUE ? 0 : m_input->start_time;

@@ -72,7 +72,9 @@ EncodeJobFactory FakeEngine::factory()
 {
     return [this](const EncodeTask &task, QObject *parent) -> EncodeJob * {
         const QString name = QFileInfo(task.input).fileName();
-        auto *job = new FakeJob(task, scripts.value(name, otherwise), parent);
+        const QString output = QFileInfo(task.output).fileName();
+        auto *job
+            = new FakeJob(task, scripts.value(output, scripts.value(name, otherwise)), parent);
         jobs.append(job);
         tasks.append(task);
         return job;

@@ -48,7 +48,8 @@ private:
     bool m_paused = false;
 };
 
-// An engine of fake jobs, scripted by input file name; every job it made, in order.
+// An engine of fake jobs, scripted by output file name, else by input file name; every job it
+// made, in order.
 class FakeEngine
 {
 public:

@@ -13,6 +13,10 @@ RunOptions::RunOptions(const QString &settingsKey, QObject *parent)
     const QString count = RegReadText(m_settingsKey, QStringLiteral("ThreadCount")).trimmed();
     if (!count.isEmpty())
         m_threadCountText = count;
+    m_cover = coverChoiceFromName(
+        RegReadText(m_settingsKey, QStringLiteral("Cover")).trimmed().toLower().toStdString());
+    m_splitChapters
+        = textToBool(RegReadText(m_settingsKey, QStringLiteral("SplitChapters")), false);
     bool ok = false;
     const double stall = RegReadText(m_settingsKey, QStringLiteral("StallTimeout")).toDouble(&ok);
     if (ok && stall >= 1)
@@ -29,7 +33,26 @@ SettingTexts RunOptions::rememberedTexts() const
     return { { QStringLiteral("OutputPath"), m_outputFolder.trimmed() },
         { QStringLiteral("ThreadMode"),
             m_threadMode ? QStringLiteral("true") : QStringLiteral("false") },
-        { QStringLiteral("ThreadCount"), m_threadCountText } };
+        { QStringLiteral("ThreadCount"), m_threadCountText },
+        { QStringLiteral("Cover"), QString::fromLatin1(coverChoiceName(m_cover)) },
+        { QStringLiteral("SplitChapters"),
+            m_splitChapters ? QStringLiteral("true") : QStringLiteral("false") } };
+}
+
+void RunOptions::setSplitChapters(bool on)
+{
+    if (on == m_splitChapters)
+        return;
+    m_splitChapters = on;
+    emit splitChaptersChanged(on);
+}
+
+void RunOptions::setCover(CoverChoice cover)
+{
+    if (cover == m_cover)
+        return;
+    m_cover = cover;
+    emit coverChanged(cover);
 }
 
 void RunOptions::setOutputFolder(const QString &folder)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/app/settings_store.h"
+#include "core/media/cover_art.h"
 
 #include <QObject>
 #include <QString>
@@ -34,6 +35,13 @@ public:
     // The thread count a run starts with (ThreadCountFor).
     int threadCount() const;
 
+    // Where the outputs' cover picture comes from, remembered as "Cover" (source, frame, none).
+    CoverChoice cover() const { return m_cover; }
+    void setCover(CoverChoice cover);
+    // One output per chapter of the files that have chapters, remembered as "SplitChapters".
+    bool splitChapters() const { return m_splitChapters; }
+    void setSplitChapters(bool on);
+
     // How long a task may make no progress before it is ended: "StallTimeout" in the settings
     // file, in seconds (for an output folder on a slow network mount, say), else 120.
     double stallSeconds() const { return m_stallSeconds; }
@@ -42,6 +50,8 @@ signals:
     void outputFolderChanged(const QString &folder);
     void threadModeChanged(bool on);
     void threadCountTextChanged(const QString &text);
+    void coverChanged(CoverChoice cover);
+    void splitChaptersChanged(bool on);
 
 private:
     QString m_settingsKey;
@@ -49,6 +59,8 @@ private:
     bool m_threadMode = false;
     QString m_threadCountText = QStringLiteral("1");
     double m_stallSeconds = 120;
+    CoverChoice m_cover = CoverChoice::Source;
+    bool m_splitChapters = false;
 };
 
 } // namespace sonivert

@@ -94,6 +94,7 @@ QString ConversionRun::addRow(int row, const QString &input, const TaskPlan &pla
     }
     if (plan.encoding)
         m_encoder->setTaskPlan(task, *plan.encoding);
+    m_encoder->setTaskExtras(task, plan.extras);
     Row r;
     r.row = row;
     r.task = task;
@@ -165,18 +166,20 @@ int ConversionRun::rowPercent(int row) const
     return combinedPercent(row);
 }
 
+QList<ConversionRun::RowOutput> ConversionRun::outputs(int row) const
+{
+    QList<RowOutput> list;
+    for (const Row *part : partsOf(row)) {
+        list.append(
+            { part->output, part->outcome, part->message, m_encoder->taskInfo(part->task).engine });
+    }
+    return list;
+}
+
 QString ConversionRun::finalOutput(int row) const
 {
     const Row *r = find(row);
     return r ? r->output : QString();
-}
-
-QStringList ConversionRun::finalOutputs(int row) const
-{
-    QStringList outputs;
-    for (const Row *part : partsOf(row))
-        outputs << part->output;
-    return outputs;
 }
 
 QString ConversionRun::taskDetails(int row) const

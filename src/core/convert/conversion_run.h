@@ -64,13 +64,14 @@ public:
     };
     // The names a row's output takes, claimed for the run as AddRow claims them: never an
     // existing file's, never another row's. A dry run plans with these alone.
-    // A suffix goes between the source's name and the extension: "clip (track 2, eng).M4A".
+    // A suffix goes between the source's name and the extension: "clip (track 2, eng).M4A",
+    // "talk - 03 - Questions.MP3".
     OutputNames claimOutputNames(
         const QString &input, const QString &extension, const QString &nameSuffix = QString());
     // Plans a row: claims its output name in the folder and queues it with the engine. The
     // final output name, or "" with the reason in LastErrorText when the engine refuses it.
-    // A row added again gets one more output (one per audio track, say): it shows the progress
-    // of all of them, ends once they all have, and fails when any of them fails.
+    // A row added again gets one more output (one per audio track or chapter): it shows the
+    // progress of all of them, ends once they all have, and fails when any of them fails.
     QString addRow(int row, const QString &input, const TaskPlan &plan);
     // Starts the rows added since Begin, threadCount at once (0: one per processor core).
     void start(int threadCount);
@@ -91,12 +92,21 @@ public:
     int rowPercent(int row) const;
     // The first output of a row of several.
     QString finalOutput(int row) const;
-    // Every output of the row, in the order they were added.
-    QStringList finalOutputs(int row) const;
-    // The command that ran for the row and the engine's last lines, for the failure report.
+    // The command that ran for the row (its first failed output's) and the engine's last lines,
+    // for the failure report.
     QString taskDetails(int row) const;
     // The engine that ran the row ("ffmpeg", "worker"); "" while it has not started.
     QString taskEngine(int row) const;
+    // Each output of a row with how it went, in the order they were added: one, or one per
+    // audio track or chapter.
+    struct RowOutput
+    {
+        QString output;
+        RowOutcome outcome = RowOutcome::Waiting;
+        QString message;
+        QString engine;
+    };
+    QList<RowOutput> outputs(int row) const;
     const QList<RunFailure> &failures() const { return m_failures; }
     RunStopReason stopReason() const { return m_stopReason; }
     // Rows weigh by the sound they are expected to give; the percent never goes back.

@@ -24,6 +24,7 @@ struct EncodeTask
     // The option string as values, when the task was planned from settings; an engine that
     // converts in process needs it, the ffmpeg program reads the option texts.
     std::optional<EncodePlan> plan = std::nullopt;
+    OutputExtras extras = {};
 };
 
 // The engines a task can run on.

@@ -115,6 +115,12 @@ void Encoder::setTaskPlan(int taskIndex, const EncodePlan &plan)
         m_tasks[size_t(taskIndex)].plan = plan;
 }
 
+void Encoder::setTaskExtras(int taskIndex, const OutputExtras &extras)
+{
+    if (taskIndex >= 0 && taskIndex < TaskCount())
+        m_tasks[size_t(taskIndex)].extras = extras;
+}
+
 void Encoder::RemoveInputFile(int taskIndex)
 {
     // Indices of running tasks must stay put, so only a queue at rest shrinks.
@@ -268,7 +274,8 @@ bool Encoder::startTask(int index)
     task.info.state = EncoderTaskState::Running;
     task.temporaryOutput = temporaryOutputName(task.info.output);
     const EncodeTask spec { task.info.input, task.info.output, task.temporaryOutput,
-        task.info.inputOptions, task.info.outputOptions, task.cut, task.facts, task.plan };
+        task.info.inputOptions, task.info.outputOptions, task.cut, task.facts, task.plan,
+        task.extras };
     // The worker's own watch over its silence stays a backstop: this queue's, which names the
     // file and the stall, comes first.
     if (!m_factory)

@@ -80,6 +80,8 @@ public:
         int taskIndex, const QString &output, const QString &outputOptions, const TaskCut &cut);
     // The option string of a task as values, for an engine that converts in process.
     void setTaskPlan(int taskIndex, const EncodePlan &plan);
+    // The cover and chapters a task's output carries (the source's own unless set).
+    void setTaskExtras(int taskIndex, const OutputExtras &extras);
     // Drops a task that has not started; later tasks move up by one.
     void RemoveInputFile(int taskIndex);
     // Ends whatever runs (without events) and empties the queue.
@@ -121,6 +123,7 @@ private:
         QString temporaryOutput;
         TaskCut cut;
         std::optional<EncodePlan> plan;
+        OutputExtras extras;
         qint64 totalUs = 0;
         QPointer<EncodeJob> job;
         QElapsedTimer quiet; // since the job's last sign of life

@@ -1,5 +1,6 @@
 #include "core/convert/option_builder.h"
 
+#include "core/convert/chapter_split.h"
 #include "core/convert/stream_copy.h"
 #include "core/formats/output_settings.h"
 #include "core/formats/parameter_tables.h"
@@ -480,21 +481,40 @@ TaskPlan planTask(const MediaItem &item, OutputSettings &settings)
     return plan;
 }
 
-QList<TaskPlan> planRowTasks(const MediaItem &item, OutputSettings &settings)
+QList<TaskPlan> withRowChoices(
+    const QList<TaskPlan> &plans, const QString &input, const RowChoices &choices)
+{
+    QList<TaskPlan> chosen;
+    for (TaskPlan plan : plans) {
+        plan.extras.cover = choices.cover;
+        const QList<TaskPlan> chapters
+            = choices.splitChapters ? chapterTaskPlans(plan, input) : QList<TaskPlan>();
+        if (chapters.isEmpty())
+            chosen.append(plan);
+        else
+            chosen.append(chapters);
+    }
+    return chosen;
+}
+
+QList<TaskPlan> planRowTasks(
+    const MediaItem &item, OutputSettings &settings, const RowChoices &choices)
 {
     const TaskPlan plan = planTask(item, settings);
-    if (!item.allAudioTracks || item.source.audioTracks.size() < 2)
-        return { plan };
-    QList<TaskPlan> plans;
-    for (qsizetype i = 0; i < item.source.audioTracks.size(); ++i) {
-        TaskPlan one = plan;
-        chooseAudioTrack(one.source, int(i));
-        one.nameSuffix = audioTrackNameSuffix(item.source.audioTracks.at(i));
-        if (one.encoding->copyAudio)
-            one.extension = streamCopyExtension(chosenCodec(one.source));
-        plans.append(one);
+    QList<TaskPlan> tracks;
+    if (!item.allAudioTracks || item.source.audioTracks.size() < 2) {
+        tracks = { plan };
+    } else {
+        for (qsizetype i = 0; i < item.source.audioTracks.size(); ++i) {
+            TaskPlan one = plan;
+            chooseAudioTrack(one.source, int(i));
+            one.nameSuffix = audioTrackNameSuffix(item.source.audioTracks.at(i));
+            if (one.encoding->copyAudio)
+                one.extension = streamCopyExtension(chosenCodec(one.source));
+            tracks.append(one);
+        }
     }
-    return plans;
+    return withRowChoices(tracks, item.text(Field::FilePath) + item.text(Field::Name), choices);
 }
 
 } // namespace sonivert

@@ -84,8 +84,22 @@ TaskCut taskCutOf(const MediaItem &item);
 // The seek option, the option string, the output extension and the cut of one row, for the
 // track it converts. A copy of the original audio takes the extension of the track's codec.
 TaskPlan planTask(const MediaItem &item, OutputSettings &settings);
-// The plans of a row's outputs: one, or one per audio track when the row converts them all,
-// each named with its track.
-QList<TaskPlan> planRowTasks(const MediaItem &item, OutputSettings &settings);
+// How a run treats every row beyond its settings: the cover to give its outputs, and whether each
+// chapter of a source becomes an output of its own.
+struct RowChoices
+{
+    CoverChoice cover = CoverChoice::Source;
+    bool splitChapters = false;
+};
+
+// The plans of a row's outputs with the run's choices: the cover for each, and one per chapter of
+// each when chapters are split (a plan whose source has no chapter within its cut stays whole).
+QList<TaskPlan> withRowChoices(
+    const QList<TaskPlan> &plans, const QString &input, const RowChoices &choices);
+
+// The plans of a row's outputs, each named apart from the others: one; one per audio track when
+// the row converts them all; one per chapter when chapters are split (of every track when both).
+QList<TaskPlan> planRowTasks(
+    const MediaItem &item, OutputSettings &settings, const RowChoices &choices = {});
 
 } // namespace sonivert

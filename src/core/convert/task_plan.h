@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/media/cover_art.h"
 #include "core/media/source_facts.h"
 
 #include <QString>
@@ -45,6 +46,15 @@ struct TaskCut
     bool operator==(const TaskCut &) const = default;
 };
 
+// What an output carries besides the sound and the song tags, where its format can hold it.
+struct OutputExtras
+{
+    CoverChoice cover = CoverChoice::Source;
+    bool chapters = true; // the source's chapters, moved and cut with the sound
+
+    bool operator==(const OutputExtras &) const = default;
+};
+
 // What one row of a run is queued with. The option texts are the ones a person reads (the
 // report, the dry run, the diagnosis); the cut is what the engine actually applies.
 struct TaskPlan
@@ -60,6 +70,7 @@ struct TaskPlan
     // What the output's name adds to the source's before the extension: " (track 2, eng)" for
     // one track of several converted each into its own file; "" otherwise.
     QString nameSuffix;
+    OutputExtras extras = {};
 };
 using TaskPlanner = std::function<TaskPlan(int row)>;
 

@@ -227,7 +227,9 @@ void WorkerEncodeJob::sendTask(bool freshWorker)
         .add("output", QFile::encodeName(m_task.temporaryOutput).toStdString())
         .add("track", int64_t(m_task.facts.audioTrack))
         .add("start_us", int64_t(m_task.cut.startUs))
-        .add("length_us", int64_t(m_task.cut.lengthUs));
+        .add("length_us", int64_t(m_task.cut.lengthUs))
+        .add("cover", coverChoiceName(m_task.extras.cover))
+        .add("chapters", int64_t(m_task.extras.chapters ? 1 : 0));
     if (plan.copyAudio) {
         message.add("copy", int64_t(1));
     } else {

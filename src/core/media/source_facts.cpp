@@ -1,5 +1,6 @@
 #include "core/media/source_facts.h"
 
+#include "core/media/cover_art.h"
 #include "core/media/probe.h"
 
 #include <QFile>
@@ -62,6 +63,7 @@ AudioTrack audioTrackOf(const AVStream *stream, int number)
 {
     AudioTrack track;
     track.number = number;
+    track.streamIndex = stream->index;
     track.codec = QString::fromUtf8(avcodec_get_name(stream->codecpar->codec_id));
     track.codecName = codecLongName(stream->codecpar->codec_id);
     track.channels = stream->codecpar->ch_layout.nb_channels;
@@ -83,6 +85,7 @@ bool chooseAudioTrack(SourceFacts &facts, int index)
     if (index < 0 || index >= facts.audioTracks.size())
         return false;
     facts.audioTrack = index;
+    facts.audioStream = facts.audioTracks.at(index).streamIndex;
     facts.audioDurationUs = facts.audioTracks.at(index).durationUs;
     return true;
 }
@@ -129,6 +132,11 @@ SourceFacts sourceFactsOf(const AVFormatContext *context)
     }
     const int audio = defaultAudioStreamIndex(context);
     facts.hasAudio = audio >= 0;
+    facts.coverStream = attachedPictureIndex(context);
+    if (facts.coverStream >= 0)
+        facts.coverCodec = context->streams[facts.coverStream]->codecpar->codec_id;
+    facts.hasVideo = motionVideoIndex(context) >= 0;
+    facts.chapters = chapterMarksOf(context);
     QList<QPair<QString, QString>> streamTags;
     if (facts.hasAudio) {
         chooseAudioTrack(facts, audioTrackOfStream(context, audio));

@@ -1,11 +1,13 @@
 #pragma once
 
 #include "core/media/audio_stream_choice.h"
+#include "core/media/chapter_marks.h"
 
 #include <QList>
 #include <QPair>
 #include <QString>
 #include <cstdint>
+#include <vector>
 
 struct AVFormatContext;
 
@@ -28,6 +30,7 @@ struct AudioTrack
     QString title;
     bool isDefault = false; // marked as the default track
     int64_t durationUs = -1; // the stream's own duration; -1 when unknown
+    int streamIndex = -1; // among all of the file's streams
 
     bool operator==(const AudioTrack &) const = default;
 };
@@ -42,6 +45,11 @@ struct SourceFacts
     QList<AudioTrack> audioTracks; // every audio stream, in file order
     // The track a task converts: an index into audioTracks; -1 for a file without sound.
     int audioTrack = -1;
+    int audioStream = -1; // the file's stream index of audioTrack; -1 when there is none
+    int coverStream = -1; // the index of the attached picture carried as cover; -1 when none
+    int coverCodec = 0; // its AVCodecID
+    bool hasVideo = false; // a video to take a cover frame from (attached pictures aside)
+    std::vector<ChapterMark> chapters;
     // The container's song tags, completed by those of the converted audio stream (Ogg and
     // Opus keep them there). Container bookkeeping (brands, encoder, handler) is left out.
     SongTags tags;

@@ -129,6 +129,8 @@ void MainWindow::watchChoices()
     connect(m_options, &RunOptions::outputFolderChanged, this, changed);
     connect(m_options, &RunOptions::threadModeChanged, this, changed);
     connect(m_options, &RunOptions::threadCountTextChanged, this, changed);
+    connect(m_options, &RunOptions::coverChanged, this, changed);
+    connect(m_options, &RunOptions::splitChaptersChanged, this, changed);
     connect(&appOutputSettings(), &OutputSettings::changed, this, changed);
     connect(&appOutputSettings(), &OutputSettings::mainPresetChanged, this, changed);
     m_watchingChoices = true;

@@ -8,6 +8,7 @@
 #include "gui/app/open_folder.h"
 #include "gui/formats/format_preset_binder.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
 #include <QFileDialog>
@@ -21,6 +22,29 @@
 #include <QSignalBlocker>
 
 namespace sonivert {
+
+namespace {
+
+// The cover picture of the outputs that hold one, bound to the run options.
+QComboBox *coverChoiceBox(RunOptions &options)
+{
+    auto *box = new QComboBox;
+    box->setObjectName(QStringLiteral("Cmb_Cover"));
+    box->setToolTip(QStringLiteral("The cover picture of MP3, M4A, M4B, M4R, FLAC, Ogg and Opus "
+                                   "outputs. Chapters are kept where the format holds them."));
+    box->addItem(QStringLiteral("Source picture"), int(CoverChoice::Source));
+    box->addItem(QStringLiteral("Source picture, else a video frame"), int(CoverChoice::Frame));
+    box->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    box->addItem(QStringLiteral("No cover"), int(CoverChoice::None));
+    box->setCurrentIndex(box->findData(int(options.cover())));
+    QObject::connect(box, &QComboBox::currentIndexChanged, &options,
+        [box, &options](int) { options.setCover(CoverChoice(box->currentData().toInt())); });
+    QObject::connect(&options, &RunOptions::coverChanged, box,
+        [box](CoverChoice cover) { box->setCurrentIndex(box->findData(int(cover))); });
+    return box;
+}
+
+} // namespace
 
 OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *parent)
     : QWidget(parent)
@@ -51,6 +75,25 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
     formatRow->addWidget(buttons.setting);
     grid->addLayout(formatRow, 0, 0);
 
+    // What the outputs carry besides the sound, under the format it goes with.
+    auto *extrasRow = new QHBoxLayout;
+    m_coverLabel = new QLabel(QStringLiteral("Co&ver :"));
+    m_cover = coverChoiceBox(options);
+    m_coverLabel->setBuddy(m_cover);
+    m_splitChapters = new QCheckBox(QStringLiteral("One f&ile per chapter"));
+    m_splitChapters->setObjectName(QStringLiteral("Chk_SplitChapters"));
+    m_splitChapters->setToolTip(QStringLiteral(
+        "Files with chapters give one output per chapter: \"NAME - NN - CHAPTER TITLE\"."));
+    m_splitChapters->setChecked(options.splitChapters());
+    connect(m_splitChapters, &QCheckBox::toggled, &options, &RunOptions::setSplitChapters);
+    connect(&options, &RunOptions::splitChaptersChanged, m_splitChapters, &QCheckBox::setChecked);
+    extrasRow->addWidget(m_coverLabel);
+    extrasRow->addWidget(m_cover);
+    extrasRow->addSpacing(12);
+    extrasRow->addWidget(m_splitChapters);
+    extrasRow->addStretch(1);
+    grid->addLayout(extrasRow, 1, 0);
+
     m_folderGroup = new QGroupBox;
     m_folderGroup->setObjectName(QStringLiteral("GroupBox_OutputFolder"));
     m_folderGroup->setFlat(true);
@@ -67,14 +110,14 @@ OutputPanel::OutputPanel(const Buttons &buttons, RunOptions &options, QWidget *p
     folderRow->addWidget(m_folder, 1);
     folderRow->addWidget(buttons.browseFolder);
     folderRow->addWidget(buttons.openFolder);
-    grid->addWidget(m_folderGroup, 1, 0);
+    grid->addWidget(m_folderGroup, 2, 0);
 
     m_folderProblem = new QLabel;
     m_folderProblem->setObjectName(QStringLiteral("lbl_OutputFolderProblem"));
     m_folderProblem->setStyleSheet(QStringLiteral("color: #b00020;"));
     m_folderProblem->hide();
     connect(m_folder, &QLineEdit::textChanged, m_folderProblem, &QLabel::hide);
-    grid->addWidget(m_folderProblem, 2, 0);
+    grid->addWidget(m_folderProblem, 3, 0);
 
     connect(buttons.openFolder, &QPushButton::clicked, this, &OutputPanel::openFolderCommand);
     connect(buttons.browseFolder, &QPushButton::clicked, this, &OutputPanel::browseFolderCommand);
@@ -138,6 +181,9 @@ void OutputPanel::setChoicesEnabled(bool enabled)
     m_format->setEnabled(enabled);
     m_preset->setEnabled(enabled);
     m_folder->setEnabled(enabled);
+    m_cover->setEnabled(enabled);
+    m_splitChapters->setEnabled(enabled);
+    m_coverLabel->setEnabled(enabled);
     for (QLabel *label : m_labels)
         label->setEnabled(enabled);
     if (m_formatChoicesEnabled)

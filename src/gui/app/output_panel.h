@@ -4,6 +4,7 @@
 #include <array>
 #include <functional>
 
+class QCheckBox;
 class QComboBox;
 class QGroupBox;
 class QLabel;
@@ -57,6 +58,9 @@ private:
     std::array<QLabel *, 3> m_labels {};
     QComboBox *m_format = nullptr;
     QComboBox *m_preset = nullptr;
+    QLabel *m_coverLabel = nullptr;
+    QComboBox *m_cover = nullptr;
+    QCheckBox *m_splitChapters = nullptr;
     QGroupBox *m_folderGroup = nullptr;
     QLineEdit *m_folder = nullptr;
     QLabel *m_folderProblem = nullptr; // why Convert could not use the folder

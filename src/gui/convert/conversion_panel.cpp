@@ -199,8 +199,12 @@ bool ConversionPanel::prepareRun()
     for (int row = 0; row < rows && !m_abortPreparation; ++row) {
         const QString input
             = list->getFieldText(row, Field::FilePath) + list->getFieldText(row, Field::Name);
+        RowChoices choices;
+        choices.cover = m_controls.options->cover();
+        // A diagnosis tries formats, one output each.
+        choices.splitChapters = m_controls.options->splitChapters() && !flags().diagnosisRunning;
         QString output;
-        for (const TaskPlan &plan : m_planner(row)) {
+        for (const TaskPlan &plan : withRowChoices(m_planner(row), input, choices)) {
             const QString added = m_run->addRow(row, input, plan);
             output = output.isEmpty() ? added : output;
             if (added.isEmpty()) {

@@ -1,3 +1,4 @@
+#include "core/convert/chapter_split.h"
 #include "core/convert/conversion_run.h"
 #include "support/fake_engine.h"
 
@@ -82,6 +83,18 @@ class ConversionRunTest : public QObject
     QStringList outputs() const
     {
         return QDir(outFolder()).entryList(QDir::Files | QDir::Hidden, QDir::Name);
+    }
+
+    // Adds a row an output per chapter of the plan's source, as the run's planner does; the
+    // first output's name.
+    QString addChapters(int row, const QString &input, const TaskPlan &plan)
+    {
+        QString first;
+        for (const TaskPlan &part : chapterTaskPlans(plan, input)) {
+            const QString output = m_run->addRow(row, input, part);
+            first = first.isEmpty() ? output : first;
+        }
+        return first;
     }
 
     // Begins a run with a row per input, each named after its index in the list.
@@ -354,10 +367,11 @@ private slots:
         QCOMPARE(watch.ends.size(), 2);
         QCOMPARE(watch.ends.at(0).row, 0);
         QCOMPARE(watch.ends.at(0).outcome, RowOutcome::Done);
-        QCOMPARE(m_run->finalOutputs(0),
-            (QStringList {
-                outFolder() + u"/a (track 1, eng).MP3"_s, outFolder() + u"/a (track 2).MP3"_s }));
-        QCOMPARE(m_run->finalOutput(0), m_run->finalOutputs(0).first());
+        const QList<ConversionRun::RowOutput> parts = m_run->outputs(0);
+        QCOMPARE(parts.size(), 2);
+        QCOMPARE(parts.at(0).output, outFolder() + u"/a (track 1, eng).MP3"_s);
+        QCOMPARE(parts.at(1).output, outFolder() + u"/a (track 2).MP3"_s);
+        QCOMPARE(m_run->finalOutput(0), parts.at(0).output);
         QCOMPARE(outputs(), (QStringList { u"a (track 1, eng).MP3"_s, u"a (track 2).MP3"_s }));
         QCOMPARE(watch.outcomeOf(1), RowOutcome::Failed);
         QCOMPARE(m_run->failures().size(), 1);
@@ -381,6 +395,82 @@ private slots:
             watch.ends.at(0).message, u"a (track 1).MP3: no sound\na (track 2).MP3: no sound"_s);
         QCOMPARE(m_run->failures().size(), 1);
         QVERIFY(outputs().isEmpty());
+    }
+
+    // A row split into chapters queues one output per chapter within its cut; the row ends once,
+    // when the last of them does, and its bar combines theirs.
+    void aSplitRowIsOneRowOfSeveralOutputs()
+    {
+        Watch watch(*m_run);
+        m_run->begin(outFolder());
+        TaskPlan p = mp3Plan();
+        p.cut = { 1'000'000, -1 };
+        p.source.durationUs = 9'000'000;
+        p.source.tags = { { u"title"_s, u"Lecture"_s }, { u"track"_s, u"7"_s } };
+        p.source.chapters = { { 0, 2'000'000, "Intro" }, { 2'000'000, 5'000'000, "Part: one/two" },
+            { 5'000'000, 9'000'000, "" } };
+        QCOMPARE(addChapters(0, in(u"a.mp4"_s), p), outFolder() + u"/a - 01 - Intro.MP3"_s);
+        m_engine.otherwise = FakeScript { JobOutcome::Succeeded, {}, { 500'000 }, false };
+        m_run->start(1);
+        QTRY_VERIFY(watch.ended());
+
+        QCOMPARE(m_engine.tasks.size(), 3);
+        const QList<TaskCut> cuts
+            = { { 1'000'000, 1'000'000 }, { 2'000'000, 3'000'000 }, { 5'000'000, -1 } };
+        for (qsizetype i = 0; i < 3; ++i) {
+            const EncodeTask &task = m_engine.tasks.at(i);
+            QCOMPARE(task.cut, cuts.at(i));
+            QVERIFY(!task.extras.chapters);
+            const SongTags &tags = task.facts.tags;
+            QVERIFY(tags.contains(qMakePair(u"album"_s, u"Lecture"_s)));
+            QVERIFY(tags.contains(qMakePair(u"track"_s, QStringLiteral("%1/3").arg(i + 1))));
+            QCOMPARE(std::count_if(tags.begin(), tags.end(),
+                         [](const auto &tag) { return tag.first == u"title"_s; }),
+                1);
+        }
+        QVERIFY(m_engine.tasks.at(2).facts.tags.contains(qMakePair(u"title"_s, u"Chapter 3"_s)));
+
+        QCOMPARE(watch.ends.size(), 1);
+        QCOMPARE(watch.ends.at(0).outcome, RowOutcome::Done);
+        QCOMPARE(outputs(),
+            (QStringList {
+                u"a - 01 - Intro.MP3"_s, u"a - 02 - Part_ one_two.MP3"_s, u"a - 03.MP3"_s }));
+        const QList<ConversionRun::RowOutput> parts = m_run->outputs(0);
+        QCOMPARE(parts.size(), 3);
+        for (const ConversionRun::RowOutput &part : parts)
+            QCOMPARE(part.outcome, RowOutcome::Done);
+        // The row's percent only grows, and reaches 100 only at its end.
+        int last = 0;
+        for (const auto &[row, percent] : watch.progress) {
+            QVERIFY(percent >= last && percent < 100);
+            last = percent;
+        }
+        QCOMPARE(m_run->rowPercent(0), 100);
+    }
+
+    // One chapter that fails fails the row, once, naming that chapter's output; the others stay.
+    void aSplitRowFailsWithItsFailedChapter()
+    {
+        Watch watch(*m_run);
+        m_run->begin(outFolder());
+        TaskPlan p = mp3Plan();
+        p.source.chapters = { { 0, 1'000'000, "One" }, { 1'000'000, 2'000'000, "Two" },
+            { 2'000'000, 3'000'000, "Three" } };
+        QVERIFY(!addChapters(0, in(u"a.mp4"_s), p).isEmpty());
+        m_engine.scripts.insert(
+            u"a - 02 - Two.MP3"_s, FakeScript { JobOutcome::Failed, u"boom"_s, {}, false });
+        m_run->start(1);
+        QTRY_VERIFY(watch.ended());
+        QCOMPARE(watch.ends.size(), 1);
+        QCOMPARE(watch.ends.at(0).outcome, RowOutcome::Failed);
+        QCOMPARE(watch.ends.at(0).message, u"a - 02 - Two.MP3: boom"_s);
+        QCOMPARE(m_run->failures().size(), 1);
+        const QList<ConversionRun::RowOutput> parts = m_run->outputs(0);
+        QCOMPARE(parts.size(), 3);
+        QCOMPARE(parts.at(0).outcome, RowOutcome::Done);
+        QCOMPARE(parts.at(1).outcome, RowOutcome::Failed);
+        QCOMPARE(parts.at(2).outcome, RowOutcome::Done);
+        QCOMPARE(outputs(), (QStringList { u"a - 01 - One.MP3"_s, u"a - 03 - Three.MP3"_s }));
     }
 };
 

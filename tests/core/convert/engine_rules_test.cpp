@@ -9,6 +9,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+extern "C" {
+#include <libavcodec/codec_id.h>
+}
+
 using namespace sonivert;
 using namespace Qt::StringLiterals;
 
@@ -165,6 +169,98 @@ private slots:
             = QStringList { u"-vn"_s } + tail + QStringList { u"/out/.a.MP3"_s };
         QCOMPARE(args.mid(input + 6), expected);
         QCOMPARE(args.count(u"-ss"_s), cut.startUs > 0 ? 1 : 0);
+    }
+
+    // What carries the cover and chapters, by the output's format, the cut and the choices.
+    void coverAndChapterWords_data()
+    {
+        QTest::addColumn<QString>("output");
+        QTest::addColumn<qint64>("startUs");
+        QTest::addColumn<bool>("video");
+        QTest::addColumn<int>("cover"); // CoverChoice
+        QTest::addColumn<bool>("chapters");
+        QTest::addColumn<QString>("pictureFile");
+        QTest::addColumn<QStringList>("expected"); // the arguments after the input's
+        const QStringList tags = { u"-fflags"_s, u"+bitexact"_s, u"-metadata"_s, u"title=T"_s };
+        const QStringList keepChapterTitles
+            = { u"-map_metadata:g"_s, u"-1"_s, u"-map_metadata:s"_s, u"-1"_s };
+        const QStringList noChapters = { u"-map_metadata"_s, u"-1"_s, u"-map_chapters"_s, u"-1"_s };
+        const QStringList picture = { u"-c:v"_s, u"copy"_s, u"-disposition:v:0"_s,
+            u"attached_pic"_s, u"-acodec"_s, u"libmp3lame"_s };
+
+        // The picture is copied from the source; no "-vn" may drop it again.
+        QTest::newRow("mp3 whole")
+            << u"/o/.x.MP3"_s << 0ll << false << int(CoverChoice::Source) << true << QString()
+            << keepChapterTitles + tags + QStringList { u"-map"_s, u"0:1"_s, u"-map"_s, u"0:2"_s }
+                + picture + QStringList { u"/o/.x.MP3"_s };
+        // A cut drops what comes before its start: the picture comes from a file, moved there.
+        QTest::newRow("mp3 cut") << u"/o/.x.MP3"_s << 2'000'000ll << false
+                                 << int(CoverChoice::Source) << true << u"/o/.p.jpg"_s
+                                 << QStringList { u"-itsoffset"_s, u"2"_s, u"-i"_s, u"/o/.p.jpg"_s }
+                + keepChapterTitles + tags
+                + QStringList { u"-map"_s, u"0:1"_s, u"-map"_s, u"1:0"_s } + picture
+                + QStringList { u"-ss"_s, u"2"_s, u"/o/.x.MP3"_s };
+        // Chapters as comments, which lavf's muxers would not write (or write wrongly).
+        QTest::newRow("flac") << u"/o/.x.FLAC"_s << 500'000ll << false << int(CoverChoice::None)
+                              << true << QString()
+                              << noChapters + tags
+                + QStringList { u"-metadata"_s, u"CHAPTER000=00:00:00.000"_s, u"-metadata"_s,
+                      u"CHAPTER000NAME=One"_s, u"-metadata"_s, u"CHAPTER001=00:00:00.500"_s,
+                      u"-acodec"_s, u"libmp3lame"_s, u"-vn"_s, u"-ss"_s, u"0.5"_s,
+                      u"/o/.x.FLAC"_s };
+        QTest::newRow("no chapters wanted")
+            << u"/o/.x.M4A"_s << 0ll << false << int(CoverChoice::None) << false << QString()
+            << noChapters + tags
+                + QStringList { u"-acodec"_s, u"libmp3lame"_s, u"-vn"_s, u"/o/.x.M4A"_s };
+        // Nothing holds them: no cover, and ffmpeg is told not to copy chapters.
+        QTest::newRow("wav") << u"/o/.x.WAV"_s << 0ll << false << int(CoverChoice::Source) << true
+                             << QString()
+                             << noChapters + tags
+                + QStringList { u"-acodec"_s, u"libmp3lame"_s, u"-vn"_s, u"/o/.x.WAV"_s };
+        // A video output keeps ffmpeg's own choice of streams.
+        QTest::newRow("video") << u"/o/.x.MP4"_s << 0ll << true << int(CoverChoice::Source) << true
+                               << QString() << keepChapterTitles + tags;
+    }
+
+    void coverAndChapterWords()
+    {
+        QFETCH(QString, output);
+        QFETCH(qint64, startUs);
+        QFETCH(bool, video);
+        QFETCH(int, cover);
+        QFETCH(bool, chapters);
+        QFETCH(QString, pictureFile);
+        QFETCH(QStringList, expected);
+        EncodeTask task;
+        task.input = u"/in/a.mkv"_s;
+        task.temporaryOutput = output;
+        task.cut = { startUs, -1 };
+        task.facts.audioStream = 1;
+        task.facts.coverStream = 2;
+        task.facts.coverCodec = AV_CODEC_ID_MJPEG;
+        task.facts.tags = { { u"title"_s, u"T"_s } };
+        task.facts.chapters = { { 0, 1'000'000, "One" }, { 1'000'000, 2'000'000, "" } };
+        EncodePlan plan;
+        plan.audioEncoder = u"libmp3lame"_s;
+        plan.sampleRate = u"44100"_s;
+        plan.video = video;
+        task.plan = plan;
+        task.extras = { CoverChoice(cover), chapters };
+        const QStringList args = buildFfmpegArguments(task, { pictureFile, QString() });
+        const QStringList after = args.mid(args.indexOf(u"/in/a.mkv"_s) + 1);
+        if (video) {
+            QCOMPARE(after.mid(0, expected.size()), expected);
+            QVERIFY(!after.contains(u"-map"_s));
+            return;
+        }
+        // The encoding words of the plan sit between, as everywhere: only the ends are compared.
+        QStringList kept = after;
+        for (const char *word : { "-ac", "-ar", "-ab" }) {
+            const qsizetype at = kept.indexOf(QLatin1String(word));
+            if (at >= 0)
+                kept.remove(at, 2);
+        }
+        QCOMPARE(kept, expected);
     }
 
     void commandLineTextCases()

@@ -585,6 +585,21 @@ private slots:
         QCOMPARE(plans.at(1).source.audioTrack, 1);
         QCOMPARE(plans.at(1).nameSuffix, u" (track 2, fra)"_s);
         QCOMPARE(plans.at(1).cut, plans.at(0).cut);
+
+        // Split into its chapters too: each track's chapters, named by both.
+        item.source.chapters = { { 0, 3'000'000, "Intro" }, { 3'000'000, 9'000'000, "Rest" } };
+        const QList<TaskPlan> split = planRowTasks(item, settings, { CoverChoice::None, true });
+        QCOMPARE(split.size(), 4);
+        QCOMPARE(split.at(1).nameSuffix, u" (track 1, eng) - 02 - Rest"_s);
+        QCOMPARE(split.at(2).nameSuffix, u" (track 2, fra) - 01 - Intro"_s);
+        QCOMPARE(split.at(2).extension, u"OPUS"_s);
+        QCOMPARE(split.at(2).source.audioTrack, 1);
+        QCOMPARE(split.at(2).cut, (TaskCut { 0, 3'000'000 }));
+        QCOMPARE(split.at(3).cut.startUs, 3'000'000);
+        for (const TaskPlan &part : split) {
+            QCOMPARE(part.extras.cover, CoverChoice::None);
+            QVERIFY(!part.extras.chapters);
+        }
     }
 
     // Every codec the catalogue names must become an encoder the installed ffmpeg has, once

@@ -7,6 +7,7 @@
 #include "support/modal_watcher.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -104,6 +105,43 @@ private slots:
         QTRY_COMPARE(finished.count(), 1);
         QCOMPARE(state(0), u"Done"_s);
         QCOMPARE(state(1), u"Done"_s);
+    }
+
+    // The cover and chapter choices beside the format reach every task, and are remembered; a
+    // row split into chapters shows one bar and ends once.
+    void coverAndChapterChoicesReachTheTasks()
+    {
+        m_window->setTaskPlanner([](int) {
+            TaskPlan plan { QString(), u" -vn"_s, u"MP3"_s, {}, {}, {}, {} };
+            plan.source.chapters = { { 0, 1'000'000, "One" }, { 1'000'000, 2'000'000, "Two" } };
+            return plan;
+        });
+        addRows({ u"talk.mp4"_s });
+        auto *cover = m_window->findChild<QComboBox *>(u"Cmb_Cover"_s);
+        cover->setCurrentIndex(cover->findText(u"No cover"_s));
+        m_window->findChild<QCheckBox *>(u"Chk_SplitChapters"_s)->setChecked(true);
+        QCOMPARE(m_window->runOptions()->cover(), CoverChoice::None);
+        QVERIFY(m_window->runOptions()->splitChapters());
+
+        QSignalSpy finished(m_window.get(), &MainWindow::runFinished);
+        test::ModalWatcher watcher;
+        m_window->convertCommand();
+        QTRY_COMPARE(finished.count(), 1);
+        QCOMPARE(m_engine.tasks.size(), 2);
+        for (const EncodeTask &task : std::as_const(m_engine.tasks))
+            QCOMPARE(task.extras.cover, CoverChoice::None);
+        QVERIFY(m_engine.tasks.at(1).output.endsWith(u"/talk - 02 - Two.MP3"_s));
+        QCOMPARE(state(0), u"Done"_s);
+
+        m_window->runOptions()->remember();
+        const RunOptions again(Key);
+        QCOMPARE(again.cover(), CoverChoice::None);
+        QVERIFY(again.splitChapters());
+        m_window->runOptions()->setCover(CoverChoice::Frame);
+        QCOMPARE(cover->currentText(), u"Source picture, else a video frame"_s);
+        m_window->runOptions()->setSplitChapters(false);
+        m_window->runOptions()->setCover(CoverChoice::Source);
+        m_window->runOptions()->remember();
     }
 
     void stopWhileIdleCancelsEveryRow()

@@ -1,0 +1,395 @@
+// The source's cover picture and chapters in the outputs that hold them, on both engines: an MP4
+// with a covr picture and chapters, a Matroska file with a cover attachment and chapters, a cut
+// that moves and clips the chapters, a video frame as cover, and no cover on request.
+#include "core/convert/ffmpeg_encode_job.h"
+#include "core/convert/ffmpeg_program.h"
+#include "core/convert/option_builder.h"
+#include "core/convert/output_naming.h"
+#include "core/convert/worker_encode_job.h"
+#include "core/convert/worker_pool.h"
+#include "core/media/chapter_marks.h"
+#include "core/media/cover_art.h"
+#include "core/media/source_facts.h"
+#include "support/media_maker.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+using namespace sonivert;
+using sonivert::test::runFfmpeg;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct ReadBack
+{
+    bool ok = false;
+    bool hasAudio = false;
+    int pictureWidth = -1; // -1: no picture
+    int pictureHeight = -1;
+    std::vector<ChapterMark> chapters;
+};
+
+ReadBack readBack(const QString &path)
+{
+    ReadBack r;
+    AVFormatContext *raw = nullptr;
+    if (avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
+        return r;
+    std::unique_ptr<AVFormatContext, void (*)(AVFormatContext *)> context(
+        raw, [](AVFormatContext *c) { avformat_close_input(&c); });
+    if (avformat_find_stream_info(context.get(), nullptr) < 0)
+        return r;
+    r.ok = true;
+    r.hasAudio = defaultAudioStreamIndex(context.get()) >= 0;
+    const CoverPicture picture = attachedPicture(context.get());
+    if (!picture.empty()) {
+        r.pictureWidth = picture.width;
+        r.pictureHeight = picture.height;
+    }
+    // As written: a reader's start time (an encoder's delay, say) does not move them.
+    for (unsigned i = 0; i < context->nb_chapters; ++i) {
+        const AVChapter *chapter = context->chapters[i];
+        const AVDictionaryEntry *title = av_dict_get(chapter->metadata, "title", nullptr, 0);
+        r.chapters.push_back({ av_rescale_q(chapter->start, chapter->time_base, AV_TIME_BASE_Q),
+            av_rescale_q(chapter->end, chapter->time_base, AV_TIME_BASE_Q),
+            title ? title->value : "" });
+    }
+    return r;
+}
+
+EncodePlan planFor(const QString &extension)
+{
+    static const QHash<QString, QString> encoders = { { u"mp3"_s, u"libmp3lame"_s },
+        { u"m4a"_s, u"aac"_s }, { u"flac"_s, u"flac"_s }, { u"ogg"_s, u"libvorbis"_s },
+        { u"opus"_s, u"libopus"_s }, { u"wav"_s, u"pcm_s16le"_s } };
+    EncodePlan plan;
+    plan.channels = 2;
+    plan.sampleRate = extension == QLatin1String("opus") ? u"48000"_s : u"44100"_s;
+    plan.audioBitrateKbps = 128;
+    plan.audioEncoder = encoders.value(extension);
+    return plan;
+}
+
+constexpr qint64 Ms = 1000;
+
+} // namespace
+
+class CoverChaptersTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    QString m_ffmpeg;
+    WorkerPool m_pool;
+    QString m_mp4, m_mkv, m_plain, m_bigCover, m_gifCover;
+
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+
+    // Converts into a fresh output; the output's path, or "" when the job failed.
+    QString convert(bool worker, const QString &input, const QString &extension,
+        const TaskCut &cut = {}, const OutputExtras &extras = {})
+    {
+        static int count = 0;
+        const QString output = path(QStringLiteral("out%1.%2").arg(++count).arg(extension));
+        const EncodePlan plan = planFor(extension);
+        EncodeTask task;
+        task.input = input;
+        task.output = output;
+        task.temporaryOutput = temporaryOutputName(output);
+        task.outputOptions = optionString(plan);
+        task.cut = cut;
+        task.facts = readSourceFacts(input);
+        task.plan = plan;
+        task.extras = extras;
+        std::unique_ptr<EncodeJob> job(worker
+                ? static_cast<EncodeJob *>(new WorkerEncodeJob(&m_pool, m_ffmpeg, task))
+                : new FfmpegEncodeJob(m_ffmpeg, task));
+        QSignalSpy finished(job.get(), &EncodeJob::finished);
+        job->start();
+        if (!finished.wait(60000))
+            return {};
+        if (job->Result().outcome != JobOutcome::Succeeded) {
+            qWarning() << job->Result().message << job->Result().commandLine;
+            return {};
+        }
+        return task.temporaryOutput;
+    }
+
+    // No picture files or other leftovers beside the outputs.
+    void verifyNoLeftovers()
+    {
+        const QStringList hidden
+            = QDir(m_dir.path())
+                  .entryList({ QStringLiteral(".sonivert-*") }, QDir::Files | QDir::Hidden);
+        for (const QString &name : hidden)
+            QVERIFY2(!name.endsWith(QLatin1String(".jpg")), qPrintable(name));
+    }
+
+private slots:
+    void initTestCase()
+    {
+        av_log_set_level(AV_LOG_ERROR); // MP4 cover tracks have no time scale to speak of
+        QVERIFY(m_dir.isValid());
+        m_ffmpeg = findFfmpegProgram();
+        QVERIFY(!m_ffmpeg.isEmpty());
+        m_pool.setProgram(QStringLiteral(SONIVERT_BIN_DIR "/sonivert-worker"));
+
+        const QString meta = path(QStringLiteral("chapters.txt"));
+        QFile file(meta);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(";FFMETADATA1\ntitle=Lecture\n"
+                   "[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=1500\ntitle=Intro\n"
+                   "[CHAPTER]\nTIMEBASE=1/1000\nSTART=1500\nEND=3000\ntitle=Main part\n"
+                   "[CHAPTER]\nTIMEBASE=1/1000\nSTART=3000\nEND=4000\ntitle=End\n");
+        file.close();
+        const QString cover = path(QStringLiteral("cover.jpg"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc=s=320x240:d=1"_s,
+            u"-frames:v"_s, u"1"_s, cover }));
+        const QStringList sound = { u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=f=440:d=4"_s, u"-f"_s,
+            u"lavfi"_s, u"-i"_s, u"testsrc=s=160x120:r=10:d=4"_s };
+        m_mp4 = path(QStringLiteral("covered.mp4"));
+        QVERIFY(runFfmpeg(sound
+            + QStringList { u"-i"_s, cover, u"-i"_s, meta, u"-map"_s, u"0:a"_s, u"-map"_s, u"1:v"_s,
+                u"-map"_s, u"2:v"_s, u"-map_metadata"_s, u"3"_s, u"-map_chapters"_s, u"3"_s,
+                u"-c:a"_s, u"aac"_s, u"-c:v:0"_s, u"mpeg4"_s, u"-c:v:1"_s, u"copy"_s,
+                u"-disposition:v:1"_s, u"attached_pic"_s, m_mp4 }));
+        m_mkv = path(QStringLiteral("attached.mkv"));
+        QVERIFY(runFfmpeg(sound
+            + QStringList { u"-i"_s, meta, u"-map"_s, u"0:a"_s, u"-map"_s, u"1:v"_s,
+                u"-map_metadata"_s, u"2"_s, u"-map_chapters"_s, u"2"_s, u"-c:a"_s, u"libvorbis"_s,
+                u"-c:v"_s, u"mpeg4"_s, u"-attach"_s, cover, u"-metadata:s:t"_s,
+                u"mimetype=image/jpeg"_s, m_mkv }));
+        m_plain = path(QStringLiteral("plain.mp4"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=d=3"_s, u"-f"_s, u"lavfi"_s,
+            u"-i"_s, u"testsrc=s=1280x720:r=10:d=3"_s, u"-c:v"_s, u"mpeg4"_s, m_plain }));
+        // A picture far too large for a comment (or a command-line argument) as it is.
+        const QString noise = path(QStringLiteral("noise.png"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s,
+            u"nullsrc=s=1000x1000,geq=random(1)*255:random(2)*255:random(3)*255"_s, u"-frames:v"_s,
+            u"1"_s, noise }));
+        QVERIFY(QFileInfo(noise).size() > qint64(MaxCommentPictureBytes) * 4);
+        m_bigCover = path(QStringLiteral("big.mp4"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=d=1"_s, u"-i"_s, noise, u"-map"_s,
+            u"0:a"_s, u"-map"_s, u"1:v"_s, u"-c:a"_s, u"aac"_s, u"-c:v"_s, u"copy"_s,
+            u"-disposition:v"_s, u"attached_pic"_s, m_bigCover }));
+        // A GIF attachment, which FLAC and MP4 cannot hold as it is.
+        const QString gif = path(QStringLiteral("cover.gif"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc=s=64x48:d=1"_s, u"-frames:v"_s,
+            u"1"_s, gif }));
+        m_gifCover = path(QStringLiteral("gif.mka"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=d=1"_s, u"-c:a"_s, u"libvorbis"_s,
+            u"-attach"_s, gif, u"-metadata:s:t"_s, u"mimetype=image/gif"_s, m_gifCover }));
+        const ReadBack mkv = readBack(m_mkv);
+        QCOMPARE(mkv.pictureWidth, 320); // the attachment reads as an attached picture
+        QCOMPARE(mkv.chapters.size(), size_t(3));
+    }
+
+    void carriedIntoEveryHolder_data()
+    {
+        QTest::addColumn<bool>("worker");
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<QString>("extension");
+        for (const bool worker : { false, true }) {
+            for (const char *source : { "mp4", "mkv" }) {
+                for (const char *extension : { "mp3", "m4a", "flac", "ogg", "opus" }) {
+                    QTest::addRow("%s %s %s", worker ? "worker" : "ffmpeg", source, extension)
+                        << worker << QString::fromLatin1(source) << QString::fromLatin1(extension);
+                }
+            }
+        }
+    }
+
+    void carriedIntoEveryHolder()
+    {
+        QFETCH(bool, worker);
+        QFETCH(QString, source);
+        QFETCH(QString, extension);
+        const QString output
+            = convert(worker, source == QLatin1String("mp4") ? m_mp4 : m_mkv, extension);
+        QVERIFY(!output.isEmpty());
+        const ReadBack r = readBack(output);
+        QVERIFY(r.ok && r.hasAudio);
+        QCOMPARE(r.pictureWidth, 320);
+        QCOMPARE(r.pictureHeight, 240);
+        QCOMPARE(r.chapters.size(), size_t(3));
+        const std::vector<std::pair<qint64, std::string>> expected
+            = { { 0, "Intro" }, { 1500 * Ms, "Main part" }, { 3000 * Ms, "End" } };
+        for (size_t i = 0; i < expected.size(); ++i) {
+            QCOMPARE(r.chapters[i].title, expected[i].second);
+            QVERIFY2(std::abs(r.chapters[i].startUs - expected[i].first) <= 1 * Ms,
+                qPrintable(QString::number(r.chapters[i].startUs)));
+        }
+        verifyNoLeftovers();
+    }
+
+    // A format without a place for them drops both without a word.
+    void droppedWhereNotHeld()
+    {
+        for (const bool worker : { false, true }) {
+            const QString output = convert(worker, m_mp4, QStringLiteral("wav"));
+            QVERIFY(!output.isEmpty());
+            const ReadBack r = readBack(output);
+            QVERIFY(r.hasAudio);
+            QCOMPARE(r.pictureWidth, -1);
+        }
+    }
+
+    void cutMovesAndClipsChapters_data()
+    {
+        QTest::addColumn<bool>("worker");
+        QTest::addColumn<QString>("extension");
+        for (const bool worker : { false, true }) {
+            for (const char *extension : { "mp3", "m4a", "opus" }) {
+                QTest::addRow("%s %s", worker ? "worker" : "ffmpeg", extension)
+                    << worker << QString::fromLatin1(extension);
+            }
+        }
+    }
+
+    void cutMovesAndClipsChapters()
+    {
+        QFETCH(bool, worker);
+        QFETCH(QString, extension);
+        const QString output = convert(worker, m_mp4, extension, TaskCut { 1000 * Ms, 2000 * Ms });
+        QVERIFY(!output.isEmpty());
+        const ReadBack r = readBack(output);
+        // The picture survives the cut, which drops what comes before its start.
+        QCOMPARE(r.pictureWidth, 320);
+        QVERIFY(r.chapters.size() >= 2);
+        QCOMPARE(r.chapters[0].title, std::string("Intro"));
+        QVERIFY(std::abs(r.chapters[0].startUs) <= 1 * Ms);
+        QCOMPARE(r.chapters[1].title, std::string("Main part"));
+        QVERIFY2(std::abs(r.chapters[1].startUs - 500 * Ms) <= 1 * Ms,
+            qPrintable(QString::number(r.chapters[1].startUs)));
+        if (extension != QLatin1String("opus")) // comments give starts only
+            QVERIFY(std::abs(r.chapters[1].endUs - 2000 * Ms) <= 30 * Ms);
+        for (const ChapterMark &chapter : r.chapters)
+            QVERIFY(chapter.startUs <= 2000 * Ms);
+        verifyNoLeftovers();
+    }
+
+    void coverChoices_data()
+    {
+        QTest::addColumn<bool>("worker");
+        QTest::addColumn<QString>("extension");
+        for (const bool worker : { false, true }) {
+            for (const char *extension : { "m4a", "ogg" }) {
+                QTest::addRow("%s %s", worker ? "worker" : "ffmpeg", extension)
+                    << worker << QString::fromLatin1(extension);
+            }
+        }
+    }
+
+    void coverChoices()
+    {
+        QFETCH(bool, worker);
+        QFETCH(QString, extension);
+        // A video without a picture of its own gives a frame, scaled to fit 600 pixels.
+        const QString frame = convert(worker, m_plain, extension, {}, { CoverChoice::Frame, true });
+        QVERIFY(!frame.isEmpty());
+        ReadBack r = readBack(frame);
+        QCOMPARE(r.pictureWidth, 600);
+        QCOMPARE(r.pictureHeight, 338);
+        // The source's own picture comes first.
+        r = readBack(convert(worker, m_mp4, extension, {}, { CoverChoice::Frame, true }));
+        QCOMPARE(r.pictureWidth, 320);
+        r = readBack(convert(worker, m_plain, extension));
+        QVERIFY(r.ok);
+        QCOMPARE(r.pictureWidth, -1);
+        r = readBack(convert(worker, m_mp4, extension, {}, { CoverChoice::None, true }));
+        QVERIFY(r.ok);
+        QCOMPARE(r.pictureWidth, -1);
+        // Chapters may be left out too.
+        r = readBack(convert(worker, m_mp4, extension, {}, { CoverChoice::Source, false }));
+        QVERIFY(r.ok);
+        QCOMPARE(r.chapters.size(), size_t(0));
+        verifyNoLeftovers();
+    }
+
+    // Ogg and Opus hold the picture in a comment: a large one goes in as a smaller JPEG.
+    void aLargePictureFitsAComment()
+    {
+        for (const bool worker : { false, true }) {
+            const QString output = convert(worker, m_bigCover, QStringLiteral("opus"));
+            QVERIFY(!output.isEmpty());
+            const ReadBack r = readBack(output);
+            QCOMPARE(r.pictureWidth, MaxCoverSide);
+            QVERIFY(QFileInfo(output).size() < qint64(MaxCommentPictureBytes) * 2);
+        }
+    }
+
+    void anyPictureGoesInAsOneTheFormatTakes_data()
+    {
+        QTest::addColumn<bool>("worker");
+        QTest::addColumn<QString>("extension");
+        for (const bool worker : { false, true }) {
+            for (const char *extension : { "flac", "m4a", "ogg" }) {
+                QTest::addRow("%s %s", worker ? "worker" : "ffmpeg", extension)
+                    << worker << QString::fromLatin1(extension);
+            }
+        }
+    }
+
+    void anyPictureGoesInAsOneTheFormatTakes()
+    {
+        QFETCH(bool, worker);
+        QFETCH(QString, extension);
+        const QString output = convert(worker, m_gifCover, extension);
+        QVERIFY(!output.isEmpty());
+        QCOMPARE(readBack(output).pictureWidth, 64);
+    }
+
+    void chaptersWithinCut_data()
+    {
+        QTest::addColumn<qint64>("startUs");
+        QTest::addColumn<qint64>("lengthUs");
+        QTest::addColumn<QList<qint64>>("expected"); // start, end of each chapter kept
+
+        QTest::newRow("whole") << 0ll << -1ll << QList<qint64> { 0, 1500, 1500, 3000, 3000, 4000 };
+        QTest::newRow("from inside the first")
+            << 1000ll << -1ll << QList<qint64> { 0, 500, 500, 2000, 2000, 3000 };
+        QTest::newRow("clipped at the end")
+            << 0ll << 2000ll << QList<qint64> { 0, 1500, 1500, 2000 };
+        QTest::newRow("within one") << 1600ll << 1000ll << QList<qint64> { 0, 1000 };
+        QTest::newRow("past them all") << 5000ll << -1ll << QList<qint64> {};
+    }
+
+    void chaptersWithinCut()
+    {
+        QFETCH(qint64, startUs);
+        QFETCH(qint64, lengthUs);
+        QFETCH(QList<qint64>, expected);
+        const std::vector<ChapterMark> chapters
+            = { { 0, 1500, "a" }, { 1500, 3000, "b" }, { 3000, 4000, "c" } };
+        const std::vector<ChapterMark> kept = chaptersWithin(chapters, startUs, lengthUs);
+        QList<qint64> got;
+        for (const ChapterMark &chapter : kept)
+            got << chapter.startUs << chapter.endUs;
+        QCOMPARE(got, expected);
+    }
+
+    void chapterCommentTimes()
+    {
+        const auto comments = chapterComments(
+            { { 0, 1, "Intro" }, { 1'500'000, 2, "" }, { 3'723'999'000, 3, "Late" } });
+        const std::vector<std::pair<std::string, std::string>> expected
+            = { { "CHAPTER000", "00:00:00.000" }, { "CHAPTER000NAME", "Intro" },
+                  // Half a second is not rounded up to the next one.
+                  { "CHAPTER001", "00:00:01.500" }, { "CHAPTER002", "01:02:03.999" },
+                  { "CHAPTER002NAME", "Late" } };
+        QCOMPARE(comments, expected);
+    }
+};
+
+QTEST_GUILESS_MAIN(CoverChaptersTest)
+#include "cover_chapters_test.moc"
