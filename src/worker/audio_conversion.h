@@ -19,6 +19,14 @@ struct ConversionSpec
     int64_t startUs = 0; // the cut, counted from the file's start, applied after decoding
     int64_t lengthUs = -1; // -1: to the end of the sound
     std::vector<std::pair<std::string, std::string>> tags; // container tags, in order
+    // A segment of a conversion split across workers: the samples [segmentFrom, segmentTo) of
+    // the cut (-1: to its end), moved onto the encoder's frame grid, are encoded with the lead-in
+    // and lead-out that a seamless join needs, and the packets go to packetFile, not to output.
+    std::string packetFile;
+    int64_t segmentFrom = 0;
+    int64_t segmentTo = -1;
+    // A join: these segment files of the same conversion, in order, are muxed into output.
+    std::vector<std::string> joinParts;
 };
 
 // Where a conversion reports. Log lines carry ffmpeg's levels (AV_LOG_*) and, for the lines

@@ -41,9 +41,11 @@ bool isWorkerEncoder(const QString &name)
     return names.contains(name) || name.startsWith(QLatin1String("pcm_"));
 }
 
+} // namespace
+
 // The encoder ffmpeg runs for a plan: the -acodec value the command line gets, or the muxer's
 // default.
-QString encoderOf(const EncodePlan &plan, const QString &output, QString *why)
+QString workerEncoderName(const EncodePlan &plan, const QString &output, QString *why)
 {
     if (!plan.audioEncoder.isEmpty()) {
         const QString name = ffmpegAudioEncoder(plan);
@@ -70,8 +72,6 @@ QString encoderOf(const EncodePlan &plan, const QString &output, QString *why)
     }
     return QString::fromUtf8(codec->name);
 }
-
-} // namespace
 
 bool parseEngineChoice(const QString &text, EngineChoice *choice)
 {
@@ -106,7 +106,7 @@ QString workerRefusal(const EncodePlan &plan, const QString &output)
         return QStringLiteral("no output format fits the name %1")
             .arg(QFileInfo(output).fileName());
     QString why;
-    const QString encoder = encoderOf(plan, output, &why);
+    const QString encoder = workerEncoderName(plan, output, &why);
     if (encoder.isEmpty())
         return why;
     if (!isWorkerEncoder(encoder))
@@ -219,7 +219,7 @@ void WorkerEncodeJob::sendTask(bool freshWorker)
     message.add("id", m_taskId)
         .add("input", QFile::encodeName(m_task.input).toStdString())
         .add("output", QFile::encodeName(m_task.temporaryOutput).toStdString())
-        .add("encoder", encoderOf(plan, m_task.output, &why).toStdString())
+        .add("encoder", workerEncoderName(plan, m_task.output, &why).toStdString())
         .add("channels", int64_t(plan.channels))
         .add("rate", int64_t(plan.sampleRate.toInt()))
         .add("bitrate", int64_t(plan.audioBitrateKbps) * 1000)
@@ -227,6 +227,13 @@ void WorkerEncodeJob::sendTask(bool freshWorker)
         .add("length_us", int64_t(m_task.cut.lengthUs));
     for (const auto &[key, value] : m_task.facts.tags)
         message.add("tag", (key + QLatin1Char('=') + value).toStdString());
+    if (m_task.segment) {
+        message.add("packets", QFile::encodeName(m_task.segment->packetFile).toStdString())
+            .add("segment_from", int64_t(m_task.segment->fromSample))
+            .add("segment_to", int64_t(m_task.segment->toSample));
+    }
+    for (const QString &part : m_task.joinParts)
+        message.add("part", QFile::encodeName(part).toStdString());
     if (m_paused)
         m_worker->signal(SIGSTOP);
     else
@@ -344,6 +351,11 @@ void WorkerEncodeJob::endTask(bool ok)
     m_result.exitCode = ok ? 0 : 1;
     if (!ok || m_partialFile) {
         fail(failureMessage());
+        return;
+    }
+    if (m_task.segment) {
+        // A segment's packets are checked by the join that reads them.
+        finish(JobOutcome::Succeeded, QString());
         return;
     }
     m_check = readBackLater(m_task, this);
