@@ -33,7 +33,8 @@ namespace {
 
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
-    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--stall-timeout SECONDS] [--dry-run] "
+    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--no-segments] [--stall-timeout SECONDS] "
+    "[--dry-run] "
     "[--json] FILE...");
 
 void printHelp(QTextStream &out)
@@ -49,13 +50,16 @@ void printHelp(QTextStream &out)
            "  --engine E        auto (default): sonivert-worker for the audio plans it runs, the\n"
            "                    ffmpeg program for the rest; ffmpeg; or worker (a plan it cannot\n"
            "                    run is a usage error)\n"
+           "  --no-segments     never split one long file across threads (by default a file\n"
+           "                    that starts while threads are free is encoded in segments at\n"
+           "                    once and joined, for MP3, AAC, FLAC and PCM outputs)\n"
            "  --stall-timeout S a file whose conversion shows no progress for S seconds fails\n"
            "                    (default 120)\n"
            "  --dry-run         print what would be run, convert nothing\n"
            "  --json            with --dry-run: [{\"file\", \"seek\", \"options\", \"output\", "
            "\"argv\",\n                    \"settings\", \"engine\"}]; otherwise [{\"file\", "
            "\"output\", "
-           "\"state\", \"message\",\n                    \"engine\"}]\n\n"
+           "\"state\", \"message\",\n                    \"engine\", \"segments\"}]\n\n"
            "An existing file is never overwritten: the output takes a name with \"_(new)\".\n"
            "Ctrl+C stops the run and removes what was not finished.\n"
            "Exit status: 0 all converted, 1 some failed or the run was stopped, 2 usage error,\n"
@@ -71,6 +75,7 @@ struct ConvertArgs
     QString outputFolder;
     int threads = 0;
     EngineChoice engine = EngineChoice::Auto;
+    bool segments = true;
     double stallSeconds = Encoder::DefaultStallTimeoutSeconds;
     bool dryRun = false;
     bool json = false;
@@ -186,6 +191,8 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
                 return ParseResult::Usage;
             }
             parsed.stallSeconds = double(us) / 1e6;
+        } else if (arg == QLatin1String("--no-segments")) {
+            parsed.segments = false;
         } else if (matches(arg, QStringLiteral("--engine"))) {
             if (!takeValue(args, i, QStringLiteral("--engine"), value))
                 value.clear();
@@ -216,6 +223,7 @@ struct PlannedFile
     FileState state = FileState::Planned;
     QString message;
     QString engine; // the engine that ran it, or would run it in a dry run
+    int segments = 0; // the segments it was encoded in at once; 0 when it did not run
 };
 
 struct Failure
@@ -324,7 +332,8 @@ QJsonObject resultJson(const PlannedFile &f)
 {
     return QJsonObject { { QStringLiteral("file"), f.input },
         { QStringLiteral("output"), f.output }, { QStringLiteral("state"), stateName(f.state) },
-        { QStringLiteral("message"), f.message }, { QStringLiteral("engine"), f.engine } };
+        { QStringLiteral("message"), f.message }, { QStringLiteral("engine"), f.engine },
+        { QStringLiteral("segments"), f.segments } };
 }
 
 // Converts the planned files in one run and follows it to the end. Files the engine refuses or
@@ -368,6 +377,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
             switch (outcome) {
             case RowOutcome::Done:
                 f.engine = run.taskEngine(row);
+                f.segments = run.taskSegments(row);
                 f.state = FileState::Done;
                 f.output = run.finalOutput(row);
                 if (!args.json)
@@ -376,6 +386,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
                 break;
             case RowOutcome::Failed:
                 f.engine = run.taskEngine(row);
+                f.segments = run.taskSegments(row);
                 f.state = FileState::Failed;
                 f.message = message;
                 failures.append({ f.name, message });
@@ -498,6 +509,7 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     }
     run.setEngineChoice(args.engine);
     run.setStallTimeoutSeconds(args.stallSeconds);
+    run.setSegmentation(args.segments);
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);
