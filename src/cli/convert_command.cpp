@@ -33,7 +33,8 @@ namespace {
 
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
-    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--no-segments] [--stall-timeout SECONDS] "
+    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--no-segments] [--stall-timeout "
+    "SECONDS] "
     "[--dry-run] "
     "[--json] FILE...");
 

@@ -23,6 +23,9 @@ namespace {
 
 constexpr int VariableFrameSamples = 4096;
 constexpr auto ProgressInterval = std::chrono::milliseconds(250);
+// The AAC encoder's rate control needs seconds of the same sound to reach the state a single pass
+// has at a join; 10 s was not always enough for a sweep.
+constexpr int64_t AacLeadInSeconds = 20;
 
 std::string errorText(int error)
 {
@@ -250,8 +253,8 @@ bool Conversion::openOutput()
 
 // A segment is kept from one frame boundary to another; the encoder starts earlier and runs on
 // past its end where its state must have settled for the frames at the joins to match a single
-// pass: LAME's psychoacoustics and bit reservoir, and the AAC encoder's rate control (which takes
-// seconds to settle). FLAC and PCM frames stand alone.
+// pass: LAME's psychoacoustics and bit reservoir, and the AAC encoder's rate control. FLAC and
+// PCM frames stand alone.
 void Conversion::planSegment()
 {
     const int64_t frame = m_frameSamples;
@@ -263,7 +266,7 @@ void Conversion::planSegment()
         leadIn = 16 * frame;
         leadOut = 6 * frame;
     } else if (m_encoder->codec_id == AV_CODEC_ID_AAC) {
-        leadIn = (10 * int64_t(m_encoder->sample_rate) + frame - 1) / frame * frame;
+        leadIn = (AacLeadInSeconds * int64_t(m_encoder->sample_rate) + frame - 1) / frame * frame;
         leadOut = 3 * frame;
     }
     m_windowFrom = std::max<int64_t>(m_keepFrom - leadIn, 0);

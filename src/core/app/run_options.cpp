@@ -13,6 +13,7 @@ RunOptions::RunOptions(const QString &settingsKey, QObject *parent)
     const QString count = RegReadText(m_settingsKey, QStringLiteral("ThreadCount")).trimmed();
     if (!count.isEmpty())
         m_threadCountText = count;
+    m_segments = textToBool(RegReadText(m_settingsKey, QStringLiteral("Segments")), true);
     bool ok = false;
     const double stall = RegReadText(m_settingsKey, QStringLiteral("StallTimeout")).toDouble(&ok);
     if (ok && stall >= 1)
@@ -25,6 +26,8 @@ void RunOptions::remember() const
     RegWriteText(m_settingsKey, QStringLiteral("ThreadMode"),
         m_threadMode ? QStringLiteral("true") : QStringLiteral("false"));
     RegWriteText(m_settingsKey, QStringLiteral("ThreadCount"), m_threadCountText);
+    RegWriteText(m_settingsKey, QStringLiteral("Segments"),
+        m_segments ? QStringLiteral("true") : QStringLiteral("false"));
 }
 
 void RunOptions::setOutputFolder(const QString &folder)
@@ -55,6 +58,14 @@ void RunOptions::setThreadCountText(const QString &text)
         return;
     m_threadCountText = text;
     emit threadCountTextChanged(text);
+}
+
+void RunOptions::setSegments(bool on)
+{
+    if (on == m_segments)
+        return;
+    m_segments = on;
+    emit segmentsChanged(on);
 }
 
 int RunOptions::threadCount() const

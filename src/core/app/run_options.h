@@ -29,6 +29,10 @@ public:
     void setThreadCountText(const QString &text);
     // The thread count a run starts with (ThreadCountFor).
     int threadCount() const;
+    // Whether a long file that starts while threads are free is encoded in segments at once:
+    // "Segments" in the settings, on unless set to false.
+    bool segments() const { return m_segments; }
+    void setSegments(bool on);
 
     // How long a task may make no progress before it is ended: "StallTimeout" in the settings
     // file, in seconds (for an output folder on a slow network mount, say), else 120.
@@ -38,12 +42,14 @@ signals:
     void outputFolderChanged(const QString &folder);
     void threadModeChanged(bool on);
     void threadCountTextChanged(const QString &text);
+    void segmentsChanged(bool on);
 
 private:
     QString m_settingsKey;
     QString m_outputFolder;
     bool m_threadMode = false;
     QString m_threadCountText = QStringLiteral("1");
+    bool m_segments = true;
     double m_stallSeconds = 120;
 };
 
