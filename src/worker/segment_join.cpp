@@ -42,25 +42,49 @@ private:
     size_t m_bit;
 };
 
+// FLAC's CRCs (polynomials 0x07 and 0x8005, MSB first), a byte at a time: a join runs them over
+// every frame.
+struct CrcTables
+{
+    uint8_t crc8[256];
+    uint16_t crc16[256];
+    CrcTables()
+    {
+        for (unsigned i = 0; i < 256; ++i) {
+            unsigned c8 = i;
+            unsigned c16 = i << 8;
+            for (int bit = 0; bit < 8; ++bit) {
+                c8 = (c8 & 0x80) ? (c8 << 1) ^ 0x07 : c8 << 1;
+                c16 = (c16 & 0x8000) ? (c16 << 1) ^ 0x8005 : c16 << 1;
+            }
+            crc8[i] = static_cast<uint8_t>(c8);
+            crc16[i] = static_cast<uint16_t>(c16);
+        }
+    }
+};
+
+const CrcTables &crcTables()
+{
+    static const CrcTables tables;
+    return tables;
+}
+
 uint8_t crc8(const std::string &bytes)
 {
+    const CrcTables &tables = crcTables();
     uint8_t crc = 0;
-    for (const char c : bytes) {
-        crc ^= static_cast<uint8_t>(c);
-        for (int i = 0; i < 8; ++i)
-            crc = static_cast<uint8_t>((crc & 0x80) ? (crc << 1) ^ 0x07 : crc << 1);
-    }
+    for (const char c : bytes)
+        crc = tables.crc8[crc ^ static_cast<uint8_t>(c)];
     return crc;
 }
 
 uint16_t crc16(const std::string &bytes)
 {
+    const CrcTables &tables = crcTables();
     uint16_t crc = 0;
-    for (const char c : bytes) {
-        crc ^= static_cast<uint16_t>(static_cast<uint8_t>(c) << 8);
-        for (int i = 0; i < 8; ++i)
-            crc = static_cast<uint16_t>((crc & 0x8000) ? (crc << 1) ^ 0x8005 : crc << 1);
-    }
+    for (const char c : bytes)
+        crc = static_cast<uint16_t>(
+            (crc << 8) ^ tables.crc16[(crc >> 8) ^ static_cast<uint8_t>(c)]);
     return crc;
 }
 

@@ -410,8 +410,14 @@ QString WorkerEncodeJob::failureMessage() const
     if (m_partialFile && m_result.exitCode == 0)
         return m_task.input + QLatin1String(": partial file");
     QStringList lines = m_errorLines;
-    for (QString &line : lines)
+    for (QString &line : lines) {
         line.replace(m_task.temporaryOutput, m_task.output);
+        // A segment's packets are part of the output to the person.
+        if (m_task.segment)
+            line.replace(m_task.segment->packetFile, m_task.output);
+        for (const QString &part : m_task.joinParts)
+            line.replace(part, m_task.output);
+    }
     QString message
         = engineMessage(lines, FailureFacts { m_task.input, m_task.output, m_task.facts.hasAudio });
     if (message.isEmpty())

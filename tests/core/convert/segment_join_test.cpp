@@ -77,7 +77,8 @@ Pcm decodePcm(const QString &path, int rate, const QStringList &before = {})
 {
     QProcess ffmpeg;
     ffmpeg.start(QStringLiteral("ffmpeg"),
-        QStringList { QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error") }
+        QStringList { QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"),
+            QStringLiteral("-err_detect"), QStringLiteral("crccheck") }
             + before
             + QStringList { QStringLiteral("-i"), path, QStringLiteral("-ac"), QStringLiteral("2"),
                 QStringLiteral("-ar"), QString::number(rate), QStringLiteral("-f"),

@@ -2,6 +2,7 @@
 // combined progress, pause and resume, and Stop or a crashed segment worker leaving no file
 // behind (neither the output nor a segment's packets).
 #include "core/convert/conversion_run.h"
+#include "core/convert/engine_message.h"
 #include "core/convert/segmented_encode_job.h"
 #include "core/convert/worker_encode_job.h"
 #include "core/convert/worker_pool.h"
@@ -9,6 +10,8 @@
 #include "support/media_maker.h"
 
 #include <QDir>
+#include <QProcess>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -197,6 +200,27 @@ private slots:
         QVERIFY(ended.wait(60'000));
         QCOMPARE(run.outcome(0), RowOutcome::Done);
         QCOMPARE(filesIn(folder), QStringList { u"long.mp3"_s });
+    }
+
+    void fullDiskFailsTheRowAndStopsTheRun()
+    {
+        const QString mountPoint = freshFolder(u"small"_s);
+        QProcess mount;
+        mount.start(
+            u"mount"_s, { u"-t"_s, u"tmpfs"_s, u"-o"_s, u"size=256k"_s, u"tmpfs"_s, mountPoint });
+        if (!mount.waitForFinished(10000) || mount.exitStatus() != QProcess::NormalExit
+            || mount.exitCode() != 0)
+            QSKIP("mounting a small tmpfs to fill is not permitted here");
+        auto unmount = qScopeGuard([&] { QProcess::execute(u"umount"_s, { mountPoint }); });
+        ConversionRun run;
+        prepare(run, mountPoint);
+        QSignalSpy ended(&run, &ConversionRun::runEnded);
+        run.start(2);
+        QVERIFY(ended.wait(60'000));
+        QCOMPARE(run.outcome(0), RowOutcome::Failed);
+        QCOMPARE(run.failures().first().message, NoSpaceMessage);
+        QCOMPARE(run.stopReason(), RunStopReason::DiskFull);
+        QCOMPARE(filesIn(mountPoint), QStringList());
     }
 
 private:
