@@ -264,7 +264,7 @@ void Conversion::planSegment()
     int64_t leadOut = 0;
     if (m_encoder->codec_id == AV_CODEC_ID_MP3) {
         leadIn = 16 * frame;
-        leadOut = 6 * frame;
+        leadOut = (Mp3JoinFrames + 6) * frame;
     } else if (m_encoder->codec_id == AV_CODEC_ID_AAC) {
         leadIn = (AacLeadInSeconds * int64_t(m_encoder->sample_rate) + frame - 1) / frame * frame;
         leadOut = 3 * frame;

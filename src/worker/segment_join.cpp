@@ -11,8 +11,10 @@ namespace {
 // Frames of the earlier segment held back at each join, so that the reservoir of the later one
 // can be moved into them.
 constexpr size_t HeldFrames = 64;
-// How far past the planned join an MP3 join may move to find room for the borrowed data.
-constexpr size_t Mp3JoinSlack = 5;
+// How far past the planned join an MP3 join may move to find room for the borrowed data. The
+// later segment's frames become the same as the earlier one's within a second or two of the join,
+// and where they are the same the borrowed data fits.
+constexpr size_t Mp3JoinSlack = Mp3JoinFrames;
 // Frames after a join whose main data may still begin before it.
 constexpr size_t Mp3BorrowingFrames = 40;
 constexpr size_t FlacStreamInfoBytes = 34;
@@ -283,65 +285,130 @@ Mp3FrameLayout mp3FrameLayout(const std::string &frame)
     return layout;
 }
 
+namespace {
+
+// The bytes an MP3 frame of these header fields takes, or 0 for a free or invalid bit rate.
+int mp3FrameBytes(unsigned version, unsigned bitrateIndex, unsigned rateIndex, bool padding)
+{
+    static const int mpeg1[15]
+        = { 0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320 };
+    static const int mpeg2[15] = { 0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160 };
+    static const int rates[3] = { 44100, 48000, 32000 };
+    if (bitrateIndex == 0 || bitrateIndex > 14 || rateIndex > 2)
+        return 0;
+    const bool one = version == 3;
+    const int rate = rates[rateIndex] >> (one ? 0 : version == 2 ? 1 : 2);
+    const int kbps = one ? mpeg1[bitrateIndex] : mpeg2[bitrateIndex];
+    return (one ? 144000 : 72000) * kbps / rate + (padding ? 1 : 0);
+}
+
+// Raises the bit rate of an MP3 frame until it has at least `extra` more bytes at the end of its
+// main data region, which its own main data does not use. False when no bit rate gives that much
+// or the frame carries a CRC.
+bool enlargeMp3Frame(std::string &frame, int64_t extra)
+{
+    if (frame.size() < 4)
+        return false;
+    const auto byte1 = static_cast<uint8_t>(frame[1]);
+    const auto byte2 = static_cast<uint8_t>(frame[2]);
+    const unsigned version = (byte1 >> 3) & 3;
+    const bool crc = !(byte1 & 1);
+    const unsigned rateIndex = (byte2 >> 2) & 3;
+    const bool padding = byte2 & 2;
+    const int size = mp3FrameBytes(version, byte2 >> 4, rateIndex, padding);
+    if (crc || size != static_cast<int>(frame.size()))
+        return false;
+    for (unsigned index = (byte2 >> 4) + 1; index <= 14; ++index) {
+        const int larger = mp3FrameBytes(version, index, rateIndex, padding);
+        if (larger - size >= extra) {
+            frame[2] = static_cast<char>((byte2 & 0x0f) | (index << 4));
+            frame.resize(static_cast<size_t>(larger), '\0');
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
 bool resolveMp3Reservoir(std::vector<SegmentPacket> &tail, const std::vector<SegmentPacket> &extra,
     const std::vector<SegmentPacket> &next, size_t *start)
 {
-    for (size_t shift = 0; shift <= extra.size() && *start + shift < next.size(); ++shift) {
-        // The main data of the frames before the join, as one stream.
-        std::vector<SegmentPacket> before(tail);
-        before.insert(
-            before.end(), extra.begin(), extra.begin() + static_cast<std::ptrdiff_t>(shift));
-        int64_t total = 0;
-        int64_t usedEnd = INT64_MIN;
-        std::vector<std::pair<size_t, int>> regions; // (packet, main data offset) of each frame
-        bool valid = true;
-        for (size_t i = 0; i < before.size() && valid; ++i) {
-            const Mp3FrameLayout layout = mp3FrameLayout(before[i].data);
-            valid = layout.valid;
-            usedEnd = std::max(usedEnd, total - layout.mainDataBegin + layout.mainDataBytes);
-            regions.emplace_back(i, layout.sideEnd);
-            total += static_cast<int64_t>(before[i].data.size()) - layout.sideEnd;
+    // Where the frames of the earlier segment are the same as the later one's (they become so
+    // within a second or two) the borrowed data fits; failing that, the last frame before the join
+    // takes a higher bit rate to make room.
+    for (int pass = 0; pass < 2; ++pass) {
+        const size_t shifts = pass == 0 ? extra.size() : 0;
+        for (size_t shift = 0; shift <= shifts && *start + shift < next.size(); ++shift) {
+            std::vector<SegmentPacket> before(tail);
+            before.insert(
+                before.end(), extra.begin(), extra.begin() + static_cast<std::ptrdiff_t>(shift));
+            const size_t join = *start + shift;
+            if (mp3JoinFits(before, next, join, pass == 1)) {
+                tail = std::move(before);
+                *start = join;
+                return true;
+            }
         }
-        // What the frames from the join on borrow from before it.
-        const size_t join = *start + shift;
-        int64_t need = 0;
-        int64_t position = 0;
-        for (size_t i = join; i < next.size() && i < join + Mp3BorrowingFrames && valid; ++i) {
-            const Mp3FrameLayout layout = mp3FrameLayout(next[i].data);
-            valid = layout.valid;
-            need = std::max<int64_t>(need, layout.mainDataBegin - position);
-            position += static_cast<int64_t>(next[i].data.size()) - layout.sideEnd;
-        }
-        if (!valid)
-            return false;
-        if (need > total - std::max<int64_t>(usedEnd, 0))
-            continue;
-        // The borrowed bytes: the end of the main data of next's frames before the join.
-        std::string borrowed;
-        for (size_t i = join; i-- > 0 && static_cast<int64_t>(borrowed.size()) < need;) {
-            const Mp3FrameLayout layout = mp3FrameLayout(next[i].data);
-            if (!layout.valid)
-                return false;
-            borrowed.insert(0, next[i].data, static_cast<size_t>(layout.sideEnd));
-        }
-        if (static_cast<int64_t>(borrowed.size()) < need)
-            continue;
-        borrowed.erase(0, borrowed.size() - static_cast<size_t>(need));
-        // Written over the unused end of the earlier frames' main data, from the back.
-        int64_t left = need;
-        for (size_t r = regions.size(); r-- > 0 && left > 0;) {
-            std::string &data = before[regions[r].first].data;
-            const auto room = static_cast<int64_t>(data.size()) - regions[r].second;
-            const int64_t count = std::min(room, left);
-            std::memcpy(data.data() + data.size() - count, borrowed.data() + (left - count),
-                static_cast<size_t>(count));
-            left -= count;
-        }
-        tail = std::move(before);
-        *start = join;
-        return true;
     }
     return false;
+}
+
+bool mp3JoinFits(std::vector<SegmentPacket> &before, const std::vector<SegmentPacket> &next,
+    size_t join, bool enlarge)
+{
+    if (before.empty())
+        return false;
+    // The main data of the frames before the join, as one stream.
+    int64_t total = 0;
+    int64_t usedEnd = 0;
+    std::vector<int> sideEnds;
+    for (const SegmentPacket &packet : before) {
+        const Mp3FrameLayout layout = mp3FrameLayout(packet.data);
+        if (!layout.valid)
+            return false;
+        usedEnd = std::max(usedEnd, total - layout.mainDataBegin + layout.mainDataBytes);
+        sideEnds.push_back(layout.sideEnd);
+        total += static_cast<int64_t>(packet.data.size()) - layout.sideEnd;
+    }
+    // What the frames from the join on borrow from before it.
+    int64_t need = 0;
+    int64_t position = 0;
+    for (size_t i = join; i < next.size() && i < join + Mp3BorrowingFrames; ++i) {
+        const Mp3FrameLayout layout = mp3FrameLayout(next[i].data);
+        if (!layout.valid)
+            return false;
+        need = std::max<int64_t>(need, layout.mainDataBegin - position);
+        position += static_cast<int64_t>(next[i].data.size()) - layout.sideEnd;
+    }
+    if (need > total - usedEnd) {
+        const int64_t size = static_cast<int64_t>(before.back().data.size());
+        if (!enlarge || !enlargeMp3Frame(before.back().data, need - (total - usedEnd)))
+            return false;
+        total += static_cast<int64_t>(before.back().data.size()) - size;
+    }
+    // The borrowed bytes: the end of the main data of next's frames before the join.
+    std::string borrowed;
+    for (size_t i = join; i-- > 0 && static_cast<int64_t>(borrowed.size()) < need;) {
+        const Mp3FrameLayout layout = mp3FrameLayout(next[i].data);
+        if (!layout.valid)
+            return false;
+        borrowed.insert(0, next[i].data, static_cast<size_t>(layout.sideEnd));
+    }
+    if (static_cast<int64_t>(borrowed.size()) < need)
+        return false;
+    borrowed.erase(0, borrowed.size() - static_cast<size_t>(need));
+    // Written over the unused end of the earlier frames' main data, from the back.
+    int64_t left = need;
+    for (size_t r = before.size(); r-- > 0 && left > 0;) {
+        std::string &data = before[r].data;
+        const int64_t room = static_cast<int64_t>(data.size()) - sideEnds[r];
+        const int64_t count = std::min(room, left);
+        std::memcpy(data.data() + data.size() - count, borrowed.data() + (left - count),
+            static_cast<size_t>(count));
+        left -= count;
+    }
+    return true;
 }
 
 std::string renumberFlacFrame(const std::string &frame, uint64_t number)

@@ -22,6 +22,9 @@ struct JoinSpec
     int frameSamples = 0;
 };
 
+// The frames an MP3 segment runs past its end so that a join may move there.
+inline constexpr int Mp3JoinFrames = 72;
+
 using PacketSink = std::function<bool(const SegmentPacket &packet)>;
 
 // Reads the segment files in order, keeps each one's packets for its range, repairs the joins and
@@ -42,9 +45,15 @@ Mp3FrameLayout mp3FrameLayout(const std::string &frame);
 
 // Moves the main data that the frames of next from start on borrow from next's earlier frames
 // into the unused end of the main data of tail, trying the join up to extra.size() frames later
-// (moving those frames of extra onto tail and start on). False when it fits nowhere.
+// (moving those frames of extra onto tail and start on), else giving tail's last frame a higher
+// bit rate for room. False when it fits nowhere.
 bool resolveMp3Reservoir(std::vector<SegmentPacket> &tail, const std::vector<SegmentPacket> &extra,
     const std::vector<SegmentPacket> &next, size_t *start);
+
+// One attempt of the above: the frames before (changed only when it fits) followed by next's from
+// join on.
+bool mp3JoinFits(std::vector<SegmentPacket> &before, const std::vector<SegmentPacket> &next,
+    size_t join, bool enlarge);
 
 // A FLAC frame with its frame number rewritten and both CRCs recomputed; empty if it is not one.
 std::string renumberFlacFrame(const std::string &frame, uint64_t number);
