@@ -433,8 +433,12 @@ std::string renumberFlacFrame(const std::string &frame, uint64_t number)
     const size_t headerEnd = 4 + static_cast<size_t>(numberLength) + extra; // before its CRC-8
     if (frame.size() < headerEnd + 3)
         return {};
-    std::string out = frame.substr(0, 4) + flacNumber(number)
-        + frame.substr(4 + static_cast<size_t>(numberLength), extra);
+    const std::string coded = flacNumber(number);
+    // The first segment's frames have their numbers already.
+    if (frame.compare(4, static_cast<size_t>(numberLength), coded) == 0)
+        return frame;
+    std::string out
+        = frame.substr(0, 4) + coded + frame.substr(4 + static_cast<size_t>(numberLength), extra);
     out += static_cast<char>(crc8(out));
     out.append(frame, headerEnd + 1, frame.size() - headerEnd - 3);
     const uint16_t crc = crc16(out);
