@@ -104,14 +104,15 @@ double windowError(const Pcm &coded, const Pcm &source, qint64 from, qint64 coun
     return energy;
 }
 
-// What ffprobe reads: the duration (from the Info header's frame count) and the frames it counts.
-QStringList probed(const QString &path)
+// What ffprobe reads, by default the duration (from the Info header's frame count) and the frames
+// it counts.
+QStringList probed(const QString &path,
+    const QString &entries = QStringLiteral("format=duration:stream=nb_read_packets"))
 {
     QProcess probe;
     probe.start(QStringLiteral("ffprobe"),
         { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-count_packets"),
-            QStringLiteral("-show_entries"),
-            QStringLiteral("format=duration:stream=nb_read_packets"), QStringLiteral("-of"),
+            QStringLiteral("-show_entries"), entries, QStringLiteral("-of"),
             QStringLiteral("default=nw=1:nk=1"), path });
     probe.waitForFinished(30'000);
     return QString::fromUtf8(probe.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
@@ -217,6 +218,8 @@ private slots:
                       .arg(sourceRate);
         QStringList make { QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
             graph, QStringLiteral("-ac"), QStringLiteral("2") };
+        make << QStringLiteral("-metadata") << QStringLiteral("title=Long take")
+             << QStringLiteral("-metadata") << QStringLiteral("artist=Tester");
         if (container == QLatin1String("m4a"))
             make << QStringLiteral("-c:a") << QStringLiteral("aac") << QStringLiteral("-b:a")
                  << QStringLiteral("256k");
@@ -270,6 +273,10 @@ private slots:
                 }
             }
         }
+        // Tags as one pass writes them, whatever the join did to the stream.
+        const QStringList tags = probed(joined.output, QStringLiteral("format_tags"));
+        QCOMPARE(tags, probed(single.output, QStringLiteral("format_tags")));
+        QVERIFY2(tags.contains(QStringLiteral("Long take")), qPrintable(tags.join(u'|')));
         if (encoder == QLatin1String("libmp3lame")) {
             // The Info header counts the frames the stream holds, as a single pass's does.
             const QStringList facts = probed(joined.output);
