@@ -20,6 +20,20 @@ inline constexpr qint64 DefaultMinimumSegmentUs = 60'000'000;
 // format's segments cannot be joined exactly, it is not the worker's, or its length is unknown).
 int segmentCountFor(const EncodeTask &task, qint64 lengthUs, int threads, qint64 minimumSegmentUs);
 
+// What a segment costs besides encoding its own sound, in the encoder's terms: every segment but
+// the first encodes leadInSamples more, and decodes all the sound before it, which costs
+// prefixCost of encoding it.
+struct SegmentCosts
+{
+    qint64 leadInSamples = 0;
+    double prefixCost = 0;
+};
+SegmentCosts segmentCostsFor(const QString &encoder, int sampleRate);
+
+// Where `count` segments of `samples` begin (the first at 0), so that each takes about the same
+// work: later segments get less sound for their lead-in and the decoding before them.
+QList<qint64> segmentStarts(qint64 samples, int count, const SegmentCosts &costs);
+
 // One task encoded in segments by several workers at once and joined, in order, into its
 // temporary output by one more worker task; then read back as any worker task is. To the queue
 // it is one job: one progress (the segments' added up), one pause, resume and stop, one outcome.

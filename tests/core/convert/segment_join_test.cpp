@@ -3,6 +3,7 @@
 // measure of a seamless join), a joined file that ffmpeg decodes without a word, and for MP3 an
 // Info header that gives the stream's true duration.
 #include "core/convert/conversion_run.h"
+#include "core/convert/segmented_encode_job.h"
 #include "core/convert/worker_encode_job.h"
 #include "core/media/source_facts.h"
 #include "support/media_maker.h"
@@ -253,12 +254,14 @@ private slots:
         const Pcm source = decodePcm(input, rate, seek);
         QVERIFY(source.frames() >= a.frames() - rate / 10);
 
-        // The joins lie on the encoder's frame grid next to an equal share of the sound.
+        // The joins lie on the encoder's frame grid, within a frame of where the run puts them.
         const qint64 window = qint64(WindowSeconds * rate);
         const qint64 near = qint64((NearJoinSeconds + 0.1) * rate);
         const qint64 length = std::min(a.frames(), source.frames());
+        const QList<qint64> starts
+            = segmentStarts(a.frames(), threads, segmentCostsFor(encoder, rate));
         for (int j = 1; j < threads; ++j) {
-            const qint64 join = a.frames() * j / threads;
+            const qint64 join = starts.at(j);
             for (qint64 at = std::max<qint64>(join - near, 0);
                  at + window <= std::min(join + near, length); at += window) {
                 const double singleError = windowError(a, source, at, window);

@@ -54,6 +54,10 @@ private slots:
         m_input = m_dir.filePath(u"long.wav"_s);
         QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s,
             u"aevalsrc=0.5*sin(2*PI*440*t)|0.5*sin(2*PI*550*t):s=44100:d=60"_s, m_input }));
+        // Long enough that no segment can end before a test that ends the row early acts.
+        m_longerInput = m_dir.filePath(u"longer.wav"_s);
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s,
+            u"aevalsrc=0.5*sin(2*PI*440*t)|0.5*sin(2*PI*550*t):s=22050:d=400"_s, m_longerInput }));
     }
 
     void segmentCount_data()
@@ -101,6 +105,41 @@ private slots:
         QCOMPARE(segmentCountFor(task, lengthUs, threads, DefaultMinimumSegmentUs), expected);
     }
 
+    void segmentsShareTheWork_data()
+    {
+        QTest::addColumn<QString>("encoder");
+        QTest::addColumn<int>("count");
+        QTest::newRow("flac, two") << u"flac"_s << 2;
+        QTest::newRow("aac, two") << u"aac"_s << 2;
+        QTest::newRow("mp3, four") << u"libmp3lame"_s << 4;
+    }
+
+    void segmentsShareTheWork()
+    {
+        QFETCH(QString, encoder);
+        QFETCH(int, count);
+        const qint64 samples = 600LL * 44100;
+        const SegmentCosts costs = segmentCostsFor(encoder, 44100);
+        const QList<qint64> starts = segmentStarts(samples, count, costs);
+        QCOMPARE(starts.size(), count);
+        QCOMPARE(starts.first(), 0);
+        // Each later segment is shorter, and all of them take the same work within a frame's.
+        double firstWork = 0;
+        for (int k = 0; k < count; ++k) {
+            const qint64 end = k + 1 < count ? starts.at(k + 1) : samples;
+            QVERIFY(end > starts.at(k));
+            const double work = double(end - starts.at(k))
+                + (k > 0 ? double(costs.leadInSamples) + costs.prefixCost * double(starts.at(k))
+                         : 0.0);
+            if (k == 0)
+                firstWork = work;
+            QVERIFY2(std::abs(work - firstWork) < 1152,
+                qPrintable(
+                    QStringLiteral("segment %1: %2 against %3").arg(k).arg(work).arg(firstWork)));
+        }
+        QVERIFY(starts.at(1) > samples / count);
+    }
+
     void oneRowOneProgress()
     {
         const QString folder = freshFolder(u"progress"_s);
@@ -146,7 +185,7 @@ private slots:
     {
         const QString folder = freshFolder(u"crash"_s);
         ConversionRun run;
-        prepare(run, folder);
+        prepare(run, folder, true);
         QSignalSpy ended(&run, &ConversionRun::runEnded);
         bool killed = false;
         connect(&run, &ConversionRun::rowProgress, this, [&] {
@@ -170,7 +209,7 @@ private slots:
     {
         const QString folder = freshFolder(u"stop"_s);
         ConversionRun run;
-        prepare(run, folder);
+        prepare(run, folder, true);
         QSignalSpy ended(&run, &ConversionRun::runEnded);
         connect(&run, &ConversionRun::rowProgress, &run, &ConversionRun::stop);
         run.start(2);
@@ -231,20 +270,22 @@ private:
         return folder;
     }
 
-    void prepare(ConversionRun &run, const QString &folder)
+    void prepare(ConversionRun &run, const QString &folder, bool longer = false)
     {
+        const QString input = longer ? m_longerInput : m_input;
         run.setEngineChoice(EngineChoice::Worker);
         run.setMinimumSegmentSeconds(3);
         run.begin(folder);
         TaskPlan plan;
         plan.extension = u"mp3"_s;
-        plan.source = readSourceFacts(m_input);
+        plan.source = readSourceFacts(input);
         plan.encoding = mp3Plan();
-        QVERIFY(!run.addRow(0, m_input, plan).isEmpty());
+        QVERIFY(!run.addRow(0, input, plan).isEmpty());
     }
 
     QTemporaryDir m_dir;
     QString m_input;
+    QString m_longerInput;
 };
 
 QTEST_GUILESS_MAIN(SegmentedRunTest)
