@@ -5,7 +5,9 @@
 # in M4A (0.65) and FLAC (0.85). Each output is also checked: the same decoded sample count as
 # ffmpeg's, and ffmpeg -v error decodes it without a word.
 #
-#   bench/segment_bench.sh [path/to/sonivert-cli] [rounds]
+#   bench/segment_bench.sh [path/to/sonivert-cli] [rounds] [formats]
+#
+# formats picks cases by their format keyword, "MP3 M4A FLAC" by default.
 #
 # Each measurement runs `rounds` times (default 3), the two lines taking turns, and the best time
 # of each counts, so a burst of load from elsewhere hurts both alike.
@@ -20,6 +22,7 @@ if [[ -z "$cli" ]]; then
     done
 fi
 rounds=${2:-3}
+formats=${3:-MP3 M4A FLAC}
 [[ -x "${cli:-}" ]] || { echo "sonivert-cli not found; pass its path" >&2; exit 2; }
 [[ -x "$(dirname "$cli")/sonivert-worker" ]] || { echo "no sonivert-worker beside $cli" >&2; exit 2; }
 command -v ffmpeg >/dev/null || { echo "ffmpeg not found" >&2; exit 2; }
@@ -82,6 +85,7 @@ samples() { # file
 
 echo "Load before: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
 report() { # label format preset target
+    [[ " $formats " == *" $2 "* ]] || return 0
     mkdir -p "$work/out-ffmpeg"
     ffmpeg_command "$2" "$3" >"$work/command"
     local cli_best="" ff_best="" t
