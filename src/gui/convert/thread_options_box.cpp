@@ -25,7 +25,7 @@ ThreadOptionsBox::ThreadOptionsBox(RunOptions &options, QWidget *parent)
     label->setBuddy(m_count);
     label->setObjectName(QStringLiteral("lbl_ThreadCount"));
 
-    m_segments = new QCheckBox(QStringLiteral("Split &long files"));
+    m_segments = new QCheckBox(QStringLiteral("Split lon&g files"));
     m_segments->setObjectName(QStringLiteral("chkSegments"));
     m_segments->setToolTip(QStringLiteral(
         "When threads are free, encode one long file (MP3, AAC, FLAC, WAV, AIFF) in several "
