@@ -13,6 +13,7 @@
 #include "core/convert/output_naming.h"
 #include "core/convert/run_progress.h"
 #include "core/convert/worker_encode_job.h"
+#include "core/media/audio_tracks.h"
 #include "core/media/probe.h"
 #include "core/media/time_text.h"
 
@@ -33,10 +34,8 @@ namespace {
 
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
-    "[-o DIR] [--threads N] [--engine auto|ffmpeg|worker] [--no-segments] [--stall-timeout "
-    "SECONDS] "
-    "[--dry-run] "
-    "[--json] FILE...");
+    "[--audio-track N|all] [-o DIR] [--threads N] [--engine auto|ffmpeg|worker] "
+    "[--no-segments] [--stall-timeout SECONDS] [--dry-run] [--json] FILE...");
 
 void printHelp(QTextStream &out)
 {
@@ -45,7 +44,13 @@ void printHelp(QTextStream &out)
            "first),\none of its presets (default: the one the main window selects) and changes "
            "made with\n--set, exactly as \"sonivert-cli settings\" shows them.\n\n"
            "  --trim START:END  convert only that range, in seconds (\"12.5:70\"); an empty "
-           "START\n                    is the beginning, an empty END the end of the file\n"
+           "START\n                    is the beginning, an empty END the end of the file; "
+           "with\n                    --format ORIGINAL the cut falls on the nearest "
+           "packets, at most\n                    one codec frame off\n"
+           "  --audio-track N   convert audio track N of each file (from 1, as \"probe --json\" "
+           "lists\n                    them; default: the track marked default, else the first);"
+           " \"all\"\n                    gives one output per track, \"NAME (track N, LANG).EXT"
+           "\"\n"
            "  -o, --output DIR  the output folder (default: the one the main window remembers)\n"
            "  --threads N       files converted at once (default 0: one per processor core)\n"
            "  --engine E        auto (default): sonivert-worker for the audio plans it runs, the\n"
@@ -58,9 +63,12 @@ void printHelp(QTextStream &out)
            "                    (default 120)\n"
            "  --dry-run         print what would be run, convert nothing\n"
            "  --json            with --dry-run: [{\"file\", \"seek\", \"options\", \"output\", "
-           "\"argv\",\n                    \"settings\", \"engine\"}]; otherwise [{\"file\", "
-           "\"output\", "
-           "\"state\", \"message\",\n                    \"engine\", \"segments\"}]\n\n"
+           "\"argv\",\n                    \"settings\", \"engine\", \"audioTrack\"}]; otherwise "
+           "[{\"file\",\n                    \"output\", \"state\", \"message\", \"engine\", "
+           "\"audioTrack\",\n                    \"segments\"}]: an entry per output\n\n"
+           "--format ORIGINAL (\"Original audio (no re-encoding)\") copies each file's audio as "
+           "it is\ninto the container that fits its codec: M4A, MP3, OGG, OPUS, FLAC, AC3, EAC3, "
+           "DTS, MP2,\nWAV, WMA, else MKA.\n\n"
            "An existing file is never overwritten: the output takes a name with \"_(new)\".\n"
            "Ctrl+C stops the run and removes what was not finished.\n"
            "Exit status: 0 all converted, 1 some failed or the run was stopped, 2 usage error,\n"
@@ -78,6 +86,8 @@ struct ConvertArgs
     EngineChoice engine = EngineChoice::Auto;
     bool segments = true;
     double stallSeconds = Encoder::DefaultStallTimeoutSeconds;
+    int audioTrack = 0; // from 1; 0 for each file's default
+    bool allAudioTracks = false;
     bool dryRun = false;
     bool json = false;
     QStringList files;
@@ -194,6 +204,21 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
             parsed.stallSeconds = double(us) / 1e6;
         } else if (arg == QLatin1String("--no-segments")) {
             parsed.segments = false;
+        } else if (matches(arg, QStringLiteral("--audio-track"))) {
+            if (!takeValue(args, i, QStringLiteral("--audio-track"), value))
+                value.clear();
+            bool ok = false;
+            const int track = value.trimmed().toInt(&ok);
+            if (value.trimmed() == QLatin1String("all")) {
+                parsed.allAudioTracks = true;
+            } else if (ok && track >= 1) {
+                parsed.audioTrack = track;
+            } else {
+                error = QStringLiteral("--audio-track takes a track number from 1 or \"all\", "
+                                       "not \"")
+                    + value + QLatin1Char('"');
+                return ParseResult::Usage;
+            }
         } else if (matches(arg, QStringLiteral("--engine"))) {
             if (!takeValue(args, i, QStringLiteral("--engine"), value))
                 value.clear();
@@ -270,6 +295,32 @@ bool applyTrim(MediaItem &item, const ConvertArgs &args, QString &message)
     return true;
 }
 
+// The track the arguments choose for the row; false when the file has no such track.
+bool applyAudioTrack(MediaItem &item, const ConvertArgs &args, QString &message)
+{
+    if (args.allAudioTracks) {
+        selectAllAudioTracks(item);
+        return true;
+    }
+    if (args.audioTrack == 0 || selectAudioTrack(item, args.audioTrack))
+        return true;
+    const qsizetype count = item.source.audioTracks.size();
+    message = count == 0 ? QStringLiteral("the file has no audio track")
+                         : QStringLiteral("the file has no audio track %1; its tracks are 1 to %2")
+                               .arg(args.audioTrack)
+                               .arg(count);
+    if (count == 1)
+        message = QStringLiteral("the file has no audio track %1; it has one track")
+                      .arg(args.audioTrack);
+    return false;
+}
+
+// The number of the track a plan converts, from 1; 0 for a file without sound.
+int trackNumber(const TaskPlan &plan)
+{
+    return plan.source.audioTrack + 1;
+}
+
 void printReport(const QList<Failure> &failures, QTextStream &err)
 {
     if (failures.isEmpty())
@@ -302,8 +353,8 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
                 { QStringLiteral("options"), f.plan.outputOptions },
                 { QStringLiteral("output"), f.output },
                 { QStringLiteral("argv"), QJsonArray::fromStringList(argv) },
-                { QStringLiteral("settings"), f.settings },
-                { QStringLiteral("engine"), f.engine } });
+                { QStringLiteral("settings"), f.settings }, { QStringLiteral("engine"), f.engine },
+                { QStringLiteral("audioTrack"), trackNumber(f.plan) } });
         } else {
             out << f.input << "\n  -> " << f.output << "\n  engine: " << f.engine << "\n  "
                 << commandLineText(argv) << "\n";
@@ -334,6 +385,7 @@ QJsonObject resultJson(const PlannedFile &f)
     return QJsonObject { { QStringLiteral("file"), f.input },
         { QStringLiteral("output"), f.output }, { QStringLiteral("state"), stateName(f.state) },
         { QStringLiteral("message"), f.message }, { QStringLiteral("engine"), f.engine },
+        { QStringLiteral("audioTrack"), trackNumber(f.plan) },
         { QStringLiteral("segments"), f.segments } };
 }
 
@@ -357,7 +409,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
         f.state = FileState::Failed;
         f.message = run.LastErrorText();
         // The name it would have had, for the report.
-        f.output = run.claimOutputNames(f.input, f.plan.extension).output;
+        f.output = run.claimOutputNames(f.input, f.plan.extension, f.plan.nameSuffix).output;
         failures.append({ f.name, f.message });
     }
     if (fileOfRow.isEmpty())
@@ -477,25 +529,30 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             continue;
         }
         QString message;
-        if (args.trimmed && !applyTrim(probe.item, args, message)) {
+        if ((args.trimmed && !applyTrim(probe.item, args, message))
+            || !applyAudioTrack(probe.item, args, message)) {
             refuse(probe.name, message);
             continue;
         }
-        PlannedFile f;
-        f.name = probe.item.text(Field::Name);
-        f.input = probe.item.text(Field::FilePath) + f.name;
-        if (args.dryRun && args.json)
-            f.settings = outputSettingsJson(settings);
-        f.plan = planTask(probe.item, settings);
-        // A dry run claims the names the run would claim; a real run claims them as it queues.
-        if (args.dryRun) {
-            const ConversionRun::OutputNames names
-                = run.claimOutputNames(f.input, f.plan.extension);
-            f.output = names.output;
-            f.encoderOutput = names.encoderOutput;
+        const QString name = probe.item.text(Field::Name);
+        for (const TaskPlan &plan : planRowTasks(probe.item, settings)) {
+            PlannedFile f;
+            f.name = name + plan.nameSuffix;
+            f.input = probe.item.text(Field::FilePath) + name;
+            if (args.dryRun && args.json)
+                f.settings = outputSettingsJson(settings);
+            f.plan = plan;
+            // A dry run claims the names the run would claim; a real run claims them as it
+            // queues.
+            if (args.dryRun) {
+                const ConversionRun::OutputNames names
+                    = run.claimOutputNames(f.input, f.plan.extension, f.plan.nameSuffix);
+                f.output = names.output;
+                f.encoderOutput = names.encoderOutput;
+            }
+            f.engine = plannedEngine(args.engine, f.plan);
+            files.append(f);
         }
-        f.engine = plannedEngine(args.engine, f.plan);
-        files.append(f);
     }
 
     if (args.engine == EngineChoice::Worker) {
@@ -525,8 +582,9 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
             int done = 0;
             for (const PlannedFile &f : std::as_const(files))
                 done += f.state == FileState::Done ? 1 : 0;
-            io.out << done << " of " << args.files.size() << " files converted into " << folder
-                   << "\n";
+            io.out << done << " of " << files.size()
+                   << (files.size() == args.files.size() ? " files" : " outputs")
+                   << " converted into " << folder << "\n";
         }
         io.out.flush();
     }

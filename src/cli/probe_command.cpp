@@ -40,6 +40,24 @@ QJsonArray fieldsJson(const MediaItem &item)
     return fields;
 }
 
+QJsonArray audioTracksJson(const SourceFacts &facts)
+{
+    QJsonArray tracks;
+    for (const AudioTrack &track : facts.audioTracks) {
+        tracks.append(QJsonObject { { QStringLiteral("index"), track.number },
+            { QStringLiteral("codec"), track.codec },
+            { QStringLiteral("codecName"), track.codecName },
+            { QStringLiteral("channels"), track.channels },
+            { QStringLiteral("sampleRate"), track.sampleRate },
+            { QStringLiteral("bitRate"), qint64(track.bitRate) },
+            { QStringLiteral("language"), track.language },
+            { QStringLiteral("title"), track.title },
+            { QStringLiteral("default"), track.isDefault },
+            { QStringLiteral("chosen"), facts.audioTrack == track.number - 1 } });
+    }
+    return tracks;
+}
+
 QString streamText(const MediaItem &item)
 {
     QString video = QStringLiteral("no video");
@@ -55,6 +73,12 @@ QString streamText(const MediaItem &item)
                     .arg(item.text(Field::AudioCodecName))
                     .arg(item.integer(Field::AudioSampleRate))
                     .arg(item.integer(Field::AudioChannels));
+        // The audio facts are those of the track a conversion takes.
+        const SourceFacts &facts = item.source;
+        if (facts.audioTracks.size() > 1)
+            audio += QStringLiteral(" (track %1 of %2)")
+                         .arg(facts.audioTrack + 1)
+                         .arg(facts.audioTracks.size());
     }
     return video + QStringLiteral(", ") + audio;
 }
@@ -108,6 +132,8 @@ ExitCode runProbe(const QStringList &args, Io &io)
                 { QStringLiteral("ok"), ok } };
             if (ok) {
                 object.insert(QStringLiteral("fields"), fieldsJson(list.item(s.row)));
+                object.insert(
+                    QStringLiteral("audioTracks"), audioTracksJson(list.item(s.row).source));
             } else {
                 object.insert(QStringLiteral("name"), s.failure.name);
                 object.insert(QStringLiteral("message"), s.failure.message);

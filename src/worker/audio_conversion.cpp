@@ -4,6 +4,7 @@
 #include "worker/libav_handles.h"
 #include "worker/segment_join.h"
 #include "worker/segment_packets.h"
+#include "worker/stream_copy.h"
 
 extern "C" {
 #include <libavutil/channel_layout.h>
@@ -117,7 +118,10 @@ bool Conversion::openInput()
     ret = avformat_find_stream_info(m_input.get(), nullptr);
     if (ret < 0)
         return error(m_spec.input + ": could not find codec parameters");
-    m_streamIndex = defaultAudioStreamIndex(m_input.get());
+    m_streamIndex = m_spec.track >= 0 ? audioStreamOfTrack(m_input.get(), m_spec.track)
+                                      : defaultAudioStreamIndex(m_input.get());
+    if (m_streamIndex < 0 && m_spec.track >= 0)
+        return error("Stream map '0:a:" + std::to_string(m_spec.track) + "' matches no streams.");
     if (m_streamIndex < 0)
         return error("Output file #0 does not contain any stream");
     for (unsigned i = 0; i < m_input->nb_streams; ++i) {
@@ -663,6 +667,8 @@ int negotiatedSampleFormat(int source, const int *formats)
 
 bool convertAudio(const ConversionSpec &spec, ConversionReporter &reporter)
 {
+    if (spec.copy)
+        return copyAudio(spec, reporter);
     if (spec.sampleRate <= 0 || spec.channels <= 0) {
         reporter.log(AV_LOG_ERROR, "Invalid sample rate or channel count");
         return false;

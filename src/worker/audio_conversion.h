@@ -13,6 +13,8 @@ struct ConversionSpec
     std::string input;
     std::string output; // written as is; the muxer follows its extension as ffmpeg's does
     std::string encoder; // "" for the muxer's default audio encoder
+    bool copy = false; // the audio packets go into the output as they are (see copyAudio)
+    int track = -1; // the audio track converted, from 0; -1 for the file's default
     int channels = 2;
     int sampleRate = 44100;
     int64_t bitRate = 64000; // bits per second
@@ -39,7 +41,7 @@ public:
     virtual void log(int level, const std::string &line) = 0;
 };
 
-// Converts the spec's input into its output: demux, decode the audio stream ffmpeg would pick,
+// Converts the spec's input into its output: demux, decode the spec's audio track,
 // resample and remix, cut, buffer to the encoder's frame size, encode and mux. True when the
 // output was written whole; false after an error line was logged.
 bool convertAudio(const ConversionSpec &spec, ConversionReporter &reporter);

@@ -97,6 +97,8 @@ sonivert::worker::ConversionSpec specOf(const Message &task)
     spec.input = task.text("input");
     spec.output = task.text("output");
     spec.encoder = task.text("encoder");
+    spec.copy = task.number("copy", 0) == 1;
+    spec.track = static_cast<int>(task.number("track", -1));
     spec.channels = static_cast<int>(task.number("channels", 0));
     spec.sampleRate = static_cast<int>(task.number("rate", 0));
     spec.bitRate = task.number("bitrate", 64000);

@@ -72,8 +72,8 @@ private slots:
 
         const QJsonObject good = files.at(1).toObject();
         QCOMPARE(good.keys(),
-            (QStringList {
-                QStringLiteral("fields"), QStringLiteral("file"), QStringLiteral("ok") }));
+            (QStringList { QStringLiteral("audioTracks"), QStringLiteral("fields"),
+                QStringLiteral("file"), QStringLiteral("ok") }));
         QCOMPARE(good.value(QStringLiteral("ok")), QJsonValue(true));
         const QJsonArray fields = good.value(QStringLiteral("fields")).toArray();
         QCOMPARE(fields.size(), MediaFieldCount);

@@ -76,18 +76,19 @@ void ConversionRun::begin(const QString &folder)
 }
 
 ConversionRun::OutputNames ConversionRun::claimOutputNames(
-    const QString &input, const QString &extension)
+    const QString &input, const QString &extension, const QString &nameSuffix)
 {
     OutputNames names;
-    names.output
-        = m_names.claim(ChangeExtension(m_folder + QFileInfo(input).fileName(), extension));
+    const QString named = ChangeExtension(m_folder + QFileInfo(input).fileName(), extension);
+    const qsizetype dot = named.size() - extension.size() - 1;
+    names.output = m_names.claim(named.left(dot) + nameSuffix + named.mid(dot));
     names.encoderOutput = encoderOutputFileName(names.output, m_names);
     return names;
 }
 
 QString ConversionRun::addRow(int row, const QString &input, const TaskPlan &plan)
 {
-    const auto [output, encoderOutput] = claimOutputNames(input, plan.extension);
+    const auto [output, encoderOutput] = claimOutputNames(input, plan.extension, plan.nameSuffix);
     const auto refuse = [&] {
         m_lastError = m_encoder->LastErrorText();
         m_names.release(output);
@@ -166,14 +167,12 @@ bool ConversionRun::hasRow(int row) const
 
 RowOutcome ConversionRun::outcome(int row) const
 {
-    const Row *r = find(row);
-    return r ? r->outcome : RowOutcome::Waiting;
+    return combinedOutcome(row);
 }
 
 int ConversionRun::rowPercent(int row) const
 {
-    const Row *r = find(row);
-    return r ? r->percent : 0;
+    return combinedPercent(row);
 }
 
 QString ConversionRun::finalOutput(int row) const
@@ -182,9 +181,24 @@ QString ConversionRun::finalOutput(int row) const
     return r ? r->output : QString();
 }
 
+QStringList ConversionRun::finalOutputs(int row) const
+{
+    QStringList outputs;
+    for (const Row *part : partsOf(row))
+        outputs << part->output;
+    return outputs;
+}
+
 QString ConversionRun::taskDetails(int row) const
 {
+    // The output that failed tells what went wrong; else the first.
     const Row *r = find(row);
+    for (const Row *part : partsOf(row)) {
+        if (part->outcome == RowOutcome::Failed) {
+            r = part;
+            break;
+        }
+    }
     if (!r)
         return QString();
     const EncoderTaskInfo info = m_encoder->taskInfo(r->task);
@@ -235,6 +249,53 @@ const ConversionRun::Row *ConversionRun::find(int row) const
     return const_cast<ConversionRun *>(this)->find(row);
 }
 
+QList<const ConversionRun::Row *> ConversionRun::partsOf(int row) const
+{
+    QList<const Row *> parts;
+    for (const Row &r : m_rows) {
+        if (r.row == row)
+            parts << &r;
+    }
+    return parts;
+}
+
+RowOutcome ConversionRun::combinedOutcome(int row) const
+{
+    const QList<const Row *> parts = partsOf(row);
+    if (parts.isEmpty())
+        return RowOutcome::Waiting;
+    bool failed = false;
+    bool cancelled = false;
+    bool started = false;
+    bool open = false;
+    for (const Row *part : parts) {
+        failed = failed || part->outcome == RowOutcome::Failed;
+        cancelled = cancelled || part->outcome == RowOutcome::Cancelled;
+        started = started || part->outcome != RowOutcome::Waiting;
+        open = open || part->outcome == RowOutcome::Waiting
+            || part->outcome == RowOutcome::Converting;
+    }
+    if (open)
+        return started ? RowOutcome::Converting : RowOutcome::Waiting;
+    if (failed)
+        return RowOutcome::Failed;
+    return cancelled ? RowOutcome::Cancelled : RowOutcome::Done;
+}
+
+int ConversionRun::combinedPercent(int row) const
+{
+    const QList<const Row *> parts = partsOf(row);
+    if (parts.size() == 1)
+        return parts.first()->percent;
+    int sum = 0;
+    for (const Row *part : parts) {
+        if (part->percent < 0)
+            return -1;
+        sum += part->percent;
+    }
+    return parts.isEmpty() ? 0 : sum / int(parts.size());
+}
+
 void ConversionRun::setState(RunState state)
 {
     if (state == m_state)
@@ -253,7 +314,7 @@ void ConversionRun::onProgress(int task, qint64 positionUs, qint64 totalUs)
     r->percent = percent < 0 ? -1 : std::min(percent, 99);
     if (r->lengthUs > 0)
         r->doneUs = std::max(r->doneUs, std::clamp<qint64>(positionUs, 0, r->lengthUs));
-    emit rowProgress(r->row, r->percent);
+    emit rowProgress(r->row, combinedPercent(r->row));
     updateTotal();
 }
 
@@ -275,36 +336,53 @@ void ConversionRun::onTaskEnd(int task, EncoderTaskState state, const QString &m
             const MoveResult moved = moveWithoutReplacing(written, r->output, &m_names);
             if (!moved.ok) {
                 QFile::remove(written);
-                endRow(*r, RowOutcome::Failed, moved.path + QLatin1String(": ") + moved.message);
+                endPart(*r, RowOutcome::Failed, moved.path + QLatin1String(": ") + moved.message);
                 return;
             }
             written = moved.path;
         }
         r->output = written;
-        endRow(*r, RowOutcome::Done, QString());
+        endPart(*r, RowOutcome::Done, QString());
         return;
     }
     if (state != EncoderTaskState::Failed) {
-        endRow(*r, RowOutcome::Cancelled, QString());
+        endPart(*r, RowOutcome::Cancelled, QString());
         return;
     }
-    endRow(*r, RowOutcome::Failed, message);
+    endPart(*r, RowOutcome::Failed, message);
     const RunStopReason reason = classifyTaskMessage(message);
     if (reason != RunStopReason::None && m_state != RunState::Idle)
         stopWith(reason);
 }
 
-void ConversionRun::endRow(Row &row, RowOutcome outcome, const QString &message)
+void ConversionRun::endPart(Row &part, RowOutcome outcome, const QString &message)
 {
-    row.outcome = outcome;
+    part.outcome = outcome;
+    part.message = message;
     if (outcome == RowOutcome::Done) {
-        row.percent = 100;
-        row.doneUs = row.lengthUs;
+        part.percent = 100;
+        part.doneUs = part.lengthUs;
     }
-    if (outcome == RowOutcome::Failed)
-        m_failures.append({ row.row, message });
-    const int number = row.row;
-    emit rowEnded(number, outcome, message);
+    const int number = part.row;
+    const RowOutcome combined = combinedOutcome(number);
+    if (combined != RowOutcome::Waiting && combined != RowOutcome::Converting) {
+        // The row's message: each failed output's, named when the row has several.
+        const QList<const Row *> parts = partsOf(number);
+        QStringList messages;
+        for (const Row *p : parts) {
+            if (p->outcome != RowOutcome::Failed)
+                continue;
+            messages << (parts.size() > 1
+                    ? QFileInfo(p->output).fileName() + QLatin1String(": ") + p->message
+                    : p->message);
+        }
+        const QString text = messages.join(QLatin1Char('\n'));
+        if (combined == RowOutcome::Failed)
+            m_failures.append({ number, text });
+        emit rowEnded(number, combined, text);
+    } else {
+        emit rowProgress(number, combinedPercent(number));
+    }
     updateTotal();
 }
 
@@ -312,8 +390,9 @@ void ConversionRun::stopWith(RunStopReason reason)
 {
     m_encoder->StopTasks(true);
     for (Row &r : m_rows) {
-        if (r.outcome != RowOutcome::Done && r.outcome != RowOutcome::Failed)
-            endRow(r, RowOutcome::Cancelled, QString());
+        if (r.outcome != RowOutcome::Done && r.outcome != RowOutcome::Failed
+            && r.outcome != RowOutcome::Cancelled)
+            endPart(r, RowOutcome::Cancelled, QString());
     }
     finishRun(reason);
 }

@@ -68,9 +68,13 @@ public:
     };
     // The names a row's output takes, claimed for the run as AddRow claims them: never an
     // existing file's, never another row's. A dry run plans with these alone.
-    OutputNames claimOutputNames(const QString &input, const QString &extension);
+    // A suffix goes between the source's name and the extension: "clip (track 2, eng).M4A".
+    OutputNames claimOutputNames(
+        const QString &input, const QString &extension, const QString &nameSuffix = QString());
     // Plans a row: claims its output name in the folder and queues it with the engine. The
     // final output name, or "" with the reason in LastErrorText when the engine refuses it.
+    // A row added again gets one more output (one per audio track, say): it shows the progress
+    // of all of them, ends once they all have, and fails when any of them fails.
     QString addRow(int row, const QString &input, const TaskPlan &plan);
     // Starts the rows added since Begin, threadCount at once (0: one per processor core).
     void start(int threadCount);
@@ -89,7 +93,10 @@ public:
     bool hasRow(int row) const;
     RowOutcome outcome(int row) const;
     int rowPercent(int row) const;
+    // The first output of a row of several.
     QString finalOutput(int row) const;
+    // Every output of the row, in the order they were added.
+    QStringList finalOutputs(int row) const;
     // The command that ran for the row and the engine's last lines, for the failure report.
     QString taskDetails(int row) const;
     // The engine that ran the row ("ffmpeg", "worker"); "" while it has not started.
@@ -125,15 +132,22 @@ private:
         int percent = 0;
         qint64 lengthUs = 0; // its weight in the total
         qint64 doneUs = 0;
+        QString message; // why it failed
     };
 
     Row *rowOfTask(int task);
     Row *find(int row);
     const Row *find(int row) const;
+    // The outputs of a row (one entry per addRow).
+    QList<const Row *> partsOf(int row) const;
+    // The outcome of a row from its outputs': Waiting or Converting while one has not ended.
+    RowOutcome combinedOutcome(int row) const;
+    int combinedPercent(int row) const;
     void setState(RunState state);
     void onProgress(int task, qint64 positionUs, qint64 totalUs);
     void onTaskEnd(int task, EncoderTaskState state, const QString &message);
-    void endRow(Row &row, RowOutcome outcome, const QString &message);
+    // Ends one output; the row ends with its last output.
+    void endPart(Row &part, RowOutcome outcome, const QString &message);
     void stopWith(RunStopReason reason);
     void finishRun(RunStopReason reason);
     void updateTotal();

@@ -33,8 +33,23 @@ QStringList withoutCutWords(const QStringList &words)
     return kept;
 }
 
+// The track a task converts, named when ffmpeg could pick another: in a file of several audio
+// tracks, and always for a copy, which must take exactly the track the plan was named for.
+QStringList streamMapWords(const SourceFacts &facts, const QStringList &outputWords)
+{
+    const bool copy = outputWords.contains(QStringLiteral("copy"));
+    if (facts.audioTrack < 0 || (facts.audioTracks.size() < 2 && !copy))
+        return {};
+    QStringList words;
+    if (!outputWords.contains(QStringLiteral("-vn")))
+        words << QStringLiteral("-map") << QStringLiteral("0:V:0?");
+    words << QStringLiteral("-map") << QStringLiteral("0:a:%1").arg(facts.audioTrack);
+    return words;
+}
+
 QStringList ffmpegArguments(const QString &input, const QStringList &inputWords,
-    const QString &output, const QStringList &outputWords, const TaskCut &cut, const SongTags &tags)
+    const QString &output, const QStringList &outputWords, const TaskCut &cut,
+    const SourceFacts &facts)
 {
     QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
         QStringLiteral("-nostats"), QStringLiteral("-loglevel"), QStringLiteral("level+info"),
@@ -42,12 +57,13 @@ QStringList ffmpegArguments(const QString &input, const QStringList &inputWords,
         QString::number(Encoder::ProgressIntervalSeconds), QStringLiteral("-n") };
     args << inputWords;
     args << QStringLiteral("-i") << input;
+    args << streamMapWords(facts, outputWords);
     // Only the song tags travel, written out one by one: what ffmpeg copies by default also
     // carries the source's bookkeeping (brands, handler names, its encoder). Bit-exact output
     // keeps ffmpeg from adding its own version tag.
     args << QStringLiteral("-map_metadata") << QStringLiteral("-1") << QStringLiteral("-fflags")
          << QStringLiteral("+bitexact");
-    for (const auto &[key, value] : tags)
+    for (const auto &[key, value] : facts.tags)
         args << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
     args << outputWords;
     // After the input, so nothing is lost to a seek in a file whose index or start time misleads.
@@ -62,30 +78,31 @@ QStringList ffmpegArguments(const QString &input, const QStringList &inputWords,
 } // namespace
 
 QStringList buildFfmpegArguments(const QString &input, const QString &inputOptions,
-    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags)
+    const QString &output, const QString &outputOptions, const TaskCut &cut,
+    const SourceFacts &facts)
 {
     return ffmpegArguments(input, withoutCutWords(ffmpegOptionWords(inputOptions)), output,
-        withoutCutWords(ffmpegOptionWords(outputOptions)), cut, tags);
+        withoutCutWords(ffmpegOptionWords(outputOptions)), cut, facts);
 }
 
 QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan)
 {
     if (!plan.encoding) {
         return buildFfmpegArguments(
-            input, plan.inputOptions, output, plan.outputOptions, plan.cut, plan.source.tags);
+            input, plan.inputOptions, output, plan.outputOptions, plan.cut, plan.source);
     }
     return ffmpegArguments(input, withoutCutWords(ffmpegOptionWords(plan.inputOptions)), output,
-        ffmpegOutputWords(*plan.encoding), plan.cut, plan.source.tags);
+        ffmpegOutputWords(*plan.encoding), plan.cut, plan.source);
 }
 
 QStringList buildFfmpegArguments(const EncodeTask &task)
 {
     if (!task.plan) {
         return buildFfmpegArguments(task.input, task.inputOptions, task.temporaryOutput,
-            task.outputOptions, task.cut, task.facts.tags);
+            task.outputOptions, task.cut, task.facts);
     }
     return ffmpegArguments(task.input, withoutCutWords(ffmpegOptionWords(task.inputOptions)),
-        task.temporaryOutput, ffmpegOutputWords(*task.plan), task.cut, task.facts.tags);
+        task.temporaryOutput, ffmpegOutputWords(*task.plan), task.cut, task.facts);
 }
 
 FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent)

@@ -16,8 +16,10 @@ class FfmpegJob;
 // from the file's start and needs no index to seek in.
 //
 // From option texts only (split like a shell word list), for a task queued without a plan:
+// The facts give the song tags and the audio track to map.
 QStringList buildFfmpegArguments(const QString &input, const QString &inputOptions,
-    const QString &output, const QString &outputOptions, const TaskCut &cut, const SongTags &tags);
+    const QString &output, const QString &outputOptions, const TaskCut &cut,
+    const SourceFacts &facts);
 // From a plan: the output options are rendered from its values, as its option string is (from its
 // texts when it has no values).
 QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan);

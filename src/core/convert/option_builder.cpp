@@ -1,7 +1,9 @@
 #include "core/convert/option_builder.h"
 
+#include "core/convert/stream_copy.h"
 #include "core/formats/output_settings.h"
 #include "core/formats/parameter_tables.h"
+#include "core/media/audio_tracks.h"
 #include "core/media/media_item.h"
 #include "core/media/time_text.h"
 
@@ -11,6 +13,13 @@
 namespace sonivert {
 
 namespace {
+
+QString chosenCodec(const SourceFacts &facts)
+{
+    return facts.audioTrack >= 0 && facts.audioTrack < facts.audioTracks.size()
+        ? facts.audioTracks.at(facts.audioTrack).codec
+        : QString();
+}
 
 bool isNoValueText(const QString &lowText)
 {
@@ -207,7 +216,11 @@ EncodePlan planEncoding(const MediaItem &item, const EncoderOptionSettings &sett
     const int height = settings.height;
 
     plan.audio = settings.audioCodec.trimmed() != QLatin1String("No Audio");
-    if (plan.audio) {
+    plan.copyAudio = settings.audioCodec.trimmed() == CopyAudioCodecLabel;
+    if (plan.copyAudio) {
+        plan.sampleRate.clear();
+        plan.audioBitrateKbps = 0;
+    } else if (plan.audio) {
         const QString channels = channelsOption(settings.channelsPosition);
         plan.channels = channels.isEmpty() ? 0 : channels.mid(5).toInt();
         plan.sampleRate = QString(settings.sampleRate).remove(QStringLiteral("Hz")).trimmed();
@@ -248,7 +261,9 @@ EncodePlan planEncoding(const MediaItem &item, const EncoderOptionSettings &sett
 QString optionString(const EncodePlan &plan)
 {
     QString s = QStringLiteral("-VideoOutputHook ");
-    if (plan.audio) {
+    if (plan.copyAudio) {
+        s += QStringLiteral(" -acodec copy");
+    } else if (plan.audio) {
         if (plan.channels > 0)
             s += QStringLiteral(" -ac ") + QString::number(plan.channels);
         s += QStringLiteral(" -ar ") + plan.sampleRate;
@@ -266,6 +281,8 @@ QString optionString(const EncodePlan &plan)
             s += QLatin1Char(' ') + word;
     } else {
         s += QStringLiteral(" -vn");
+        if (plan.copyAudio)
+            s += QStringLiteral(" -sn -dn");
     }
     s += plan.durationOption;
     if (!plan.videoFilters.isEmpty())
@@ -290,7 +307,9 @@ QStringList ffmpegOutputWords(const EncodePlan &plan)
         if (!value.isEmpty())
             words << value;
     };
-    if (plan.audio) {
+    if (plan.copyAudio) {
+        words << QStringLiteral("-acodec") << QStringLiteral("copy");
+    } else if (plan.audio) {
         if (plan.channels > 0)
             add(QStringLiteral("-ac"), QString::number(plan.channels));
         add(QStringLiteral("-ar"), plan.sampleRate);
@@ -307,6 +326,8 @@ QStringList ffmpegOutputWords(const EncodePlan &plan)
         words << plan.videoCodecWords;
     } else {
         words << QStringLiteral("-vn");
+        if (plan.copyAudio)
+            words << QStringLiteral("-sn") << QStringLiteral("-dn");
     }
     if (!plan.videoFilters.isEmpty())
         add(QStringLiteral("-vf"), plan.videoFilters);
@@ -454,7 +475,26 @@ TaskPlan planTask(const MediaItem &item, OutputSettings &settings)
     plan.extension = currentOutputExtension(settings);
     plan.cut = taskCutOf(item);
     plan.source = item.source;
+    if (plan.encoding->copyAudio)
+        plan.extension = streamCopyExtension(chosenCodec(plan.source));
     return plan;
+}
+
+QList<TaskPlan> planRowTasks(const MediaItem &item, OutputSettings &settings)
+{
+    const TaskPlan plan = planTask(item, settings);
+    if (!item.allAudioTracks || item.source.audioTracks.size() < 2)
+        return { plan };
+    QList<TaskPlan> plans;
+    for (qsizetype i = 0; i < item.source.audioTracks.size(); ++i) {
+        TaskPlan one = plan;
+        chooseAudioTrack(one.source, int(i));
+        one.nameSuffix = audioTrackNameSuffix(item.source.audioTracks.at(i));
+        if (one.encoding->copyAudio)
+            one.extension = streamCopyExtension(chosenCodec(one.source));
+        plans.append(one);
+    }
+    return plans;
 }
 
 } // namespace sonivert

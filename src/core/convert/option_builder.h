@@ -4,6 +4,7 @@
 #include "core/convert/task_plan.h"
 #include "core/formats/setting_choices.h"
 
+#include <QList>
 #include <QString>
 #include <cstdint>
 
@@ -80,7 +81,11 @@ QString currentOutputExtension(const OutputSettings &settings);
 // range that ends where the file ends runs to the end of the sound.
 TaskCut taskCutOf(const MediaItem &item);
 
-// The seek option, the option string, the output extension and the cut of one row.
+// The seek option, the option string, the output extension and the cut of one row, for the
+// track it converts. A copy of the original audio takes the extension of the track's codec.
 TaskPlan planTask(const MediaItem &item, OutputSettings &settings);
+// The plans of a row's outputs: one, or one per audio track when the row converts them all,
+// each named with its track.
+QList<TaskPlan> planRowTasks(const MediaItem &item, OutputSettings &settings);
 
 } // namespace sonivert

@@ -45,7 +45,7 @@ QString secondsText(qint64 microseconds)
 
 } // namespace
 
-SoundExtent measureSound(const QString &path)
+SoundExtent measureSound(const QString &path, int track)
 {
     SoundExtent extent;
     AVFormatContext *raw = nullptr;
@@ -60,7 +60,8 @@ SoundExtent measureSound(const QString &path)
         return extent;
     }
     extent.readable = true;
-    const int audio = defaultAudioStreamIndex(context.get());
+    const int audio = track >= 0 ? audioStreamOfTrack(context.get(), track)
+                                 : defaultAudioStreamIndex(context.get());
     if (audio < 0)
         return extent;
     extent.hasAudio = true;
@@ -130,7 +131,7 @@ OutputVerdict checkOutput(
             return { true, QString() };
     }
 
-    const SoundExtent source = measureSound(input);
+    const SoundExtent source = measureSound(input, expected.sourceTrack);
     qint64 length = 0;
     if (source.hasAudio) {
         length = expected.cut.isWhole() ? source.lengthUs

@@ -21,7 +21,9 @@ struct SoundExtent
     qint64 frameUs = 0; // the longest packet: one codec frame
 };
 
-SoundExtent measureSound(const QString &path);
+// The audio stream measured is audio track `track` (from 0), or with -1 the one a file converts
+// when no track is chosen.
+SoundExtent measureSound(const QString &path, int track = -1);
 
 // What a task is expected to produce.
 struct ExpectedSound
@@ -29,6 +31,7 @@ struct ExpectedSound
     bool audio = true; // false when the plan drops the sound ("-an")
     qint64 probedUs = -1; // the source's sound length as its container states it; -1 unknown
     TaskCut cut;
+    int sourceTrack = -1; // the source's audio track converted (from 0); -1 for its default
 };
 
 struct OutputVerdict

@@ -15,7 +15,7 @@ ExpectedSound expectedSoundOf(const EncodeTask &task)
         : !splitOptionWords(task.outputOptions).contains(QStringLiteral("-an"));
     return ExpectedSound { audio,
         task.facts.audioDurationUs > 0 ? task.facts.audioDurationUs : task.facts.durationUs,
-        task.cut };
+        task.cut, task.facts.audioTrack };
 }
 
 QFutureWatcher<OutputVerdict> *readBackLater(const EncodeTask &task, QObject *parent)

@@ -38,7 +38,8 @@ bool joinsExactly(const QString &encoder, const QString &format)
 
 int segmentCountFor(const EncodeTask &task, qint64 lengthUs, int threads, qint64 minimumSegmentUs)
 {
-    if (threads < 2 || lengthUs <= 0 || !task.plan || task.segment || !task.joinParts.isEmpty())
+    if (threads < 2 || lengthUs <= 0 || !task.plan || task.plan->copyAudio || task.segment
+        || !task.joinParts.isEmpty())
         return 1;
     if (!workerRefusal(*task.plan, task.output).isEmpty())
         return 1;

@@ -16,6 +16,9 @@ namespace sonivert {
 struct EncodePlan
 {
     bool audio = true; // false: " -an "
+    // The source's audio packets go into the output as they are (" -acodec copy"): no channels,
+    // rate, bit rate or encoder apply.
+    bool copyAudio = false;
     int channels = 0; // 1, 2 or 6; 0 when no channels entry is chosen
     QString sampleRate; // as the settings give it, without "Hz": "44100"
     int audioBitrateKbps = 64;
@@ -54,6 +57,9 @@ struct TaskPlan
     // What the option string says, as values, when it was written from settings; a row planned
     // with hand-written option texts has none and runs on the ffmpeg program from its texts.
     std::optional<EncodePlan> encoding;
+    // What the output's name adds to the source's before the extension: " (track 2, eng)" for
+    // one track of several converted each into its own file; "" otherwise.
+    QString nameSuffix;
 };
 using TaskPlanner = std::function<TaskPlan(int row)>;
 

@@ -92,6 +92,12 @@ QString workerRefusal(const EncodePlan &plan, const QString &output)
         return QStringLiteral("it writes video");
     if (!plan.audio)
         return QStringLiteral("it writes no sound");
+    if (plan.copyAudio) {
+        if (!av_guess_format(nullptr, QFile::encodeName(output).constData(), nullptr))
+            return QStringLiteral("no output format fits the name %1")
+                .arg(QFileInfo(output).fileName());
+        return QString();
+    }
     if (plan.channels <= 0)
         return QStringLiteral("it chooses no channel count");
     bool ok = false;
@@ -219,12 +225,17 @@ void WorkerEncodeJob::sendTask(bool freshWorker)
     message.add("id", m_taskId)
         .add("input", QFile::encodeName(m_task.input).toStdString())
         .add("output", QFile::encodeName(m_task.temporaryOutput).toStdString())
-        .add("encoder", workerEncoderName(plan, m_task.output, &why).toStdString())
-        .add("channels", int64_t(plan.channels))
-        .add("rate", int64_t(plan.sampleRate.toInt()))
-        .add("bitrate", int64_t(plan.audioBitrateKbps) * 1000)
+        .add("track", int64_t(m_task.facts.audioTrack))
         .add("start_us", int64_t(m_task.cut.startUs))
         .add("length_us", int64_t(m_task.cut.lengthUs));
+    if (plan.copyAudio) {
+        message.add("copy", int64_t(1));
+    } else {
+        message.add("encoder", workerEncoderName(plan, m_task.output, &why).toStdString())
+            .add("channels", int64_t(plan.channels))
+            .add("rate", int64_t(plan.sampleRate.toInt()))
+            .add("bitrate", int64_t(plan.audioBitrateKbps) * 1000);
+    }
     for (const auto &[key, value] : m_task.facts.tags)
         message.add("tag", (key + QLatin1Char('=') + value).toStdString());
     if (m_task.segment) {

@@ -336,6 +336,9 @@ QString ListAudioBitrates(const QString &codec, const QString &sampleRate, const
         return singleEntry(static_cast<std::int16_t>(k / 2 * count));
     if (isOneOf(codec, { "CCITT A-law", "CCITT u-law" }))
         return singleEntry(static_cast<std::int16_t>(k * count));
+    // A copied stream keeps the bit rate it has.
+    if (codec == QLatin1String("Original audio"))
+        return QStringLiteral("-;");
     if (codec == QLatin1String("No Audio"))
         return sampleRate == QLatin1String("-") ? QStringLiteral("-;") : QString();
     return QString();

@@ -1,29 +1,59 @@
 #include "core/media/audio_stream_choice.h"
 
-#include <cstdint>
-
 extern "C" {
 #include <libavformat/avformat.h>
 }
 
 namespace sonivert {
 
+namespace {
+
+bool isAudio(const AVStream *stream)
+{
+    return stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO;
+}
+
+} // namespace
+
 int defaultAudioStreamIndex(const AVFormatContext *context)
 {
-    int best = -1;
-    int64_t bestScore = -1;
+    int first = -1;
     for (unsigned i = 0; i < context->nb_streams; ++i) {
         const AVStream *stream = context->streams[i];
-        if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
+        if (!isAudio(stream))
             continue;
-        const int64_t score = stream->codecpar->ch_layout.nb_channels
-            + ((stream->disposition & AV_DISPOSITION_DEFAULT) ? 5000000 : 0);
-        if (score > bestScore) {
-            bestScore = score;
-            best = static_cast<int>(i);
-        }
+        if (stream->disposition & AV_DISPOSITION_DEFAULT)
+            return static_cast<int>(i);
+        if (first < 0)
+            first = static_cast<int>(i);
     }
-    return best;
+    return first;
+}
+
+int audioStreamOfTrack(const AVFormatContext *context, int track)
+{
+    if (track < 0)
+        return -1;
+    int seen = 0;
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        if (!isAudio(context->streams[i]))
+            continue;
+        if (seen == track)
+            return static_cast<int>(i);
+        ++seen;
+    }
+    return -1;
+}
+
+int audioTrackOfStream(const AVFormatContext *context, int streamIndex)
+{
+    if (streamIndex < 0 || unsigned(streamIndex) >= context->nb_streams
+        || !isAudio(context->streams[streamIndex]))
+        return -1;
+    int track = 0;
+    for (int i = 0; i < streamIndex; ++i)
+        track += isAudio(context->streams[i]) ? 1 : 0;
+    return track;
 }
 
 } // namespace sonivert

@@ -5,8 +5,16 @@ struct AVFormatContext;
 
 namespace sonivert {
 
-// The audio stream ffmpeg converts when no stream is chosen: the one with the most channels,
-// a default stream before others, the first among equals. -1 when there is none.
+// The audio stream a file converts when no track is chosen: the first one marked default, else
+// the first audio stream. -1 when there is none.
 int defaultAudioStreamIndex(const AVFormatContext *context);
+
+// The stream index of audio track `track` (0 for the first audio stream, in file order); -1
+// when the file has no such track.
+int audioStreamOfTrack(const AVFormatContext *context, int track);
+
+// The number of audio tracks before stream `streamIndex`: its track number from 0. -1 when the
+// stream is not an audio stream.
+int audioTrackOfStream(const AVFormatContext *context, int streamIndex);
 
 } // namespace sonivert

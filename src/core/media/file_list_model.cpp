@@ -1,5 +1,6 @@
 #include "core/media/file_list_model.h"
 
+#include "core/media/audio_tracks.h"
 #include "core/media/time_text.h"
 
 #include <algorithm>
@@ -75,12 +76,20 @@ QVariant FileListModel::data(const QModelIndex &index, int role) const
             return QString();
         if (column == Field::Duration && !item.durationCaption.isEmpty())
             return item.durationCaption;
+        if (column == Field::Name) {
+            const QString track = chosenTrackText(item);
+            return track.isEmpty()
+                ? item.text(column)
+                : item.text(column) + QStringLiteral("  [") + track + QLatin1Char(']');
+        }
         return item.text(column);
     case FieldValueRole:
         return item.get(column);
     case Qt::ToolTipRole:
         if (column == Field::Duration && !item.durationToolTip.isEmpty())
             return item.durationToolTip;
+        if (column == Field::Name && !chosenTrackText(item).isEmpty() && !item.allAudioTracks)
+            return audioTrackLabel(item.source.audioTracks.at(item.source.audioTrack));
         return QVariant();
     case Qt::TextAlignmentRole:
         if (column >= Field::Duration && column <= Field::State)
@@ -184,6 +193,18 @@ void FileListModel::setDurationDisplay(
     item.durationToolTip = toolTip;
     item.durationIcon = icon;
     emitRowChanged(row, Field::Duration, Field::Duration);
+}
+
+bool FileListModel::chooseAudioTrack(int row, int number)
+{
+    if (!valid(row))
+        return false;
+    MediaItem &item = m_items[size_t(row)];
+    const bool chosen
+        = number == AllAudioTracks ? selectAllAudioTracks(item) : selectAudioTrack(item, number);
+    if (chosen)
+        emitRowChanged(row, 0, MediaFieldCount - 1);
+    return chosen;
 }
 
 void FileListModel::setTrimmed(int row, bool trimmed)

@@ -50,6 +50,11 @@ public:
     void setDurationDisplay(int row, const QString &caption, const QString &toolTip, int icon);
     // Whether the trim fields hold a range the person chose rather than the probed whole file.
     void setTrimmed(int row, bool trimmed);
+    // The row converts audio track `number` (from 1), or with AllAudioTracks each of its tracks
+    // into a file of its own; the row's audio fields describe the chosen track and its name
+    // shows the choice. False for a row or a track that does not exist.
+    bool chooseAudioTrack(int row, int number);
+    static constexpr int AllAudioTracks = 0;
 
     // Row index -1 does nothing. showState false only clears the state icon.
     void SetRowState(int row, bool showState, RowState state);

@@ -119,7 +119,9 @@ struct MediaItem
     // A person chose a range (trim editor, --trim). The trim fields of an untrimmed row hold the
     // probed whole range, which a container may misstate; only a chosen range is cut.
     bool trimmed = false;
-    SourceFacts source; // what the converter needs beyond the fields
+    SourceFacts source; // what the converter needs beyond the fields; it names the chosen track
+    // Every audio track gives an output of its own instead of the chosen one alone.
+    bool allAudioTracks = false;
 
     // The value coerced to the field's type: "" / 0 / false for what does not read as such.
     QVariant get(int index) const;

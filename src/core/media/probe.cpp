@@ -1,5 +1,6 @@
 #include "core/media/probe.h"
 
+#include "core/media/audio_tracks.h"
 #include "core/media/decoder.h"
 #include "core/media/encryption_evidence.h"
 #include "core/media/failure_report.h"
@@ -104,6 +105,9 @@ void fillItem(MediaItem &item, const QString &path, const Decoder &d)
     item.set(Field::FileDurationHigh, halfText(high));
     item.set(Field::ErrMsg, QString());
     item.source = d.converterFacts();
+    // The fields above describe the first audio stream; a default track after it takes over.
+    if (item.source.audioTrack > 0)
+        selectAudioTrack(item, item.source.audioTrack + 1);
     item.stateIcon = ListIcon::Ready;
     item.state = RowState::Ready;
 }

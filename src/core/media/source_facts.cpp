@@ -1,9 +1,13 @@
 #include "core/media/source_facts.h"
 
+#include "core/media/probe.h"
+
 #include <QFile>
+#include <algorithm>
 #include <memory>
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/dict.h>
 }
@@ -38,7 +42,50 @@ int64_t streamDurationUs(const AVStream *stream)
     return av_rescale_q(stream->duration, stream->time_base, AVRational { 1, AV_TIME_BASE });
 }
 
+// As the file list shows it: "Advanced Audio Coding" for "AAC (Advanced Audio Coding)".
+QString codecLongName(AVCodecID id)
+{
+    const AVCodecDescriptor *descriptor = avcodec_descriptor_get(id);
+    if (!descriptor)
+        return QString();
+    const char *name = descriptor->long_name ? descriptor->long_name : descriptor->name;
+    return NormaliseCodecName(QString::fromUtf8(name).trimmed());
+}
+
+QString tagOf(const AVDictionary *metadata, const char *key)
+{
+    const AVDictionaryEntry *entry = av_dict_get(metadata, key, nullptr, 0);
+    return entry && entry->value ? QString::fromUtf8(entry->value).trimmed() : QString();
+}
+
+AudioTrack audioTrackOf(const AVStream *stream, int number)
+{
+    AudioTrack track;
+    track.number = number;
+    track.codec = QString::fromUtf8(avcodec_get_name(stream->codecpar->codec_id));
+    track.codecName = codecLongName(stream->codecpar->codec_id);
+    track.channels = stream->codecpar->ch_layout.nb_channels;
+    track.sampleRate = stream->codecpar->sample_rate;
+    track.bitRate = std::max<int64_t>(stream->codecpar->bit_rate, 0);
+    track.language = tagOf(stream->metadata, "language");
+    if (track.language == QLatin1String("und"))
+        track.language.clear();
+    track.title = tagOf(stream->metadata, "title");
+    track.isDefault = stream->disposition & AV_DISPOSITION_DEFAULT;
+    track.durationUs = streamDurationUs(stream);
+    return track;
+}
+
 } // namespace
+
+bool chooseAudioTrack(SourceFacts &facts, int index)
+{
+    if (index < 0 || index >= facts.audioTracks.size())
+        return false;
+    facts.audioTrack = index;
+    facts.audioDurationUs = facts.audioTracks.at(index).durationUs;
+    return true;
+}
 
 SongTags readableTags(const QList<QPair<QString, QString>> &containerTags,
     const QList<QPair<QString, QString>> &streamTags)
@@ -75,13 +122,17 @@ SourceFacts sourceFactsOf(const AVFormatContext *context)
     SourceFacts facts;
     if (context->duration != AV_NOPTS_VALUE && context->duration > 0)
         facts.durationUs = context->duration;
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        const AVStream *stream = context->streams[i];
+        if (stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO)
+            facts.audioTracks.append(audioTrackOf(stream, int(facts.audioTracks.size()) + 1));
+    }
     const int audio = defaultAudioStreamIndex(context);
     facts.hasAudio = audio >= 0;
     QList<QPair<QString, QString>> streamTags;
     if (facts.hasAudio) {
-        const AVStream *stream = context->streams[audio];
-        facts.audioDurationUs = streamDurationUs(stream);
-        streamTags = tagsOf(stream->metadata);
+        chooseAudioTrack(facts, audioTrackOfStream(context, audio));
+        streamTags = tagsOf(context->streams[audio]->metadata);
     }
     facts.tags = readableTags(tagsOf(context->metadata), streamTags);
     return facts;

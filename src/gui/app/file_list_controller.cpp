@@ -4,6 +4,7 @@
 #include "core/app/command_line.h"
 #include "core/app/folders.h"
 #include "core/convert/ffmpeg_program.h"
+#include "core/media/audio_tracks.h"
 #include "core/media/file_list_model.h"
 #include "core/media/import_job.h"
 #include "core/media/import_rules.h"
@@ -79,6 +80,8 @@ void FileListController::buildListMenu()
     entry(1, QStringLiteral("Open file location"), this, &FileListController::openFileLocation);
     m_listMenu->addSeparator();
     entry(3, QStringLiteral("Trim"), this, &FileListController::trimCommand);
+    m_trackMenu = m_listMenu->addMenu(QStringLiteral("Audio Track"));
+    m_trackMenu->setObjectName(QStringLiteral("mnuFileList_AudioTrack"));
     m_listMenu->addSeparator();
     entry(5, QStringLiteral("Remove"), this, &FileListController::removeCommand);
     entry(6, QStringLiteral("Clear List"), this, &FileListController::clearListCommand);
@@ -250,9 +253,43 @@ void FileListController::openFileLocation()
         &m_window, m_list->getFieldText(row, 6) + m_list->getFieldText(row, 1), true, false);
 }
 
+// The tracks of the one selected row, when it has several: each by its language, title, codec
+// and channels, then all of them at once; the row's choice is checked.
+void FileListController::fillTrackMenu()
+{
+    m_trackMenu->clear();
+    const QList<int> rows = m_window.fileView()->selectedRows();
+    const bool several
+        = rows.size() == 1 && m_list->item(rows.first()).source.audioTracks.size() > 1;
+    m_trackMenu->menuAction()->setVisible(several);
+    if (!several)
+        return;
+    const int row = rows.first();
+    const MediaItem &item = m_list->item(row);
+    const auto choose = [this, row](int number) {
+        m_list->chooseAudioTrack(row, number);
+        m_info.showRow(row);
+    };
+    for (const AudioTrack &track : item.source.audioTracks) {
+        QAction *action = m_trackMenu->addAction(audioTrackLabel(track));
+        action->setObjectName(QStringLiteral("mnuAudioTrack_%1").arg(track.number));
+        action->setCheckable(true);
+        action->setChecked(!item.allAudioTracks && item.source.audioTrack == track.number - 1);
+        connect(
+            action, &QAction::triggered, this, [choose, number = track.number] { choose(number); });
+    }
+    m_trackMenu->addSeparator();
+    QAction *all = m_trackMenu->addAction(QStringLiteral("All tracks (a file each)"));
+    all->setObjectName(QStringLiteral("mnuAudioTrack_All"));
+    all->setCheckable(true);
+    all->setChecked(item.allAudioTracks);
+    connect(all, &QAction::triggered, this, [choose] { choose(FileListModel::AllAudioTracks); });
+}
+
 void FileListController::showListMenu(const QPoint &pos)
 {
     const bool idle = m_window.GetConvertButtonState() == 0 && !m_import;
+    fillTrackMenu();
     for (QAction *action : m_listMenu->actions())
         action->setEnabled(idle);
     m_listMenu->popup(m_window.fileView()->viewport()->mapToGlobal(pos));

@@ -60,6 +60,7 @@ private:
     void settleListState();
     void buildListMenu();
     void showListMenu(const QPoint &pos);
+    void fillTrackMenu();
     void trimCommand();
     void openFileLocation();
 
@@ -74,6 +75,7 @@ private:
     CommandLock m_importLock; // commands are out of use while an import runs
     bool m_choosingFiles = false; // the open dialog of Add Files is up
     QMenu *m_listMenu = nullptr;
+    QMenu *m_trackMenu = nullptr; // the audio tracks of a row of several
     QString m_inputFolder;
     QList<QStringList> m_pendingTexts; // one entry per start or hand-over
     bool m_startUpDone = false;

@@ -74,7 +74,7 @@ ConversionPanel::ConversionPanel(
 
     // Each row is planned from the output settings as they are when the run is queued.
     m_planner = [this](int row) {
-        return planTask(m_window.fileList()->item(row), appOutputSettings());
+        return planRowTasks(m_window.fileList()->item(row), appOutputSettings());
     };
 }
 
@@ -200,7 +200,15 @@ bool ConversionPanel::prepareRun()
     for (int row = 0; row < rows && !m_abortPreparation; ++row) {
         const QString input
             = list->getFieldText(row, Field::FilePath) + list->getFieldText(row, Field::Name);
-        const QString output = m_run->addRow(row, input, m_planner(row));
+        QString output;
+        for (const TaskPlan &plan : m_planner(row)) {
+            const QString added = m_run->addRow(row, input, plan);
+            output = output.isEmpty() ? added : output;
+            if (added.isEmpty()) {
+                output.clear();
+                break;
+            }
+        }
         if (output.isEmpty()) {
             wait.finish();
             m_window.setEnabled(true);

@@ -36,7 +36,13 @@ public:
     ~ConversionPanel() override;
 
     ConversionRun *run() const { return m_run; }
-    void setTaskPlanner(TaskPlanner planner) { m_planner = std::move(planner); }
+    // One output per row, whatever the row's track choice.
+    void setTaskPlanner(TaskPlanner planner)
+    {
+        m_planner = [planner = std::move(planner)](int row) {
+            return QList<TaskPlan> { planner(row) };
+        };
+    }
 
     // 0 idle, 1 converting (a run being planned counts), 2 paused.
     int buttonState() const;
@@ -73,7 +79,7 @@ private:
     Controls m_controls;
     QString m_settingsKey;
     ConversionRun *m_run = nullptr;
-    TaskPlanner m_planner;
+    std::function<QList<TaskPlan>(int row)> m_planner; // the plans of a row's outputs
     QList<int> m_reportedTasks;
     QHash<int, QString> m_failureDetails; // per row, kept once its task has failed
     bool m_elapsedFrozen = false;

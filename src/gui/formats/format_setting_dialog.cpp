@@ -1,5 +1,6 @@
 #include "gui/formats/format_setting_dialog.h"
 
+#include "core/convert/stream_copy.h"
 #include "gui/formats/number_box.h"
 
 #include <QButtonGroup>
@@ -208,6 +209,14 @@ QWidget *FormatSettingDialog::buildAudioGroup()
         { ChoiceListId::AudioCodec, ChoiceListId::SampleRate, ChoiceListId::AudioBitrate,
             ChoiceListId::Channels, ChoiceListId::AudioSize, ChoiceListId::FileExtention })
         form->addRow(QLatin1String(captions[std::size_t(id)]), makeChoice(id));
+    m_copyNote = new QLabel(tr("The audio is copied as it is, into the container that fits its "
+                               "codec: there is nothing to tune. A trim cuts on the nearest "
+                               "packets, at most one codec frame off."),
+        group);
+    m_copyNote->setObjectName(QStringLiteral("lbl_CopyNote"));
+    m_copyNote->setWordWrap(true);
+    m_copyNote->hide();
+    form->addRow(m_copyNote);
     return group;
 }
 
@@ -342,6 +351,7 @@ void FormatSettingDialog::okClicked()
 
 void FormatSettingDialog::syncFromModel()
 {
+    m_copyNote->setVisible(m_settings.choiceText(ChoiceListId::AudioCodec) == CopyAudioCodecLabel);
     m_syncing = true;
     for (int i = 0; i < ChoiceListCount; ++i) {
         const ChoiceList &list = m_settings.choice(ChoiceListId(i));

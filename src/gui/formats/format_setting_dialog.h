@@ -65,6 +65,7 @@ private:
     OutputSettings &m_settings;
     QTreeWidget *m_presetList = nullptr;
     QLabel *m_totalLabel = nullptr;
+    QLabel *m_copyNote = nullptr; // shown for the family that copies the sound
     QWidget *m_choices = nullptr;
     std::array<QComboBox *, ChoiceListCount> m_combos {};
     std::array<NumberControls, 3> m_numbers {};

@@ -1,5 +1,6 @@
 #include "gui/media/frm_properties.h"
 
+#include "core/media/audio_tracks.h"
 #include "gui/app/open_folder.h"
 #include "gui/media/info_labels.h"
 
@@ -123,6 +124,9 @@ void frmProperties::fill(const MediaItem &item)
     m_fileName->setText(facts.path);
     m_title->setText(item.text(Field::Name));
     const auto texts = propertiesInfoTexts(item, facts);
+    const QString track = chosenTrackDescription(item);
+    m_titles.at(13)->setText(
+        track.isEmpty() ? QString::fromLatin1(captions[13]) : QStringLiteral("Audio - ") + track);
     for (int i = 0; i < PropertiesLabelCount; ++i) {
         if (!isGroupHeading(i))
             showInfoText(m_infos.at(i), texts[size_t(i)]);

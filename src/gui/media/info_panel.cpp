@@ -1,5 +1,6 @@
 #include "gui/media/info_panel.h"
 
+#include "core/media/audio_tracks.h"
 #include "core/media/file_list_model.h"
 #include "gui/media/frm_properties.h"
 #include "gui/media/info_labels.h"
@@ -59,6 +60,8 @@ void InfoPanel::showRow(int row)
         return;
     m_currentRow = row;
     showInputFileInfo(QList<QLabel *>(m_values.begin(), m_values.end()), m_list->item(row));
+    // The audio values describe the row's chosen track; which one it is, the codec's tip says.
+    m_values[4]->setToolTip(chosenTrackDescription(m_list->item(row)));
 }
 
 void InfoPanel::clear()

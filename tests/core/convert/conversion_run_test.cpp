@@ -63,7 +63,7 @@ struct Watch
 TaskPlan mp3Plan()
 {
     return TaskPlan { QString(), u"-VideoOutputHook  -vn -acodec libmp3lame"_s, u"MP3"_s, {}, {},
-        {} };
+        {}, {} };
 }
 
 } // namespace
@@ -322,6 +322,65 @@ private slots:
         m_engine.jobFor(u"long.mp4"_s)->release();
         QTRY_VERIFY(watch.ended());
         QCOMPARE(m_run->totalPercent(), 100);
+    }
+
+    // A row of several outputs (one per audio track): each gets its own name, the row ends once,
+    // when the last of them does, and a failure names the output it concerns.
+    void aRowOfSeveralOutputsEndsOnceWithTheirOutcome()
+    {
+        Watch watch(*m_run);
+        m_run->begin(outFolder());
+        for (const QString &suffix : { u" (track 1, eng)"_s, u" (track 2)"_s }) {
+            TaskPlan p = mp3Plan();
+            p.nameSuffix = suffix;
+            QVERIFY(!m_run->addRow(0, in(u"a.mp4"_s), p).isEmpty());
+        }
+        QVERIFY(!m_run->addRow(1, in(u"b.mp4"_s), mp3Plan()).isEmpty());
+        m_engine.scripts.insert(
+            u"b.mp4"_s, FakeScript { JobOutcome::Failed, u"broken"_s, {}, false });
+        m_engine.scripts.insert(
+            u"a.mp4"_s, FakeScript { JobOutcome::Succeeded, {}, { 500'000 }, true });
+        m_run->start(1);
+        QTRY_VERIFY(m_engine.jobFor(u"a.mp4"_s) && m_engine.jobFor(u"a.mp4"_s)->isStarted());
+        m_engine.jobFor(u"a.mp4"_s)->release();
+        QTRY_COMPARE(m_engine.jobs.size(), 2);
+        // Half of the row is done: its first output.
+        QCOMPARE(m_run->outcome(0), RowOutcome::Converting);
+        QVERIFY(watch.ends.isEmpty());
+        QTRY_VERIFY(m_engine.jobs.last() && m_engine.jobs.last()->isStarted());
+        m_engine.jobs.last()->release();
+        QTRY_VERIFY(watch.ended());
+
+        QCOMPARE(watch.ends.size(), 2);
+        QCOMPARE(watch.ends.at(0).row, 0);
+        QCOMPARE(watch.ends.at(0).outcome, RowOutcome::Done);
+        QCOMPARE(m_run->finalOutputs(0),
+            (QStringList {
+                outFolder() + u"/a (track 1, eng).MP3"_s, outFolder() + u"/a (track 2).MP3"_s }));
+        QCOMPARE(m_run->finalOutput(0), m_run->finalOutputs(0).first());
+        QCOMPARE(outputs(), (QStringList { u"a (track 1, eng).MP3"_s, u"a (track 2).MP3"_s }));
+        QCOMPARE(watch.outcomeOf(1), RowOutcome::Failed);
+        QCOMPARE(m_run->failures().size(), 1);
+    }
+
+    void aFailedOutputFailsItsRowAndIsNamed()
+    {
+        Watch watch(*m_run);
+        m_run->begin(outFolder());
+        for (const QString &suffix : { u" (track 1)"_s, u" (track 2)"_s }) {
+            TaskPlan p = mp3Plan();
+            p.nameSuffix = suffix;
+            QVERIFY(!m_run->addRow(4, in(u"a.mp4"_s), p).isEmpty());
+        }
+        m_engine.otherwise = FakeScript { JobOutcome::Failed, u"no sound"_s, {}, false };
+        m_run->start(2);
+        QTRY_VERIFY(watch.ended());
+        QCOMPARE(watch.ends.size(), 1);
+        QCOMPARE(watch.ends.at(0).outcome, RowOutcome::Failed);
+        QCOMPARE(
+            watch.ends.at(0).message, u"a (track 1).MP3: no sound\na (track 2).MP3: no sound"_s);
+        QCOMPARE(m_run->failures().size(), 1);
+        QVERIFY(outputs().isEmpty());
     }
 };
 

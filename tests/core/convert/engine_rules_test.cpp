@@ -68,7 +68,7 @@ private slots:
         settings.ChangePreset(presetRow);
         const TaskPlan plan = planTask(sourceItem(trimmed), settings);
         const QStringList fromTexts = buildFfmpegArguments(u"/in/a.mp4"_s, plan.inputOptions,
-            u"/out/.a.x"_s, plan.outputOptions, plan.cut, plan.source.tags);
+            u"/out/.a.x"_s, plan.outputOptions, plan.cut, plan.source);
         QCOMPARE(buildFfmpegArguments(u"/in/a.mp4"_s, u"/out/.a.x"_s, plan), fromTexts);
 
         EncodeTask task { u"/in/a.mp4"_s, u"/out/a.x"_s, u"/out/.a.x"_s, plan.inputOptions,
@@ -122,11 +122,11 @@ private slots:
 
     void arguments()
     {
-        const SongTags tags { { u"title"_s, u"Ünïcode, \"quoted\""_s },
-            { u"artist"_s, u"Band"_s } };
+        SourceFacts facts;
+        facts.tags = { { u"title"_s, u"Ünïcode, \"quoted\""_s }, { u"artist"_s, u"Band"_s } };
         const QStringList args = buildFfmpegArguments(QStringLiteral("/in/-a b.avi"),
             QStringLiteral(" -ss 10 -re"), QStringLiteral("/out/.t.MP3"),
-            QStringLiteral("-VideoOutputHook  -vn -acodec libmp3lame -t 60.5"), TaskCut {}, tags);
+            QStringLiteral("-VideoOutputHook  -vn -acodec libmp3lame -t 60.5"), TaskCut {}, facts);
         const qsizetype input = args.indexOf(QStringLiteral("-i"));
         QVERIFY(input > 0);
         // The option texts' cut never reaches ffmpeg: an untrimmed task seeks nowhere.

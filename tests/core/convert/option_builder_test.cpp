@@ -553,6 +553,40 @@ private slots:
             qPrintable(video.outputOptions));
     }
 
+    // The copy family: its option string and command say "copy" and nothing a copy cannot
+    // honour, the trim stays, and the extension comes from the chosen track's codec.
+    void planOfTheCopyFamily()
+    {
+        QTemporaryDir folder;
+        Catalogue catalogue;
+        QVERIFY(loadBuiltInCatalogue(catalogue, folder.path()));
+        OutputSettings settings(catalogue);
+        settings.selectFormat(u"Original audio (no re-encoding)"_s);
+        MediaItem item = sourceItem();
+        setTrim(item, 2000000, 7000000);
+        item.source.audioTracks = { AudioTrack { 1, u"ac3"_s, u"AC-3"_s, 6, 48000, 448000, u"eng"_s,
+                                        QString(), true, 9000000 },
+            AudioTrack {
+                2, u"opus"_s, u"Opus"_s, 2, 48000, 96000, u"fra"_s, QString(), false, 9000000 } };
+        item.source.audioTrack = 0;
+        const TaskPlan plan = planTask(item, settings);
+        QCOMPARE(plan.outputOptions, u"-VideoOutputHook  -acodec copy -vn -sn -dn -t 5"_s);
+        QCOMPARE(ffmpegOutputWords(*plan.encoding),
+            (QStringList { u"-acodec"_s, u"copy"_s, u"-vn"_s, u"-sn"_s, u"-dn"_s }));
+        QCOMPARE(plan.inputOptions, u" -ss 2"_s);
+        QCOMPARE(plan.extension, u"AC3"_s);
+        QCOMPARE(plan.encoding->channels, 0);
+        QVERIFY(plan.encoding->audioEncoder.isEmpty());
+
+        item.allAudioTracks = true;
+        const QList<TaskPlan> plans = planRowTasks(item, settings);
+        QCOMPARE(plans.size(), 2);
+        QCOMPARE(plans.at(1).extension, u"OPUS"_s);
+        QCOMPARE(plans.at(1).source.audioTrack, 1);
+        QCOMPARE(plans.at(1).nameSuffix, u" (track 2, fra)"_s);
+        QCOMPARE(plans.at(1).cut, plans.at(0).cut);
+    }
+
     // Every codec the catalogue names must become an encoder the installed ffmpeg has, once
     // the engine has mapped what it substitutes (libfaac).
     void catalogueCodecsHaveEncoders()
@@ -580,6 +614,7 @@ private slots:
                     = ffmpegOptionWords(BuildEncoderOptions(sourceItem(), settings));
                 for (const QString &option : { u"-acodec"_s, u"-vcodec"_s }) {
                     const bool off = option == u"-acodec" ? settings.audioCodec == u"No Audio"
+                            || settings.audioCodec == u"Original audio"
                                                           : settings.videoCodec == u"No Video";
                     if (off)
                         continue;

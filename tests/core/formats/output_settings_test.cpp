@@ -61,10 +61,10 @@ Catalogue testCatalogue()
 }
 
 // Every codec label the option builder turns into an encoder option, and Opus.
-const QStringList builderAudioLabels
-    = L({ "MPEG-2/4", "AAC", "MP3", "MP2", "Ogg Vorbis", "IMA ADPCM", "AMR ACELP", "CCITT A-law",
-        "CCITT u-law", "AC3", "WMA", "RealAudio 3.0 (dnet)", "PCM little-endian", "PCM big-endian",
-        "Microsoft ADPCM", "IMA_ADPCM", "FLAC", "MS GSM 6.10", "Opus", "No Audio" });
+const QStringList builderAudioLabels = L({ "MPEG-2/4", "AAC", "MP3", "MP2", "Ogg Vorbis",
+    "IMA ADPCM", "AMR ACELP", "CCITT A-law", "CCITT u-law", "AC3", "WMA", "RealAudio 3.0 (dnet)",
+    "PCM little-endian", "PCM big-endian", "Microsoft ADPCM", "IMA_ADPCM", "FLAC", "MS GSM 6.10",
+    "Opus", "Original audio", "No Audio" });
 const QStringList builderVideoLabels = L({ "MPEG-1", "MPEG-2", "MPEG4 (DivX/Xvid compatible)",
     "H.263 FLV Video", "H.264", "IBM Motion JPEG", "Sorenson Video 1", "Intel ITU H.263", "H.263",
     "VP8", "Huffman Lossless", "Microsoft MPEG4 V2", "Microsoft MPEG4 V3", "Xvid MPEG4",
@@ -464,7 +464,14 @@ private slots:
             QCOMPARE(text(s, ChoiceListId::AudioCodec), cell("AudioCodec"));
             QCOMPARE(text(s, ChoiceListId::FileExtention), cell("FileExtention"));
             QVERIFY2(!text(s, ChoiceListId::FileExtention).isEmpty(), where);
-            if (cell("AudioCodec") != QLatin1String("No Audio")) {
+            if (cell("AudioCodec") == QLatin1String("Original audio")) {
+                // A copy has nothing to tune: every list holds its one locked entry.
+                for (ChoiceListId list : { ChoiceListId::AudioCodec, ChoiceListId::SampleRate,
+                         ChoiceListId::Channels, ChoiceListId::AudioBitrate,
+                         ChoiceListId::AudioSize, ChoiceListId::FileExtention })
+                    QVERIFY2(!s.choice(list).enabled, where);
+                QCOMPARE(s.choice(ChoiceListId::AudioBitrate).texts(), L({ "-" }));
+            } else if (cell("AudioCodec") != QLatin1String("No Audio")) {
                 // The preset's own values are admissible: nothing fell back.
                 QCOMPARE(text(s, ChoiceListId::SampleRate), cell("SampleRate"));
                 QCOMPARE(text(s, ChoiceListId::Channels), cell("Channels"));
@@ -510,6 +517,12 @@ private slots:
             QStringList sizes = pieces(GetCatalogueCell(formats, row, QStringLiteral("AudioSize")));
             if (codec == QLatin1String("No Audio")) {
                 QCOMPARE(rates, L({ "-" }));
+                continue;
+            }
+            if (codec == QLatin1String("Original audio")) {
+                QCOMPARE(
+                    ListAudioBitrates(codec, rates.value(0), channels.value(0), sizes.value(0)),
+                    QStringLiteral("-;"));
                 continue;
             }
             QVERIFY2(

@@ -81,7 +81,7 @@ private slots:
         window->show();
         window->setTaskPlanner([this](int row) {
             return TaskPlan { inputOptions, options, extension, {},
-                window->fileList()->item(row).source, {} };
+                window->fileList()->item(row).source, {}, {} };
         });
         window->findChild<QLineEdit *>(QStringLiteral("Txt_OutputPath"))
             ->setText(out.path() + QLatin1Char('/'));

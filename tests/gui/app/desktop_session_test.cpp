@@ -109,7 +109,7 @@ class DesktopSessionTest : public QObject
             u"b.mp4"_s, FakeScript { JobOutcome::Failed, u"boom"_s, {}, false });
         run.setJobFactory(m_engine.factory());
         run.begin(m_dir.filePath(u"out"_s));
-        const TaskPlan plan { QString(), u" -vn -acodec libmp3lame"_s, u"MP3"_s, {}, {}, {} };
+        const TaskPlan plan { QString(), u" -vn -acodec libmp3lame"_s, u"MP3"_s, {}, {}, {}, {} };
         QVERIFY(!run.addRow(0, in(u"a.mp4"_s), plan).isEmpty());
         QVERIFY(!run.addRow(1, in(u"b.mp4"_s), plan).isEmpty());
         QSignalSpy ended(&run, &ConversionRun::runEnded);

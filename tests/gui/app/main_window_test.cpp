@@ -222,7 +222,7 @@ private slots:
         engine.otherwise.hold = true;
         window->conversionRun()->setJobFactory(engine.factory());
         window->setTaskPlanner([](int) {
-            return TaskPlan { QString(), QStringLiteral(" -vn"), QStringLiteral("MP3"), {}, {},
+            return TaskPlan { QString(), QStringLiteral(" -vn"), QStringLiteral("MP3"), {}, {}, {},
                 {} };
         });
         window->show();

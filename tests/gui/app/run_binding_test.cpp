@@ -57,7 +57,7 @@ private slots:
             MainWindow::Identity { u"Corvallo"_s, u"Sonivert"_s, Key });
         m_window->conversionRun()->setJobFactory(m_engine.factory());
         m_window->setTaskPlanner([](int) {
-            return TaskPlan { QString(), u" -vn"_s, u"MP3"_s, {}, {}, {} };
+            return TaskPlan { QString(), u" -vn"_s, u"MP3"_s, {}, {}, {}, {} };
         });
         outputBox()->setText(m_dir.filePath(u"out"_s));
         m_window->show();

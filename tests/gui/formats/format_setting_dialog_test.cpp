@@ -91,6 +91,26 @@ private slots:
             QVERIFY2(m_dialog->findChild<QWidget *>(QLatin1String(name)), name);
     }
 
+    // The family that copies the sound has one fixed preset: nothing in the dialog can change,
+    // and a note says why and how a trim cuts.
+    void theCopyFamilyHasNothingToTune()
+    {
+        m_dialog->show();
+        auto *note = m_dialog->findChild<QLabel *>(QStringLiteral("lbl_CopyNote"));
+        QVERIFY(note && !note->isVisible());
+        m_settings->selectFormat(QStringLiteral("Original audio (no re-encoding)"));
+        QCOMPARE(grid()->topLevelItemCount(), 1);
+        QVERIFY(note->isVisible());
+        QVERIFY(note->text().contains(QStringLiteral("at most one codec frame off")));
+        for (ChoiceListId id : { ChoiceListId::AudioCodec, ChoiceListId::SampleRate,
+                 ChoiceListId::AudioBitrate, ChoiceListId::Channels, ChoiceListId::AudioSize,
+                 ChoiceListId::FileExtention, ChoiceListId::VideoCodec })
+            QVERIFY2(!combo(id)->isEnabled() || combo(id)->count() <= 1,
+                qPrintable(combo(id)->objectName()));
+        m_settings->selectFormat(QStringLiteral("WAV"));
+        QVERIFY(!note->isVisible());
+    }
+
     void audioCodecChangeStaysWithItsPreset()
     {
         m_dialog->show();

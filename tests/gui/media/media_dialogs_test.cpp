@@ -136,6 +136,34 @@ private slots:
         QVERIFY(dialog.findChild<QPushButton *>(QStringLiteral("Cmd_Properties_1")));
     }
 
+    // A file of two tracks: the dialog says which one its audio facts describe.
+    void propertiesDescribeTheChosenTrack()
+    {
+        const QString file = m_dir.filePath(QStringLiteral("tracks.mka"));
+        QVERIFY(sonivert::test::runFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"),
+            QStringLiteral("-i"), QStringLiteral("sine=sample_rate=48000"), QStringLiteral("-f"),
+            QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=sample_rate=22050"),
+            QStringLiteral("-t"), QStringLiteral("0.3"), QStringLiteral("-map"),
+            QStringLiteral("0:a"), QStringLiteral("-map"), QStringLiteral("1:a"),
+            QStringLiteral("-metadata:s:a:1"), QStringLiteral("language=deu"), file }));
+        FileListModel list;
+        ProbeResult probe = probeMediaFile(file);
+        QVERIFY(probe.ok);
+        list.appendMediaItem(probe.item);
+        {
+            frmProperties dialog(list.item(0));
+            QVERIFY(dialog.findChild<QLabel *>(QStringLiteral("lbl_Titles_13"))
+                        ->text()
+                        .startsWith(QStringLiteral("Audio - Track 1: ")));
+        }
+        QVERIFY(list.chooseAudioTrack(0, 2));
+        frmProperties dialog(list.item(0));
+        QVERIFY(dialog.findChild<QLabel *>(QStringLiteral("lbl_Titles_13"))
+                    ->text()
+                    .startsWith(QStringLiteral("Audio - Track 2: deu, ")));
+        QCOMPARE(dialog.infoLabel(16)->text(), QStringLiteral("22050 Hz"));
+    }
+
     void propertiesOfAVanishedFileStopAtItsFacts()
     {
         const QString file = m_dir.filePath(QStringLiteral("gone.mp4"));
