@@ -35,7 +35,7 @@ namespace {
 const QString synopsis = QStringLiteral(
     "convert [--format KEYWORD] [--preset NAME|ID] [--set LIST=ENTRY]... [--trim START:END] "
     "[--audio-track N|all] [--cover source|frame|none] [--split-chapters] [-o DIR] [--threads N] "
-    "[--engine auto|ffmpeg|worker] "
+    "[--engine auto|ffmpeg|worker] [--no-segments] "
     "[--stall-timeout SECONDS] [--dry-run] [--json] FILE...");
 
 void printHelp(QTextStream &out)
@@ -67,13 +67,16 @@ void printHelp(QTextStream &out)
            "  --engine E        auto (default): sonivert-worker for the audio plans it runs, the\n"
            "                    ffmpeg program for the rest; ffmpeg; or worker (a plan it cannot\n"
            "                    run is a usage error)\n"
+           "  --no-segments     never split one long file across threads (by default a file\n"
+           "                    that starts while threads are free is encoded in segments at\n"
+           "                    once and joined, for MP3, AAC, FLAC and PCM outputs)\n"
            "  --stall-timeout S a file whose conversion shows no progress for S seconds fails\n"
            "                    (default 120)\n"
            "  --dry-run         print what would be run, convert nothing\n"
            "  --json            with --dry-run: [{\"file\", \"seek\", \"options\", \"output\", "
            "\"argv\",\n                    \"settings\", \"engine\", \"audioTrack\"}]; otherwise "
            "[{\"file\",\n                    \"output\", \"state\", \"message\", \"engine\", "
-           "\"audioTrack\"}]: an entry per output\n\n"
+           "\"audioTrack\",\n                    \"segments\"}]: an entry per output\n\n"
            "--format ORIGINAL (\"Original audio (no re-encoding)\") copies each file's audio as "
            "it is\ninto the container that fits its codec: M4A, MP3, OGG, OPUS, FLAC, AC3, EAC3, "
            "DTS, MP2,\nWAV, WMA, else MKA.\n\n"
@@ -94,6 +97,7 @@ struct ConvertArgs
     EngineChoice engine = EngineChoice::Auto;
     CoverChoice cover = CoverChoice::Source;
     bool splitChapters = false;
+    bool segments = true;
     double stallSeconds = Encoder::DefaultStallTimeoutSeconds;
     int audioTrack = 0; // from 1; 0 for each file's default
     bool allAudioTracks = false;
@@ -211,6 +215,8 @@ ParseResult parseArguments(QStringList args, ConvertArgs &parsed, QString &error
                 return ParseResult::Usage;
             }
             parsed.stallSeconds = double(us) / 1e6;
+        } else if (arg == QLatin1String("--no-segments")) {
+            parsed.segments = false;
         } else if (matches(arg, QStringLiteral("--audio-track"))) {
             if (!takeValue(args, i, QStringLiteral("--audio-track"), value))
                 value.clear();
@@ -269,6 +275,7 @@ struct PlannedFile
     FileState state = FileState::Planned;
     QString message;
     QString engine; // the engine that ran it, or would run it in a dry run
+    int segments = 0; // the segments it was encoded in at once; 0 when it did not run
 };
 
 struct Failure
@@ -404,7 +411,8 @@ QJsonObject resultJson(const PlannedFile &f)
     return QJsonObject { { QStringLiteral("file"), f.input },
         { QStringLiteral("output"), f.output }, { QStringLiteral("state"), stateName(f.state) },
         { QStringLiteral("message"), f.message }, { QStringLiteral("engine"), f.engine },
-        { QStringLiteral("audioTrack"), trackNumber(f.plan) } };
+        { QStringLiteral("audioTrack"), trackNumber(f.plan) },
+        { QStringLiteral("segments"), f.segments } };
 }
 
 // Converts the planned files in one run and follows it to the end. Files the engine refuses or
@@ -448,6 +456,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
             switch (outcome) {
             case RowOutcome::Done:
                 f.engine = run.taskEngine(row);
+                f.segments = run.taskSegments(row);
                 f.state = FileState::Done;
                 f.output = run.finalOutput(row);
                 if (!args.json)
@@ -456,6 +465,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
                 break;
             case RowOutcome::Failed:
                 f.engine = run.taskEngine(row);
+                f.segments = run.taskSegments(row);
                 f.state = FileState::Failed;
                 f.message = message;
                 failures.append({ f.name, message });
@@ -584,6 +594,7 @@ ExitCode runConvert(const QStringList &arguments, Io &io)
     }
     run.setEngineChoice(args.engine);
     run.setStallTimeoutSeconds(args.stallSeconds);
+    run.setSegmentation(args.segments);
 
     if (args.dryRun) {
         printDryRun(files, args.json, io.out);

@@ -3,6 +3,8 @@
 #include "core/media/audio_stream_choice.h"
 #include "core/media/source_extras.h"
 #include "worker/libav_handles.h"
+#include "worker/segment_join.h"
+#include "worker/segment_packets.h"
 #include "worker/stream_copy.h"
 
 extern "C" {
@@ -14,6 +16,7 @@ extern "C" {
 #include <chrono>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <sys/stat.h>
 
 namespace sonivert::worker {
@@ -22,6 +25,9 @@ namespace {
 
 constexpr int VariableFrameSamples = 4096;
 constexpr auto ProgressInterval = std::chrono::milliseconds(250);
+// The AAC encoder's rate control needs seconds of the same sound to reach the state a single pass
+// has at a join; 10 s was not always enough for a sweep.
+constexpr int64_t AacLeadInSeconds = 20;
 
 std::string errorText(int error)
 {
@@ -57,6 +63,12 @@ private:
     bool encodeFrame(const AVFrame *frame);
     bool drainResampler();
     void reportProgress(bool force);
+    void planSegment();
+    bool writeSegmentPacket();
+    bool joinParts();
+    bool writeJoinedPacket(const SegmentPacket &packet);
+    bool closeOutput();
+    bool segment() const { return !m_spec.packetFile.empty(); }
 
     const ConversionSpec &m_spec;
     ConversionReporter &m_reporter;
@@ -88,6 +100,13 @@ private:
     bool m_ended = false; // the cut's end is reached
     int64_t m_encodedSamples = 0;
     int64_t m_firstPts = 0; // the encoder time of the first kept sample
+    // The samples of the cut that are encoded, and for a segment those it is kept for.
+    int64_t m_windowFrom = 0;
+    int64_t m_windowTo = -1;
+    int64_t m_keepFrom = 0;
+    int64_t m_keepTo = -1;
+    SegmentPacketWriter m_packets;
+    int64_t m_joinedEnd = 0; // the end of the last packet a join wrote
     std::chrono::steady_clock::time_point m_lastProgress {};
 };
 
@@ -136,7 +155,7 @@ bool Conversion::openOutput()
 {
     // ffmpeg -n: an existing file is never written over.
     struct stat st;
-    if (::stat(m_spec.output.c_str(), &st) == 0)
+    if (!segment() && ::stat(m_spec.output.c_str(), &st) == 0)
         return error("File '" + m_spec.output + "' already exists. Exiting.");
 
     AVFormatContext *raw = nullptr;
@@ -196,24 +215,29 @@ bool Conversion::openOutput()
     av_dict_set(&m_outStream->metadata, "encoder", (std::string("Lavc ") + codec->name).c_str(),
         AV_DICT_DONT_OVERWRITE);
 
-    ret = m_extras.addBeforeHeader(m_input.get(), m_spec.input, m_output.get(), m_spec.output,
-        m_spec.cover, m_spec.chapters, m_spec.startUs, m_spec.lengthUs);
-    if (ret < 0)
-        return error("Could not add the cover picture: " + errorText(ret));
-
-    if (!(m_output->oformat->flags & AVFMT_NOFILE)) {
-        ret = avio_open(&m_output->pb, m_spec.output.c_str(), AVIO_FLAG_WRITE);
+    if (segment()) {
+        // A segment writes no file of the output's format: its packets wait for the join, which
+        // adds the cover and the chapters.
+    } else {
+        ret = m_extras.addBeforeHeader(m_input.get(), m_spec.input, m_output.get(), m_spec.output,
+            m_spec.cover, m_spec.chapters, m_spec.startUs, m_spec.lengthUs);
         if (ret < 0)
-            return error(m_spec.output + ": " + errorText(ret));
+            return error("Could not add the cover picture: " + errorText(ret));
+        if (!(m_output->oformat->flags & AVFMT_NOFILE)) {
+            ret = avio_open(&m_output->pb, m_spec.output.c_str(), AVIO_FLAG_WRITE);
+            if (ret < 0)
+                return error(m_spec.output + ": " + errorText(ret));
+        }
+        ret = avformat_write_header(m_output.get(), nullptr);
+        if (ret < 0) {
+            return error(
+                "Could not write header for output file #0 (incorrect codec parameters ?): "
+                + errorText(ret));
+        }
+        ret = m_extras.writeAfterHeader(m_output.get());
+        if (ret < 0)
+            return error("Could not write the cover picture: " + errorText(ret));
     }
-    ret = avformat_write_header(m_output.get(), nullptr);
-    if (ret < 0) {
-        return error("Could not write header for output file #0 (incorrect codec parameters ?): "
-            + errorText(ret));
-    }
-    ret = m_extras.writeAfterHeader(m_output.get());
-    if (ret < 0)
-        return error("Could not write the cover picture: " + errorText(ret));
 
     m_frameSamples
         = (m_encoder->frame_size > 0 && !(codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE))
@@ -232,7 +256,35 @@ bool Conversion::openOutput()
     }
     if (m_spec.lengthUs >= 0)
         m_lengthTs = av_rescale_q(m_spec.lengthUs, AV_TIME_BASE_Q, m_encoder->time_base);
+    if (segment()) {
+        planSegment();
+        std::string why;
+        if (!m_packets.open(m_spec.packetFile, SegmentRange { m_keepFrom, m_keepTo }, &why))
+            return error(why);
+    }
     return true;
+}
+
+// A segment is kept from one frame boundary to another; the encoder starts earlier and runs on
+// past its end where its state must have settled for the frames at the joins to match a single
+// pass: LAME's psychoacoustics and bit reservoir, and the AAC encoder's rate control. FLAC and
+// PCM frames stand alone.
+void Conversion::planSegment()
+{
+    const int64_t frame = m_frameSamples;
+    m_keepFrom = std::max<int64_t>(m_spec.segmentFrom, 0) / frame * frame;
+    m_keepTo = m_spec.segmentTo < 0 ? -1 : m_spec.segmentTo / frame * frame;
+    int64_t leadIn = 0;
+    int64_t leadOut = 0;
+    if (m_encoder->codec_id == AV_CODEC_ID_MP3) {
+        leadIn = 16 * frame;
+        leadOut = (Mp3JoinFrames + 6) * frame;
+    } else if (m_encoder->codec_id == AV_CODEC_ID_AAC) {
+        leadIn = (AacLeadInSeconds * int64_t(m_encoder->sample_rate) + frame - 1) / frame * frame;
+        leadOut = 3 * frame;
+    }
+    m_windowFrom = std::max<int64_t>(m_keepFrom - leadIn, 0);
+    m_windowTo = m_keepTo < 0 ? -1 : m_keepTo + leadOut;
 }
 
 bool Conversion::openResampler(const AVFrame *frame)
@@ -382,7 +434,18 @@ bool Conversion::keepSamples(uint8_t **data, int count)
             m_ended = true;
         }
     }
-    if (keep > 0) {
+    // The encoded window within the cut: all of it, or a segment's.
+    const int64_t index = m_keptSamples;
+    m_keptSamples += keep;
+    const int64_t from = std::max(index, m_windowFrom);
+    int64_t to = index + keep;
+    if (m_windowTo >= 0 && to >= m_windowTo) {
+        to = m_windowTo;
+        m_ended = true;
+    }
+    if (to > from) {
+        skip += static_cast<int>(from - index);
+        keep = static_cast<int>(to - from);
         const int bytes = av_get_bytes_per_sample(m_encoder->sample_fmt);
         const int planes
             = av_sample_fmt_is_planar(m_encoder->sample_fmt) ? m_encoder->ch_layout.nb_channels : 1;
@@ -392,7 +455,6 @@ bool Conversion::keepSamples(uint8_t **data, int count)
             shifted[p] = data[p] + static_cast<ptrdiff_t>(skip) * perSample;
         if (av_audio_fifo_write(m_fifo.get(), shifted, keep) < keep)
             return error("Out of memory");
-        m_keptSamples += keep;
     }
     return encodeFromFifo(false);
 }
@@ -413,7 +475,7 @@ bool Conversion::encodeFromFifo(bool flush)
         if (av_audio_fifo_read(m_fifo.get(), reinterpret_cast<void **>(frame->data), samples)
             < samples)
             return error("Error while filtering: could not read buffered samples");
-        frame->pts = m_firstPts + m_encodedSamples;
+        frame->pts = m_firstPts + m_windowFrom + m_encodedSamples;
         m_encodedSamples += samples;
         if (!encodeFrame(frame))
             return false;
@@ -432,6 +494,11 @@ bool Conversion::encodeFrame(const AVFrame *frame)
             break;
         if (ret < 0)
             return error("Audio encoding failed");
+        if (segment()) {
+            if (!writeSegmentPacket())
+                return false;
+            continue;
+        }
         m_packet->stream_index = m_outStream->index;
         av_packet_rescale_ts(m_packet.get(), m_encoder->time_base, m_outStream->time_base);
         ret = av_interleaved_write_frame(m_output.get(), m_packet.get());
@@ -448,7 +515,82 @@ void Conversion::reportProgress(bool force)
     if (!force && now - m_lastProgress < ProgressInterval)
         return;
     m_lastProgress = now;
-    m_reporter.progress(av_rescale(m_encodedSamples, AV_TIME_BASE, m_encoder->sample_rate));
+    // A segment counts what it is kept for, not its lead-in.
+    const int64_t done = segment()
+        ? std::max<int64_t>(m_windowFrom + m_encodedSamples - m_keepFrom, 0)
+        : m_encodedSamples;
+    m_reporter.progress(av_rescale(done, AV_TIME_BASE, m_encoder->sample_rate));
+}
+
+bool Conversion::writeSegmentPacket()
+{
+    const AVPacket *packet = m_packet.get();
+    SegmentPacket out;
+    out.pts = packet->pts;
+    out.duration = packet->duration;
+    out.flags = packet->flags;
+    out.data.assign(
+        reinterpret_cast<const char *>(packet->data), static_cast<size_t>(packet->size));
+    size_t size = 0;
+    if (const uint8_t *skip = av_packet_get_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, &size))
+        out.skipSamples.assign(reinterpret_cast<const char *>(skip), size);
+    if (const uint8_t *extra = av_packet_get_side_data(packet, AV_PKT_DATA_NEW_EXTRADATA, &size))
+        out.newExtradata.assign(reinterpret_cast<const char *>(extra), size);
+    av_packet_unref(m_packet.get());
+    std::string why;
+    if (!m_packets.write(out, &why))
+        return error(m_spec.packetFile + ": " + why);
+    return true;
+}
+
+bool Conversion::writeJoinedPacket(const SegmentPacket &joined)
+{
+    AVPacket *packet = m_packet.get();
+    av_packet_unref(packet);
+    if (av_new_packet(packet, static_cast<int>(joined.data.size())) < 0)
+        return error("Out of memory");
+    if (!joined.data.empty())
+        std::memcpy(packet->data, joined.data.data(), joined.data.size());
+    const auto side = [&](AVPacketSideDataType type, const std::string &bytes) {
+        if (bytes.empty())
+            return true;
+        uint8_t *to = av_packet_new_side_data(packet, type, bytes.size());
+        if (to)
+            std::memcpy(to, bytes.data(), bytes.size());
+        return to != nullptr;
+    };
+    if (!side(AV_PKT_DATA_SKIP_SAMPLES, joined.skipSamples)
+        || !side(AV_PKT_DATA_NEW_EXTRADATA, joined.newExtradata))
+        return error("Out of memory");
+    packet->pts = joined.pts == INT64_MIN ? m_joinedEnd : joined.pts;
+    packet->dts = packet->pts;
+    packet->duration = joined.duration;
+    packet->flags = joined.flags;
+    packet->stream_index = m_outStream->index;
+    m_joinedEnd = packet->pts + joined.duration;
+    m_encodedSamples = std::max<int64_t>(m_joinedEnd, 0);
+    av_packet_rescale_ts(packet, m_encoder->time_base, m_outStream->time_base);
+    const int ret = av_interleaved_write_frame(m_output.get(), packet);
+    if (ret < 0)
+        return error("av_interleaved_write_frame(): " + errorText(ret));
+    reportProgress(false);
+    return true;
+}
+
+bool Conversion::joinParts()
+{
+    JoinSpec join;
+    join.frameSamples = m_frameSamples;
+    join.delay = m_encoder->initial_padding;
+    if (m_encoder->codec_id == AV_CODEC_ID_MP3)
+        join.repair = JoinRepair::Mp3;
+    else if (m_encoder->codec_id == AV_CODEC_ID_FLAC)
+        join.repair = JoinRepair::Flac;
+    std::string why;
+    const bool ok = joinSegments(
+        m_spec.joinParts, join,
+        [this](const SegmentPacket &packet) { return writeJoinedPacket(packet); }, &why);
+    return ok || why.empty() ? ok : error(why);
 }
 
 bool Conversion::run()
@@ -456,6 +598,8 @@ bool Conversion::run()
     if (!openInput() || !openOutput())
         return false;
     m_lastProgress = std::chrono::steady_clock::now();
+    if (!m_spec.joinParts.empty())
+        return joinParts() && closeOutput();
     Packet packet(av_packet_alloc());
     if (!packet)
         return error("Out of memory");
@@ -479,6 +623,18 @@ bool Conversion::run()
         return false;
     if (!drainResampler() || !encodeFromFifo(true) || !encodeFrame(nullptr))
         return false;
+    if (segment()) {
+        std::string why;
+        if (!m_packets.close(&why))
+            return error(m_spec.packetFile + ": " + why);
+        reportProgress(true);
+        return true;
+    }
+    return closeOutput();
+}
+
+bool Conversion::closeOutput()
+{
     const int ret = av_write_trailer(m_output.get());
     if (ret < 0)
         return error("Error writing trailer of " + m_spec.output + ": " + errorText(ret));

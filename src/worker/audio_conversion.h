@@ -25,6 +25,14 @@ struct ConversionSpec
     std::vector<std::pair<std::string, std::string>> tags; // container tags, in order
     CoverChoice cover = CoverChoice::Source; // where the output holds a picture
     bool chapters = true; // the source's chapters, cut as the sound is, where the output holds them
+    // A segment of a conversion split across workers: the samples [segmentFrom, segmentTo) of
+    // the cut (-1: to its end), moved onto the encoder's frame grid, are encoded with the lead-in
+    // and lead-out that a seamless join needs, and the packets go to packetFile, not to output.
+    std::string packetFile;
+    int64_t segmentFrom = 0;
+    int64_t segmentTo = -1;
+    // A join: these segment files of the same conversion, in order, are muxed into output.
+    std::vector<std::string> joinParts;
 };
 
 // Where a conversion reports. Log lines carry ffmpeg's levels (AV_LOG_*) and, for the lines

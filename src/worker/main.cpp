@@ -106,6 +106,10 @@ sonivert::worker::ConversionSpec specOf(const Message &task)
     spec.lengthUs = task.number("length_us", -1);
     spec.cover = sonivert::coverChoiceFromName(task.text("cover", "source"));
     spec.chapters = task.number("chapters", 1) != 0;
+    spec.packetFile = task.text("packets");
+    spec.segmentFrom = task.number("segment_from", 0);
+    spec.segmentTo = task.number("segment_to", -1);
+    spec.joinParts = task.all("part");
     for (const std::string &tag : task.all("tag")) {
         const size_t equals = tag.find('=');
         if (equals != std::string::npos && equals > 0)

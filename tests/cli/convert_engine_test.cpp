@@ -3,6 +3,7 @@
 #include "support/media_maker.h"
 
 #include <QDir>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QTemporaryDir>
@@ -74,6 +75,34 @@ private slots:
             u"AudioCodec=MS GSM 6.10"_s, u"--dry-run"_s, u"--json"_s, u"-o"_s, out, m_clip });
         QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
         QCOMPARE(dry.json().array().at(0).toObject()[u"engine"].toString(), u"worker"_s);
+    }
+
+    void oneLongFileTakesBothThreadsUnlessTold()
+    {
+        // Two minutes of sound make two segments of the least length a segment gets.
+        const QString input = m_dir.filePath(u"long.wav"_s);
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s,
+            u"aevalsrc=0.5*sin(2*PI*440*t):s=16000:d=130"_s, input }));
+        QByteArray outputs[2];
+        for (const bool split : { true, false }) {
+            const QString out = folder(split ? u"split"_s : u"whole"_s);
+            QStringList args { u"convert"_s, u"--format"_s, u"WAV"_s, u"--preset"_s, u"WAV-VOICE"_s,
+                u"--threads"_s, u"2"_s, u"--json"_s, u"-o"_s, out, input };
+            if (!split)
+                args.insert(1, u"--no-segments"_s);
+            const CliRun run = runCli(args);
+            QVERIFY2(run.exitCode == 0, qPrintable(run.err));
+            const QJsonObject file = run.json().array().at(0).toObject();
+            QCOMPARE(file[u"state"].toString(), u"done"_s);
+            QCOMPARE(file[u"segments"].toInt(), split ? 2 : 1);
+            QFile written(file[u"output"].toString());
+            QVERIFY(written.open(QIODevice::ReadOnly));
+            outputs[split ? 0 : 1] = written.readAll();
+            QCOMPARE(QDir(out).entryList(QDir::Files | QDir::Hidden).size(), 1);
+        }
+        // PCM joins are plain: the same bytes as one pass.
+        QVERIFY(outputs[0].size() > 4'000'000);
+        QVERIFY(outputs[0] == outputs[1]);
     }
 
     void anUnknownEngineIsAUsageError()

@@ -17,6 +17,7 @@ RunOptions::RunOptions(const QString &settingsKey, QObject *parent)
         RegReadText(m_settingsKey, QStringLiteral("Cover")).trimmed().toLower().toStdString());
     m_splitChapters
         = textToBool(RegReadText(m_settingsKey, QStringLiteral("SplitChapters")), false);
+    m_segments = textToBool(RegReadText(m_settingsKey, QStringLiteral("Segments")), true);
     bool ok = false;
     const double stall = RegReadText(m_settingsKey, QStringLiteral("StallTimeout")).toDouble(&ok);
     if (ok && stall >= 1)
@@ -36,7 +37,9 @@ SettingTexts RunOptions::rememberedTexts() const
         { QStringLiteral("ThreadCount"), m_threadCountText },
         { QStringLiteral("Cover"), QString::fromLatin1(coverChoiceName(m_cover)) },
         { QStringLiteral("SplitChapters"),
-            m_splitChapters ? QStringLiteral("true") : QStringLiteral("false") } };
+            m_splitChapters ? QStringLiteral("true") : QStringLiteral("false") },
+        { QStringLiteral("Segments"),
+            m_segments ? QStringLiteral("true") : QStringLiteral("false") } };
 }
 
 void RunOptions::setSplitChapters(bool on)
@@ -83,6 +86,14 @@ void RunOptions::setThreadCountText(const QString &text)
         return;
     m_threadCountText = text;
     emit threadCountTextChanged(text);
+}
+
+void RunOptions::setSegments(bool on)
+{
+    if (on == m_segments)
+        return;
+    m_segments = on;
+    emit segmentsChanged(on);
 }
 
 int RunOptions::threadCount() const

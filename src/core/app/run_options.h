@@ -34,6 +34,10 @@ public:
     void setThreadCountText(const QString &text);
     // The thread count a run starts with (ThreadCountFor).
     int threadCount() const;
+    // Whether a long file that starts while threads are free is encoded in segments at once:
+    // "Segments" in the settings, on unless set to false.
+    bool segments() const { return m_segments; }
+    void setSegments(bool on);
 
     // Where the outputs' cover picture comes from, remembered as "Cover" (source, frame, none).
     CoverChoice cover() const { return m_cover; }
@@ -52,12 +56,14 @@ signals:
     void threadCountTextChanged(const QString &text);
     void coverChanged(CoverChoice cover);
     void splitChaptersChanged(bool on);
+    void segmentsChanged(bool on);
 
 private:
     QString m_settingsKey;
     QString m_outputFolder;
     bool m_threadMode = false;
     QString m_threadCountText = QStringLiteral("1");
+    bool m_segments = true;
     double m_stallSeconds = 120;
     CoverChoice m_cover = CoverChoice::Source;
     bool m_splitChapters = false;

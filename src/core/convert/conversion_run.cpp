@@ -48,6 +48,16 @@ void ConversionRun::setStallTimeoutSeconds(double seconds)
     m_encoder->setStallTimeoutMs(int(std::clamp(seconds * 1000.0, 1.0, 1e9)));
 }
 
+void ConversionRun::setSegmentation(bool on)
+{
+    m_encoder->setSegmentation(on);
+}
+
+void ConversionRun::setMinimumSegmentSeconds(double seconds)
+{
+    m_encoder->setMinimumSegmentUs(qint64(std::clamp(seconds, 0.001, 1e9) * 1e6));
+}
+
 void ConversionRun::begin(const QString &folder)
 {
     abandon();
@@ -205,6 +215,15 @@ QString ConversionRun::taskEngine(int row) const
 {
     const Row *r = find(row);
     return r ? m_encoder->taskInfo(r->task).engine : QString();
+}
+
+int ConversionRun::taskSegments(int row) const
+{
+    const Row *r = find(row);
+    if (!r)
+        return 0;
+    const EncoderTaskInfo info = m_encoder->taskInfo(r->task);
+    return info.engine.isEmpty() ? 0 : info.segments;
 }
 
 int ConversionRun::elapsedSeconds() const

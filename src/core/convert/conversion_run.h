@@ -54,6 +54,10 @@ public:
     void setEngineChoice(EngineChoice choice);
     // A row whose engine gives no sign of life for this long fails (default 120 s).
     void setStallTimeoutSeconds(double seconds);
+    // One long file on several threads: on unless turned off (see Encoder::setSegmentation).
+    void setSegmentation(bool on);
+    // The least sound a segment gets; a minute unless set (tests use seconds).
+    void setMinimumSegmentSeconds(double seconds);
 
     // Forgets the last run and begins planning one that writes into folder.
     void begin(const QString &folder);
@@ -107,6 +111,8 @@ public:
         QString engine;
     };
     QList<RowOutput> outputs(int row) const;
+    // The segments the row was encoded in at once (1: single pass); 0 while it has not started.
+    int taskSegments(int row) const;
     const QList<RunFailure> &failures() const { return m_failures; }
     RunStopReason stopReason() const { return m_stopReason; }
     // Rows weigh by the sound they are expected to give; the percent never goes back.

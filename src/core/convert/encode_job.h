@@ -11,6 +11,15 @@
 
 namespace sonivert {
 
+// A part of a task split across workers: the samples [fromSample, toSample) of its sound at the
+// output rate (toSample -1: to the end), whose encoded packets go to packetFile for the join.
+struct TaskSegment
+{
+    QString packetFile;
+    qint64 fromSample = 0;
+    qint64 toSample = -1;
+};
+
 // One conversion for an engine to carry out: the plan of a row and where its output goes.
 struct EncodeTask
 {
@@ -25,6 +34,10 @@ struct EncodeTask
     // converts in process needs it, the ffmpeg program reads the option texts.
     std::optional<EncodePlan> plan = std::nullopt;
     OutputExtras extras = {};
+    // For the worker: encode only this segment, or join these segments' packet files into the
+    // temporary output.
+    std::optional<TaskSegment> segment = std::nullopt;
+    QStringList joinParts = {};
 };
 
 // The engines a task can run on.

@@ -229,6 +229,38 @@ int Encoder::runningCount() const
         [](const Task &t) { return t.info.state == EncoderTaskState::Running; }));
 }
 
+int Encoder::runningThreads() const
+{
+    int threads = 0;
+    for (const Task &task : m_tasks) {
+        if (task.info.state == EncoderTaskState::Running)
+            threads += task.threads;
+    }
+    return threads;
+}
+
+// A task takes the threads that no waiting task will need when this one starts: split into
+// segments where its format allows, else one.
+EncodeJob *Encoder::makeJob(Task &task, const EncodeTask &spec, int index)
+{
+    task.threads = 1;
+    if (m_factory)
+        return m_factory(spec, this);
+    const QString engine = engineFor(m_engineChoice, spec, WorkerPool::instance()->program());
+    if (m_segmentation && engine == WorkerEngineName) {
+        const auto waiting = std::count_if(m_tasks.begin() + index + 1, m_tasks.end(),
+            [](const Task &t) { return t.info.state == EncoderTaskState::Queued; });
+        const int spare = m_threadCount - (runningThreads() - 1) - int(waiting);
+        const int segments = segmentCountFor(spec, task.totalUs, spare, m_minimumSegmentUs);
+        if (segments > 1) {
+            task.threads = segments;
+            task.info.segments = segments;
+            return new SegmentedEncodeJob(WorkerPool::instance(), m_program, spec, segments, this);
+        }
+    }
+    return engineJobFactory(m_engineChoice, m_program)(spec, this);
+}
+
 bool Encoder::anyQueued() const
 {
     return std::any_of(m_tasks.begin(), m_tasks.end(),
@@ -251,7 +283,7 @@ void Encoder::startNext()
 {
     if (!m_started || m_paused)
         return;
-    for (int i = 0; i < TaskCount() && runningCount() < m_threadCount; ++i) {
+    for (int i = 0; i < TaskCount() && runningThreads() < m_threadCount; ++i) {
         if (m_tasks[i].info.state != EncoderTaskState::Queued)
             continue;
         if (!startTask(i))
@@ -280,8 +312,7 @@ bool Encoder::startTask(int index)
     // file and the stall, comes first.
     if (!m_factory)
         WorkerPool::instance()->setNoProgressTimeoutMs(m_stallTimeoutMs + StallCheckSlackMs);
-    EncodeJob *job = m_factory ? m_factory(spec, this)
-                               : engineJobFactory(m_engineChoice, m_program)(spec, this);
+    EncodeJob *job = makeJob(task, spec, index);
     task.job = job;
     task.info.commandLine = job->Result().commandLine;
     task.info.engine = job->Result().engine;

@@ -2,6 +2,7 @@
 
 #include "core/convert/encode_job.h"
 #include "core/convert/run_progress.h"
+#include "core/convert/segmented_encode_job.h"
 #include "core/convert/worker_encode_job.h"
 
 #include <QElapsedTimer>
@@ -9,6 +10,7 @@
 #include <QPointer>
 #include <QStringList>
 #include <QTimer>
+#include <algorithm>
 #include <vector>
 
 namespace sonivert {
@@ -35,6 +37,7 @@ struct EncoderTaskInfo
     QStringList commandLine; // the program followed by its arguments, exactly as run
     QStringList stderrTail; // the engine's last log lines
     int exitCode = -1;
+    int segments = 1; // the workers that encoded parts of it at once
 };
 
 // The length of the output in microseconds: the input's duration within the cut; the cut's
@@ -68,6 +71,11 @@ public:
     // and fails: its input or output folder has stopped answering, or its engine hangs.
     void setStallTimeoutMs(int ms);
     int stallTimeoutMs() const { return m_stallTimeoutMs; }
+    // A task that starts while more threads are free than tasks wait is split into segments that
+    // workers encode at once, when its format joins exactly and each segment gets at least
+    // minimumSegmentUs of sound (on unless turned off; not for jobs of a factory).
+    void setSegmentation(bool on) { m_segmentation = on; }
+    void setMinimumSegmentUs(qint64 us) { m_minimumSegmentUs = std::max<qint64>(us, 1); }
 
     // The new task's index, or -1 with the reason in LastErrorText ("PATH: reason", or how to
     // install a missing ffmpeg). Fails only for an input that cannot be read at all. The facts
@@ -125,6 +133,7 @@ private:
         std::optional<EncodePlan> plan;
         OutputExtras extras;
         qint64 totalUs = 0;
+        int threads = 1; // the thread slots its job takes
         QPointer<EncodeJob> job;
         QElapsedTimer quiet; // since the job's last sign of life
     };
@@ -138,6 +147,8 @@ private:
     void checkStalls();
     void abandonJob(Task &task);
     int runningCount() const;
+    int runningThreads() const;
+    EncodeJob *makeJob(Task &task, const EncodeTask &spec, int index);
     bool anyQueued() const;
 
     QString m_program;
@@ -151,6 +162,8 @@ private:
     bool m_nextScheduled = false;
     quint64 m_generation = 0; // counts stops, so a handler that stopped the queue is noticed
     int m_stallTimeoutMs = DefaultStallTimeoutSeconds * 1000;
+    bool m_segmentation = true;
+    qint64 m_minimumSegmentUs = DefaultMinimumSegmentUs;
     QTimer m_stallCheck;
 };
 

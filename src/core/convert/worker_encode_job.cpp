@@ -41,9 +41,11 @@ bool isWorkerEncoder(const QString &name)
     return names.contains(name) || name.startsWith(QLatin1String("pcm_"));
 }
 
+} // namespace
+
 // The encoder ffmpeg runs for a plan: the -acodec value the command line gets, or the muxer's
 // default.
-QString encoderOf(const EncodePlan &plan, const QString &output, QString *why)
+QString workerEncoderName(const EncodePlan &plan, const QString &output, QString *why)
 {
     if (!plan.audioEncoder.isEmpty()) {
         const QString name = ffmpegAudioEncoder(plan);
@@ -70,8 +72,6 @@ QString encoderOf(const EncodePlan &plan, const QString &output, QString *why)
     }
     return QString::fromUtf8(codec->name);
 }
-
-} // namespace
 
 bool parseEngineChoice(const QString &text, EngineChoice *choice)
 {
@@ -112,7 +112,7 @@ QString workerRefusal(const EncodePlan &plan, const QString &output)
         return QStringLiteral("no output format fits the name %1")
             .arg(QFileInfo(output).fileName());
     QString why;
-    const QString encoder = encoderOf(plan, output, &why);
+    const QString encoder = workerEncoderName(plan, output, &why);
     if (encoder.isEmpty())
         return why;
     if (!isWorkerEncoder(encoder))
@@ -233,13 +233,20 @@ void WorkerEncodeJob::sendTask(bool freshWorker)
     if (plan.copyAudio) {
         message.add("copy", int64_t(1));
     } else {
-        message.add("encoder", encoderOf(plan, m_task.output, &why).toStdString())
+        message.add("encoder", workerEncoderName(plan, m_task.output, &why).toStdString())
             .add("channels", int64_t(plan.channels))
             .add("rate", int64_t(plan.sampleRate.toInt()))
             .add("bitrate", int64_t(plan.audioBitrateKbps) * 1000);
     }
     for (const auto &[key, value] : m_task.facts.tags)
         message.add("tag", (key + QLatin1Char('=') + value).toStdString());
+    if (m_task.segment) {
+        message.add("packets", QFile::encodeName(m_task.segment->packetFile).toStdString())
+            .add("segment_from", int64_t(m_task.segment->fromSample))
+            .add("segment_to", int64_t(m_task.segment->toSample));
+    }
+    for (const QString &part : m_task.joinParts)
+        message.add("part", QFile::encodeName(part).toStdString());
     if (m_paused)
         m_worker->signal(SIGSTOP);
     else
@@ -359,6 +366,11 @@ void WorkerEncodeJob::endTask(bool ok)
         fail(failureMessage());
         return;
     }
+    if (m_task.segment) {
+        // A segment's packets are checked by the join that reads them.
+        finish(JobOutcome::Succeeded, QString());
+        return;
+    }
     m_check = readBackLater(m_task, this);
     connect(m_check, &QFutureWatcherBase::finished, this, [this] {
         const OutputVerdict verdict = m_check->result();
@@ -411,8 +423,14 @@ QString WorkerEncodeJob::failureMessage() const
     if (m_partialFile && m_result.exitCode == 0)
         return m_task.input + QLatin1String(": partial file");
     QStringList lines = m_errorLines;
-    for (QString &line : lines)
+    for (QString &line : lines) {
         line.replace(m_task.temporaryOutput, m_task.output);
+        // A segment's packets are part of the output to the person.
+        if (m_task.segment)
+            line.replace(m_task.segment->packetFile, m_task.output);
+        for (const QString &part : m_task.joinParts)
+            line.replace(part, m_task.output);
+    }
     QString message
         = engineMessage(lines, FailureFacts { m_task.input, m_task.output, m_task.facts.hasAudio });
     if (message.isEmpty())

@@ -28,6 +28,9 @@ bool parseEngineChoice(const QString &text, EngineChoice *choice);
 // stream into an audio-only file with an encoder it knows.
 QString workerRefusal(const EncodePlan &plan, const QString &output);
 
+// The encoder the worker (and ffmpeg) runs for a plan writing output; "" with the reason in why.
+QString workerEncoderName(const EncodePlan &plan, const QString &output, QString *why);
+
 // The engine a task goes to: the worker only for a plan it runs (and, for Auto, when its program
 // is there).
 QString engineFor(EngineChoice choice, const EncodeTask &task, const QString &workerProgram);

@@ -131,6 +131,7 @@ void MainWindow::watchChoices()
     connect(m_options, &RunOptions::threadCountTextChanged, this, changed);
     connect(m_options, &RunOptions::coverChanged, this, changed);
     connect(m_options, &RunOptions::splitChaptersChanged, this, changed);
+    connect(m_options, &RunOptions::segmentsChanged, this, changed);
     connect(&appOutputSettings(), &OutputSettings::changed, this, changed);
     connect(&appOutputSettings(), &OutputSettings::mainPresetChanged, this, changed);
     m_watchingChoices = true;

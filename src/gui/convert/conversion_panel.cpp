@@ -170,6 +170,7 @@ void ConversionPanel::startRun()
     if (queued) {
         m_window.SetControlsState(ControlsMode::Converting, false);
         m_run->setStallTimeoutSeconds(m_controls.options->stallSeconds());
+        m_run->setSegmentation(m_controls.options->segments());
         m_run->start(m_controls.options->threadCount());
         if (m_run->State() != RunState::Idle)
             m_elapsedTimer.start();

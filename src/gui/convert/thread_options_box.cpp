@@ -25,8 +25,16 @@ ThreadOptionsBox::ThreadOptionsBox(RunOptions &options, QWidget *parent)
     label->setBuddy(m_count);
     label->setObjectName(QStringLiteral("lbl_ThreadCount"));
 
+    m_segments = new QCheckBox(QStringLiteral("Split lon&g files"));
+    m_segments->setObjectName(QStringLiteral("chkSegments"));
+    m_segments->setToolTip(QStringLiteral(
+        "When threads are free, encode one long file (MP3, AAC, FLAC, WAV, AIFF) in several "
+        "parts at once and join them seamlessly"));
+    m_segments->setChecked(options.segments());
+
     auto *row = new QHBoxLayout(this);
     row->addWidget(m_mode);
+    row->addWidget(m_segments);
     row->addStretch(1);
     row->addWidget(label);
     row->addWidget(m_count);
@@ -34,6 +42,8 @@ ThreadOptionsBox::ThreadOptionsBox(RunOptions &options, QWidget *parent)
     connect(m_mode, &QCheckBox::toggled, &options, &RunOptions::setThreadMode);
     connect(m_count, &QLineEdit::textChanged, &options, &RunOptions::setThreadCountText);
     connect(&options, &RunOptions::threadModeChanged, m_mode, &QCheckBox::setChecked);
+    connect(m_segments, &QCheckBox::toggled, &options, &RunOptions::setSegments);
+    connect(&options, &RunOptions::segmentsChanged, m_segments, &QCheckBox::setChecked);
     connect(&options, &RunOptions::threadCountTextChanged, m_count, [this](const QString &text) {
         if (m_count->text() != text)
             m_count->setText(text);

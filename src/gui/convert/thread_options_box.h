@@ -9,7 +9,8 @@ namespace sonivert {
 
 class RunOptions;
 
-// The group "Other": Thread Mode and the thread count, shown from the run options and passed on
+// The group "Other": Thread Mode, the thread count and whether one long file may take several
+// threads (split into segments), shown from the run options and passed on
 // as they are changed.
 class ThreadOptionsBox : public QGroupBox
 {
@@ -20,6 +21,7 @@ public:
 private:
     QCheckBox *m_mode = nullptr;
     QLineEdit *m_count = nullptr;
+    QCheckBox *m_segments = nullptr;
 };
 
 } // namespace sonivert

@@ -1,5 +1,6 @@
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
+#include "core/app/run_options.h"
 #include "core/app/settings_store.h"
 #include "core/formats/catalogue_table.h"
 #include "core/formats/output_settings.h"
@@ -431,6 +432,10 @@ private slots:
         emit preset->activated(0);
         child<QCheckBox>("chkThreadMode")->setChecked(true);
         child<QLineEdit>("txtThreadCount")->setText(QStringLiteral("3"));
+        // Splitting long files is on until the person turns it off.
+        QVERIFY(child<QCheckBox>("chkSegments")->isChecked());
+        child<QCheckBox>("chkSegments")->setChecked(false);
+        QVERIFY(!window->runOptions()->segments());
         child<QLineEdit>("Txt_OutputPath")->setText(QStringLiteral("/tmp/typed/"));
         window->show();
         window->resize(900, 610);
@@ -451,6 +456,7 @@ private slots:
         QCOMPARE(child<QComboBox>("Cmd_OutputPreset")->currentIndex(), 0);
         QVERIFY(child<QCheckBox>("chkThreadMode")->isChecked());
         QCOMPARE(child<QLineEdit>("txtThreadCount")->text(), QStringLiteral("3"));
+        QVERIFY(!child<QCheckBox>("chkSegments")->isChecked());
         QCOMPARE(window->size(), QSize(900, 610));
 
         // Back to what a first start has, for the tests after this one.
