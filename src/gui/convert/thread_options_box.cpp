@@ -7,6 +7,7 @@
 #include <QIntValidator>
 #include <QLabel>
 #include <QLineEdit>
+#include <QVBoxLayout>
 
 namespace sonivert {
 
@@ -32,12 +33,16 @@ ThreadOptionsBox::ThreadOptionsBox(RunOptions &options, QWidget *parent)
         "parts at once and join them seamlessly"));
     m_segments->setChecked(options.segments());
 
-    auto *row = new QHBoxLayout(this);
+    // The group is narrow beside the list: the thread settings share a line, the long-file
+    // choice has its own so that no caption is cut.
+    auto *column = new QVBoxLayout(this);
+    auto *row = new QHBoxLayout;
     row->addWidget(m_mode);
-    row->addWidget(m_segments);
     row->addStretch(1);
     row->addWidget(label);
     row->addWidget(m_count);
+    column->addLayout(row);
+    column->addWidget(m_segments);
 
     connect(m_mode, &QCheckBox::toggled, &options, &RunOptions::setThreadMode);
     connect(m_count, &QLineEdit::textChanged, &options, &RunOptions::setThreadCountText);
