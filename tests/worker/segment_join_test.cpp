@@ -6,6 +6,7 @@
 
 #include <QTemporaryDir>
 #include <QTest>
+#include <cstdint>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -19,7 +20,8 @@ namespace {
 class BitWriter
 {
 public:
-    void put(unsigned value, int bits)
+    // Writes the low bits of value, most significant first; up to 64 bits at a time.
+    void put(uint64_t value, int bits)
     {
         for (int i = bits - 1; i >= 0; --i) {
             if (m_bit % 8 == 0)
