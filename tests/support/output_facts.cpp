@@ -10,21 +10,32 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-#include <memory>
-
 using namespace Qt::StringLiterals;
 
 namespace sonivert::test {
 
+void MediaReaderClose::operator()(AVFormatContext *context) const
+{
+    avformat_close_input(&context);
+}
+
+MediaReader openMedia(const QString &path)
+{
+    AVFormatContext *raw = nullptr;
+    if (avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
+        return {};
+    MediaReader context(raw);
+    if (avformat_find_stream_info(context.get(), nullptr) < 0)
+        return {};
+    return context;
+}
+
 OutputFacts readOutputFacts(const QString &path)
 {
     OutputFacts facts;
-    AVFormatContext *raw = nullptr;
-    if (avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
+    const MediaReader context = openMedia(path);
+    if (!context)
         return facts;
-    std::unique_ptr<AVFormatContext, void (*)(AVFormatContext *)> context(
-        raw, [](AVFormatContext *c) { avformat_close_input(&c); });
-    avformat_find_stream_info(context.get(), nullptr);
     const int audio = av_find_best_stream(context.get(), AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     if (audio < 0)
         return facts;

@@ -3,8 +3,20 @@
 #include <QHash>
 #include <QString>
 #include <QStringList>
+#include <memory>
+
+struct AVFormatContext;
 
 namespace sonivert::test {
+
+struct MediaReaderClose
+{
+    void operator()(AVFormatContext *context) const;
+};
+using MediaReader = std::unique_ptr<AVFormatContext, MediaReaderClose>;
+
+// path opened by libav, its streams' parameters found; null when either fails.
+MediaReader openMedia(const QString &path);
 
 // What a written output holds, as libav reads it back.
 struct OutputFacts
