@@ -12,37 +12,21 @@
 # time of each counts, so a burst of load from elsewhere hurts both alike.
 set -euo pipefail
 
-here=$(cd "$(dirname "$0")/.." && pwd)
-cli=${1:-${SONIVERT_CLI:-}}
-if [[ -z "$cli" ]]; then
-    # The plain build first: a sanitizer build would measure the sanitizer.
-    for candidate in "$here"/build/bin/sonivert-cli "$here"/build*/bin/sonivert-cli; do
-        [[ -x "$candidate" ]] && cli=$candidate && break
-    done
-fi
+source "$(dirname "$0")/common.sh"
+find_cli "${1:-}"
 rounds=${2:-3}
 engine=${ENGINE:-ffmpeg}
-[[ -x "${cli:-}" ]] || { echo "sonivert-cli not found; pass its path" >&2; exit 2; }
-command -v ffmpeg >/dev/null || { echo "ffmpeg not found" >&2; exit 2; }
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/convert-bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-ff=(ffmpeg -hide_banner -nostdin -loglevel error)
+make_work convert-bench
 
 echo "Generating the inputs in $work ..."
 mkdir -p "$work/batch"
-"${ff[@]}" -f lavfi -i "testsrc=size=640x360:rate=25:duration=15" \
-    -f lavfi -i "sine=frequency=440:sample_rate=44100:duration=15" -ac 2 \
-    -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 128k "$work/clip.mp4"
+clip 15 640x360 "$work/clip.mp4"
 for i in $(seq -w 1 40); do cp "$work/clip.mp4" "$work/batch/clip$i.mp4"; done
-"${ff[@]}" -f lavfi -i "testsrc=size=1280x720:rate=25:duration=60" \
-    -f lavfi -i "sine=frequency=440:sample_rate=44100:duration=60" -ac 2 \
-    -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 128k "$work/minute.mp4"
-for i in $(seq 1 10); do echo "file '$work/minute.mp4'"; done > "$work/list.txt"
+clip 60 1280x720 "$work/minute.mp4"
 mkdir -p "$work/long"
-"${ff[@]}" -f concat -safe 0 -i "$work/list.txt" -c copy "$work/long/ten-minutes.mp4"
+ten_minutes "$work/minute.mp4" "$work/long/ten-minutes.mp4"
 
-now() { date +%s.%N; }
 
 run_cli() { # folder
     local out="$work/out-cli"
@@ -63,17 +47,12 @@ run_ffmpeg() { # folder
 # system, the program and its children) of that round. CPU time hardly moves with the load
 # of others, so it tells overhead apart from a busy machine.
 best() { # command folder
-    local best_wall="" best_cpu="" times wall cpu
+    local best="" t
     for _ in $(seq 1 "$rounds"); do
-        times=$({ TIMEFORMAT='%R %U %S'; time "$1" "$2"; } 2>&1 >/dev/null | tail -1)
-        wall=$(awk '{ print $1 }' <<<"$times")
-        cpu=$(awk '{ print $2 + $3 }' <<<"$times")
-        if [[ -z "$best_wall" ]] || awk -v a="$wall" -v b="$best_wall" 'BEGIN { exit !(a < b) }'; then
-            best_wall=$wall
-            best_cpu=$cpu
-        fi
+        t=$(timed "$1" "$2")
+        if beats "$t" "$best"; then best=$t; fi
     done
-    echo "$best_wall $best_cpu"
+    echo "$best"
 }
 
 echo "Engine: $engine. Load before: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"

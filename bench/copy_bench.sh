@@ -8,26 +8,15 @@
 # Each line runs `rounds` times (default 5), taking turns, and the best time of each counts.
 set -euo pipefail
 
-here=$(cd "$(dirname "$0")/.." && pwd)
-cli=${1:-${SONIVERT_CLI:-}}
-if [[ -z "$cli" ]]; then
-    for candidate in "$here"/build/bin/sonivert-cli "$here"/build*/bin/sonivert-cli; do
-        [[ -x "$candidate" ]] && cli=$candidate && break
-    done
-fi
+source "$(dirname "$0")/common.sh"
+find_cli "${1:-}"
 rounds=${2:-5}
-[[ -x "${cli:-}" ]] || { echo "sonivert-cli not found; pass its path" >&2; exit 2; }
-command -v ffmpeg >/dev/null || { echo "ffmpeg not found" >&2; exit 2; }
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/copy-bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-ff=(ffmpeg -hide_banner -nostdin -loglevel error)
+make_work copy-bench
 
 echo "Generating the inputs in $work ..."
 mkdir -p "$work/batch"
-"${ff[@]}" -f lavfi -i "testsrc=size=640x360:rate=25:duration=15" \
-    -f lavfi -i "sine=frequency=440:sample_rate=44100:duration=15" -ac 2 \
-    -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 128k "$work/fifteen.mp4"
+clip 15 640x360 "$work/fifteen.mp4"
 for i in $(seq -w 1 40); do cp "$work/fifteen.mp4" "$work/batch/clip$i.mp4"; done
 
 plan=$("$cli" convert --format ORIGINAL --dry-run --json -o "$work" "$work/fifteen.mp4")
@@ -49,19 +38,13 @@ run_ffmpeg() {
             "$2/$(basename "$1" .mp4).m4a"' _ {} "$out"
 }
 
-timed() { # command: "wall cpu" in seconds
-    local times
-    times=$({ TIMEFORMAT='%R %U %S'; time "$1"; } 2>&1 >/dev/null | tail -1)
-    awk '{ print $1, $2 + $3 }' <<<"$times"
-}
-
 echo "Load before: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
 cli_best="" ff_best=""
 for _ in $(seq 1 "$rounds"); do
     t=$(timed run_cli)
-    if [[ -z "$cli_best" ]] || awk -v a="${t% *}" -v b="${cli_best% *}" 'BEGIN { exit !(a < b) }'; then cli_best=$t; fi
+    if beats "$t" "$cli_best"; then cli_best=$t; fi
     t=$(timed run_ffmpeg)
-    if [[ -z "$ff_best" ]] || awk -v a="${t% *}" -v b="${ff_best% *}" 'BEGIN { exit !(a < b) }'; then ff_best=$t; fi
+    if beats "$t" "$ff_best"; then ff_best=$t; fi
 done
 [[ $(ls "$work/out-cli" | wc -l) == 40 ]] || { echo "sonivert-cli did not write 40 files" >&2; exit 1; }
 echo "40 clips of 15 s, audio copied:"

@@ -13,23 +13,13 @@
 # of each counts, so a burst of load from elsewhere hurts both alike.
 set -euo pipefail
 
-here=$(cd "$(dirname "$0")/.." && pwd)
-cli=${1:-${SONIVERT_CLI:-}}
-if [[ -z "$cli" ]]; then
-    # The plain build first: a sanitizer build would measure the sanitizer.
-    for candidate in "$here"/build/bin/sonivert-cli "$here"/build*/bin/sonivert-cli; do
-        [[ -x "$candidate" ]] && cli=$candidate && break
-    done
-fi
+source "$(dirname "$0")/common.sh"
+find_cli "${1:-}"
 rounds=${2:-3}
 formats=${3:-MP3 M4A FLAC}
-[[ -x "${cli:-}" ]] || { echo "sonivert-cli not found; pass its path" >&2; exit 2; }
-[[ -x "$(dirname "$cli")/sonivert-worker" ]] || { echo "no sonivert-worker beside $cli" >&2; exit 2; }
-command -v ffmpeg >/dev/null || { echo "ffmpeg not found" >&2; exit 2; }
+need_worker
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/segment-bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-ff=(ffmpeg -hide_banner -nostdin -loglevel error)
+make_work segment-bench
 
 echo "Generating the input in $work ..."
 mkdir -p "$work/long"
@@ -40,9 +30,8 @@ mkdir -p "$work/long"
     -filter_complex "[1][2]amix=inputs=2:normalize=0,aformat=channel_layouts=stereo[a]" \
     -map 0:v -map "[a]" -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 160k \
     "$work/minute.mp4"
-for _ in $(seq 1 10); do echo "file '$work/minute.mp4'"; done >"$work/list.txt"
 input="$work/long/ten-minutes.mp4"
-"${ff[@]}" -f concat -safe 0 -i "$work/list.txt" -c copy "$input"
+ten_minutes "$work/minute.mp4" "$input"
 
 # The ffmpeg command sonivert-cli stands for, from its dry run, made plain: no progress pipe.
 ffmpeg_command() { # format preset
@@ -91,9 +80,9 @@ report() { # label format preset target
     local cli_best="" ff_best="" t
     for _ in $(seq 1 "$rounds"); do
         t=$(seconds run_cli "$2" "$3")
-        if [[ -z "$cli_best" ]] || awk -v a="$t" -v b="$cli_best" 'BEGIN { exit !(a < b) }'; then cli_best=$t; fi
+        if beats "$t" "$cli_best"; then cli_best=$t; fi
         t=$(seconds run_ffmpeg)
-        if [[ -z "$ff_best" ]] || awk -v a="$t" -v b="$ff_best" 'BEGIN { exit !(a < b) }'; then ff_best=$t; fi
+        if beats "$t" "$ff_best"; then ff_best=$t; fi
     done
     local ours theirs errors
     ours=$(find "$work/out-cli" -type f | head -1)

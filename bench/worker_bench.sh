@@ -11,28 +11,12 @@
 # of each counts, so a burst of load from elsewhere hurts both alike.
 set -euo pipefail
 
-here=$(cd "$(dirname "$0")/.." && pwd)
-cli=${1:-${SONIVERT_CLI:-}}
-if [[ -z "$cli" ]]; then
-    # The plain build first: a sanitizer build would measure the sanitizer.
-    for candidate in "$here"/build/bin/sonivert-cli "$here"/build*/bin/sonivert-cli; do
-        [[ -x "$candidate" ]] && cli=$candidate && break
-    done
-fi
+source "$(dirname "$0")/common.sh"
+find_cli "${1:-}"
 rounds=${2:-3}
-[[ -x "${cli:-}" ]] || { echo "sonivert-cli not found; pass its path" >&2; exit 2; }
-[[ -x "$(dirname "$cli")/sonivert-worker" ]] || { echo "no sonivert-worker beside $cli" >&2; exit 2; }
-command -v ffmpeg >/dev/null || { echo "ffmpeg not found" >&2; exit 2; }
+need_worker
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/worker-bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
-ff=(ffmpeg -hide_banner -nostdin -loglevel error)
-
-clip() { # seconds size output
-    "${ff[@]}" -f lavfi -i "testsrc=size=$2:rate=25:duration=$1" \
-        -f lavfi -i "sine=frequency=440:sample_rate=44100:duration=$1" -ac 2 \
-        -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac -b:a 128k "$3"
-}
+make_work worker-bench
 
 echo "Generating the inputs in $work ..."
 mkdir -p "$work/tiny" "$work/batch" "$work/long"
@@ -41,8 +25,7 @@ for i in $(seq -w 1 200); do cp "$work/two.mp4" "$work/tiny/clip$i.mp4"; done
 clip 15 640x360 "$work/fifteen.mp4"
 for i in $(seq -w 1 40); do cp "$work/fifteen.mp4" "$work/batch/clip$i.mp4"; done
 clip 60 1280x720 "$work/minute.mp4"
-for i in $(seq 1 10); do echo "file '$work/minute.mp4'"; done >"$work/list.txt"
-"${ff[@]}" -f concat -safe 0 -i "$work/list.txt" -c copy "$work/long/ten-minutes.mp4"
+ten_minutes "$work/minute.mp4" "$work/long/ten-minutes.mp4"
 
 engine=$("$cli" convert --format MP3 --preset MP3-STANDARD --dry-run --json -o "$work" \
     "$work/two.mp4" | sed -n 's/.*"engine": "\(.*\)".*/\1/p')
@@ -62,21 +45,14 @@ run_ffmpeg() { # folder
             -acodec libmp3lame -vn "$2/$(basename "$1" .mp4).mp3"' _ {} "$out"
 }
 
-# "wall cpu" of one run: seconds, and user + system seconds of the command and its children.
-timed() { # command folder
-    local times
-    times=$({ TIMEFORMAT='%R %U %S'; time "$1" "$2"; } 2>&1 >/dev/null | tail -1)
-    awk '{ print $1, $2 + $3 }' <<<"$times"
-}
-
 echo "Load before: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
 report() { # label folder target
     local cli_best="" ff_best="" t
     for _ in $(seq 1 "$rounds"); do
         t=$(timed run_cli "$2")
-        if [[ -z "$cli_best" ]] || awk -v a="${t% *}" -v b="${cli_best% *}" 'BEGIN { exit !(a < b) }'; then cli_best=$t; fi
+        if beats "$t" "$cli_best"; then cli_best=$t; fi
         t=$(timed run_ffmpeg "$2")
-        if [[ -z "$ff_best" ]] || awk -v a="${t% *}" -v b="${ff_best% *}" 'BEGIN { exit !(a < b) }'; then ff_best=$t; fi
+        if beats "$t" "$ff_best"; then ff_best=$t; fi
     done
     echo "$1:"
     printf '  sonivert-cli convert --threads 2   wall %7.2f s   cpu %7.2f s\n' $cli_best

@@ -1,8 +1,8 @@
 #include "worker/audio_conversion.h"
 
-#include "core/media/audio_stream_choice.h"
 #include "core/media/source_extras.h"
 #include "worker/libav_handles.h"
+#include "worker/libav_util.h"
 #include "worker/segment_join.h"
 #include "worker/segment_packets.h"
 #include "worker/stream_copy.h"
@@ -17,7 +17,6 @@ extern "C" {
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <sys/stat.h>
 
 namespace sonivert::worker {
 
@@ -28,13 +27,6 @@ constexpr auto ProgressInterval = std::chrono::milliseconds(250);
 // The AAC encoder's rate control needs seconds of the same sound to reach the state a single pass
 // has at a join; 10 s was not always enough for a sweep.
 constexpr int64_t AacLeadInSeconds = 20;
-
-std::string errorText(int error)
-{
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(error, text, sizeof text);
-    return text;
-}
 
 class Conversion
 {
@@ -112,24 +104,9 @@ private:
 
 bool Conversion::openInput()
 {
-    AVFormatContext *raw = nullptr;
-    int ret = avformat_open_input(&raw, m_spec.input.c_str(), nullptr, nullptr);
-    if (ret < 0)
-        return error(m_spec.input + ": " + errorText(ret));
-    m_input.reset(raw);
-    ret = avformat_find_stream_info(m_input.get(), nullptr);
-    if (ret < 0)
-        return error(m_spec.input + ": could not find codec parameters");
-    m_streamIndex = m_spec.track >= 0 ? audioStreamOfTrack(m_input.get(), m_spec.track)
-                                      : defaultAudioStreamIndex(m_input.get());
-    if (m_streamIndex < 0 && m_spec.track >= 0)
-        return error("Stream map '0:a:" + std::to_string(m_spec.track) + "' matches no streams.");
+    m_streamIndex = openSourceAudio(m_spec, m_reporter, m_input);
     if (m_streamIndex < 0)
-        return error("Output file #0 does not contain any stream");
-    for (unsigned i = 0; i < m_input->nb_streams; ++i) {
-        if (static_cast<int>(i) != m_streamIndex)
-            m_input->streams[i]->discard = AVDISCARD_ALL;
-    }
+        return false;
     const AVStream *stream = m_input->streams[m_streamIndex];
     const AVCodec *codec = avcodec_find_decoder(stream->codecpar->codec_id);
     if (!codec) {
@@ -139,7 +116,7 @@ bool Conversion::openInput()
     m_decoder.reset(avcodec_alloc_context3(codec));
     if (!m_decoder)
         return error("Error allocating the decoder: " + errorText(AVERROR(ENOMEM)));
-    ret = avcodec_parameters_to_context(m_decoder.get(), stream->codecpar);
+    int ret = avcodec_parameters_to_context(m_decoder.get(), stream->codecpar);
     if (ret < 0)
         return error("Error initializing the decoder: " + errorText(ret));
     m_decoder->pkt_timebase = stream->time_base;
@@ -153,19 +130,8 @@ bool Conversion::openInput()
 
 bool Conversion::openOutput()
 {
-    // ffmpeg -n: an existing file is never written over.
-    struct stat st;
-    if (!segment() && ::stat(m_spec.output.c_str(), &st) == 0)
-        return error("File '" + m_spec.output + "' already exists. Exiting.");
-
-    AVFormatContext *raw = nullptr;
-    int ret = avformat_alloc_output_context2(&raw, nullptr, nullptr, m_spec.output.c_str());
-    if (!raw)
-        return error(m_spec.output + ": " + errorText(ret < 0 ? ret : AVERROR(EINVAL)));
-    m_output.reset(raw);
-    m_output->flags |= AVFMT_FLAG_BITEXACT;
-    for (const auto &[key, value] : m_spec.tags)
-        av_dict_set(&m_output->metadata, key.c_str(), value.c_str(), 0);
+    if (!createOutput(m_spec, m_reporter, m_output))
+        return false;
 
     const AVCodec *codec = nullptr;
     if (m_spec.encoder.empty()) {
@@ -201,7 +167,7 @@ bool Conversion::openOutput()
     m_encoder->time_base = AVRational { 1, m_spec.sampleRate };
     if (m_output->oformat->flags & AVFMT_GLOBALHEADER)
         m_encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    ret = avcodec_open2(m_encoder.get(), codec, nullptr);
+    int ret = avcodec_open2(m_encoder.get(), codec, nullptr);
     if (ret < 0) {
         return error("Error initializing output stream 0:0 -- Error while opening encoder for "
                      "output stream #0:0 - maybe incorrect "
@@ -215,29 +181,11 @@ bool Conversion::openOutput()
     av_dict_set(&m_outStream->metadata, "encoder", (std::string("Lavc ") + codec->name).c_str(),
         AV_DICT_DONT_OVERWRITE);
 
-    if (segment()) {
-        // A segment writes no file of the output's format: its packets wait for the join, which
-        // adds the cover and the chapters.
-    } else {
-        ret = m_extras.addBeforeHeader(m_input.get(), m_spec.input, m_output.get(), m_spec.output,
-            m_spec.cover, m_spec.chapters, m_spec.startUs, m_spec.lengthUs);
-        if (ret < 0)
-            return error("Could not add the cover picture: " + errorText(ret));
-        if (!(m_output->oformat->flags & AVFMT_NOFILE)) {
-            ret = avio_open(&m_output->pb, m_spec.output.c_str(), AVIO_FLAG_WRITE);
-            if (ret < 0)
-                return error(m_spec.output + ": " + errorText(ret));
-        }
-        ret = avformat_write_header(m_output.get(), nullptr);
-        if (ret < 0) {
-            return error(
-                "Could not write header for output file #0 (incorrect codec parameters ?): "
-                + errorText(ret));
-        }
-        ret = m_extras.writeAfterHeader(m_output.get());
-        if (ret < 0)
-            return error("Could not write the cover picture: " + errorText(ret));
-    }
+    // A segment writes no file of the output's format: its packets wait for the join, which
+    // adds the cover and the chapters.
+    if (!segment()
+        && !writeOutputHeader(m_spec, m_reporter, m_input.get(), m_output.get(), m_extras))
+        return false;
 
     m_frameSamples
         = (m_encoder->frame_size > 0 && !(codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE))
@@ -635,14 +583,8 @@ bool Conversion::run()
 
 bool Conversion::closeOutput()
 {
-    const int ret = av_write_trailer(m_output.get());
-    if (ret < 0)
-        return error("Error writing trailer of " + m_spec.output + ": " + errorText(ret));
-    if (m_output->pb) {
-        const int closed = avio_closep(&m_output->pb);
-        if (closed < 0)
-            return error("Error closing file " + m_spec.output + ": " + errorText(closed));
-    }
+    if (!finishOutput(m_spec, m_reporter, m_output.get()))
+        return false;
     reportProgress(true);
     return true;
 }

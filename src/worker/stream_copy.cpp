@@ -1,28 +1,20 @@
 #include "worker/stream_copy.h"
 
-#include "core/media/audio_stream_choice.h"
 #include "core/media/source_extras.h"
 #include "worker/libav_handles.h"
+#include "worker/libav_util.h"
 
 extern "C" {
 #include <libavutil/error.h>
 }
 
 #include <chrono>
-#include <sys/stat.h>
 
 namespace sonivert::worker {
 
 namespace {
 
 constexpr auto ProgressInterval = std::chrono::milliseconds(250);
-
-std::string errorText(int error)
-{
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(error, text, sizeof text);
-    return text;
-}
 
 class StreamCopy
 {
@@ -45,7 +37,6 @@ private:
     bool openOutput();
     // False on a write error; sets m_ended once the cut's end is passed.
     bool copyPacket(AVPacket *packet);
-    bool finishOutput();
 
     const ConversionSpec &m_spec;
     ConversionReporter &m_reporter;
@@ -63,42 +54,17 @@ private:
 
 bool StreamCopy::openInput()
 {
-    AVFormatContext *raw = nullptr;
-    int ret = avformat_open_input(&raw, m_spec.input.c_str(), nullptr, nullptr);
-    if (ret < 0)
-        return error(m_spec.input + ": " + errorText(ret));
-    m_input.reset(raw);
-    ret = avformat_find_stream_info(m_input.get(), nullptr);
-    if (ret < 0)
-        return error(m_spec.input + ": could not find codec parameters");
-    const int index = m_spec.track >= 0 ? audioStreamOfTrack(m_input.get(), m_spec.track)
-                                        : defaultAudioStreamIndex(m_input.get());
-    if (index < 0 && m_spec.track >= 0)
-        return error("Stream map '0:a:" + std::to_string(m_spec.track) + "' matches no streams.");
+    const int index = openSourceAudio(m_spec, m_reporter, m_input);
     if (index < 0)
-        return error("Output file #0 does not contain any stream");
-    for (unsigned i = 0; i < m_input->nb_streams; ++i)
-        m_input->streams[i]->discard
-            = static_cast<int>(i) == index ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+        return false;
     m_inStream = m_input->streams[index];
     return true;
 }
 
 bool StreamCopy::openOutput()
 {
-    // ffmpeg -n: an existing file is never written over.
-    struct stat st;
-    if (::stat(m_spec.output.c_str(), &st) == 0)
-        return error("File '" + m_spec.output + "' already exists. Exiting.");
-
-    AVFormatContext *raw = nullptr;
-    int ret = avformat_alloc_output_context2(&raw, nullptr, nullptr, m_spec.output.c_str());
-    if (!raw)
-        return error(m_spec.output + ": " + errorText(ret < 0 ? ret : AVERROR(EINVAL)));
-    m_output.reset(raw);
-    m_output->flags |= AVFMT_FLAG_BITEXACT;
-    for (const auto &[key, value] : m_spec.tags)
-        av_dict_set(&m_output->metadata, key.c_str(), value.c_str(), 0);
+    if (!createOutput(m_spec, m_reporter, m_output))
+        return false;
 
     const AVCodecParameters *source = m_inStream->codecpar;
     if (avformat_query_codec(m_output->oformat, source->codec_id, FF_COMPLIANCE_NORMAL) == 0) {
@@ -109,7 +75,7 @@ bool StreamCopy::openOutput()
     m_outStream = avformat_new_stream(m_output.get(), nullptr);
     if (!m_outStream)
         return error("Could not allocate the output stream");
-    ret = avcodec_parameters_copy(m_outStream->codecpar, source);
+    const int ret = avcodec_parameters_copy(m_outStream->codecpar, source);
     if (ret < 0)
         return error("Error setting up the output stream: " + errorText(ret));
     // The source's codec tag stays only where the output format knows it for this codec, as
@@ -122,24 +88,8 @@ bool StreamCopy::openOutput()
     m_outStream->time_base = m_inStream->time_base;
     m_outStream->disposition = m_inStream->disposition;
 
-    ret = m_extras.addBeforeHeader(m_input.get(), m_spec.input, m_output.get(), m_spec.output,
-        m_spec.cover, m_spec.chapters, m_spec.startUs, m_spec.lengthUs);
-    if (ret < 0)
-        return error("Could not add the cover picture: " + errorText(ret));
-
-    if (!(m_output->oformat->flags & AVFMT_NOFILE)) {
-        ret = avio_open(&m_output->pb, m_spec.output.c_str(), AVIO_FLAG_WRITE);
-        if (ret < 0)
-            return error(m_spec.output + ": " + errorText(ret));
-    }
-    ret = avformat_write_header(m_output.get(), nullptr);
-    if (ret < 0) {
-        return error("Could not write header for output file #0 (incorrect codec parameters ?): "
-            + errorText(ret));
-    }
-    ret = m_extras.writeAfterHeader(m_output.get());
-    if (ret < 0)
-        return error("Could not write the cover picture: " + errorText(ret));
+    if (!writeOutputHeader(m_spec, m_reporter, m_input.get(), m_output.get(), m_extras))
+        return false;
 
     // The file's time line starts where its earliest stream does; the cut counts from there.
     const int64_t startUs = m_input->start_time == AV_NOPTS_VALUE ? 0 : m_input->start_time;
@@ -182,19 +132,6 @@ bool StreamCopy::copyPacket(AVPacket *packet)
     return true;
 }
 
-bool StreamCopy::finishOutput()
-{
-    int ret = av_write_trailer(m_output.get());
-    if (ret < 0)
-        return error("Error writing trailer of " + m_spec.output + ": " + errorText(ret));
-    if (m_output->pb) {
-        ret = avio_closep(&m_output->pb);
-        if (ret < 0)
-            return error("Error closing file " + m_spec.output + ": " + errorText(ret));
-    }
-    return true;
-}
-
 bool StreamCopy::run()
 {
     if (!openInput() || !openOutput())
@@ -218,9 +155,7 @@ bool StreamCopy::run()
         if (!ok)
             return false;
     }
-    if (!finishOutput())
-        return false;
-    return true;
+    return finishOutput(m_spec, m_reporter, m_output.get());
 }
 
 } // namespace

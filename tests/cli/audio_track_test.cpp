@@ -36,13 +36,6 @@ class AudioTrackTest : public QObject
     QString m_two; // English AAC of 2 s (the default), then a French commentary in AC-3 of 1 s
     QString m_one;
 
-    QString folder(const QString &name) const
-    {
-        const QString path = m_dir.filePath(name);
-        QDir().mkpath(path);
-        return path;
-    }
-
 private slots:
     void initTestCase()
     {
@@ -111,7 +104,8 @@ private slots:
         QFETCH(QString, engine);
         QFETCH(QStringList, trackArgs);
         QFETCH(double, seconds);
-        const QString out = folder(u"chosen-"_s + QString::fromLatin1(QTest::currentDataTag()));
+        const QString out
+            = outputFolder(m_dir, u"chosen-"_s + QString::fromLatin1(QTest::currentDataTag()));
         const CliRun run = runCli(QStringList { u"convert"_s, u"--format"_s, u"mp3"_s,
                                       u"--engine"_s, engine, u"--json"_s, u"-o"_s, out, m_two }
             + trackArgs);
@@ -133,7 +127,7 @@ private slots:
     void allTracksGiveAFileEach()
     {
         QFETCH(QString, engine);
-        const QString out = folder(u"all-"_s + engine);
+        const QString out = outputFolder(m_dir, u"all-"_s + engine);
         const QStringList args { u"convert"_s, u"--format"_s, u"mp3"_s, u"--audio-track"_s,
             u"all"_s, u"--engine"_s, engine, u"--json"_s, u"-o"_s, out, m_two, m_one };
         const CliRun dry = runCli(args + QStringList { u"--dry-run"_s });
@@ -161,7 +155,7 @@ private slots:
 
     void aMissingTrackFailsThatFile()
     {
-        const QString out = folder(u"missing"_s);
+        const QString out = outputFolder(m_dir, u"missing"_s);
         const CliRun run = runCli({ u"convert"_s, u"--format"_s, u"ORIGINAL"_s, u"--audio-track"_s,
             u"2"_s, u"--json"_s, u"-o"_s, out, m_one, m_two });
         QCOMPARE(run.exitCode, 1);

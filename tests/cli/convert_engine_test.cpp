@@ -19,13 +19,6 @@ class ConvertEngineTest : public QObject
     QTemporaryDir m_dir;
     QString m_clip;
 
-    QString folder(const QString &name) const
-    {
-        const QString path = m_dir.filePath(name);
-        QDir().mkpath(path);
-        return path;
-    }
-
 private slots:
     void initTestCase()
     {
@@ -49,7 +42,7 @@ private slots:
     {
         QFETCH(QString, engine);
         QFETCH(QString, expected);
-        const QString out = folder(u"out-"_s + engine);
+        const QString out = outputFolder(m_dir, u"out-"_s + engine);
         const CliRun dry = runCli({ u"convert"_s, u"--engine"_s, engine, u"--dry-run"_s,
             u"--json"_s, u"-o"_s, out, m_clip });
         QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
@@ -70,7 +63,7 @@ private slots:
     // GSM (8 kHz mono, 65-byte blocks) was the last catalogue codec only the ffmpeg program ran.
     void everyCatalogueCodecRunsOnTheWorker()
     {
-        const QString out = folder(u"gsm"_s);
+        const QString out = outputFolder(m_dir, u"gsm"_s);
         const CliRun dry = runCli({ u"convert"_s, u"--format"_s, u"WAV"_s, u"--set"_s,
             u"AudioCodec=MS GSM 6.10"_s, u"--dry-run"_s, u"--json"_s, u"-o"_s, out, m_clip });
         QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
@@ -85,7 +78,7 @@ private slots:
             u"aevalsrc=0.5*sin(2*PI*440*t):s=16000:d=130"_s, input }));
         QByteArray outputs[2];
         for (const bool split : { true, false }) {
-            const QString out = folder(split ? u"split"_s : u"whole"_s);
+            const QString out = outputFolder(m_dir, split ? u"split"_s : u"whole"_s);
             QStringList args { u"convert"_s, u"--format"_s, u"WAV"_s, u"--preset"_s, u"WAV-VOICE"_s,
                 u"--threads"_s, u"2"_s, u"--json"_s, u"-o"_s, out, input };
             if (!split)

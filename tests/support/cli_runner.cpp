@@ -1,5 +1,6 @@
 #include "support/cli_runner.h"
 
+#include <QDir>
 #include <QProcess>
 
 namespace sonivert::test {
@@ -48,6 +49,13 @@ CliRun runCli(const QStringList &args, int timeoutMs)
     run.out = cli.readAllStandardOutput();
     run.err = QString::fromUtf8(cli.readAllStandardError());
     return run;
+}
+
+QString outputFolder(const QTemporaryDir &dir, const QString &name)
+{
+    const QString path = dir.filePath(name);
+    QDir().mkpath(path);
+    return path;
 }
 
 } // namespace sonivert::test

@@ -4,6 +4,7 @@
 #include <QJsonDocument>
 #include <QString>
 #include <QStringList>
+#include <QTemporaryDir>
 
 namespace sonivert::test {
 
@@ -26,5 +27,8 @@ struct CliRun
 
 // Runs sonivert-cli with args, without a shell, and waits up to timeoutMs for it to end.
 CliRun runCli(const QStringList &args, int timeoutMs = 60000);
+
+// The folder name below dir, made if missing: where one run writes its outputs.
+QString outputFolder(const QTemporaryDir &dir, const QString &name);
 
 } // namespace sonivert::test

@@ -11,6 +11,7 @@
 #include "core/media/cover_art.h"
 #include "core/media/source_facts.h"
 #include "support/media_maker.h"
+#include "support/output_facts.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,6 +25,8 @@ extern "C" {
 }
 
 using namespace sonivert;
+using sonivert::test::MediaReader;
+using sonivert::test::openMedia;
 using sonivert::test::runFfmpeg;
 using namespace Qt::StringLiterals;
 
@@ -41,12 +44,8 @@ struct ReadBack
 ReadBack readBack(const QString &path)
 {
     ReadBack r;
-    AVFormatContext *raw = nullptr;
-    if (avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
-        return r;
-    std::unique_ptr<AVFormatContext, void (*)(AVFormatContext *)> context(
-        raw, [](AVFormatContext *c) { avformat_close_input(&c); });
-    if (avformat_find_stream_info(context.get(), nullptr) < 0)
+    const MediaReader context = openMedia(path);
+    if (!context)
         return r;
     r.ok = true;
     r.hasAudio = defaultAudioStreamIndex(context.get()) >= 0;

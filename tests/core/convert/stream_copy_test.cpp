@@ -12,6 +12,7 @@
 #include "core/media/audio_tracks.h"
 #include "core/media/probe.h"
 #include "support/media_maker.h"
+#include "support/output_facts.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -26,6 +27,8 @@ extern "C" {
 
 using namespace sonivert;
 using namespace Qt::StringLiterals;
+using sonivert::test::MediaReader;
+using sonivert::test::openMedia;
 using sonivert::test::runFfmpeg;
 
 namespace {
@@ -46,12 +49,8 @@ struct Packets
 Packets readPackets(const QString &path, int track = 0)
 {
     Packets p;
-    AVFormatContext *raw = nullptr;
-    if (avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
-        return p;
-    std::unique_ptr<AVFormatContext, void (*)(AVFormatContext *)> context(
-        raw, [](AVFormatContext *c) { avformat_close_input(&c); });
-    if (avformat_find_stream_info(context.get(), nullptr) < 0)
+    const MediaReader context = openMedia(path);
+    if (!context)
         return p;
     int stream = -1;
     for (unsigned i = 0, seen = 0; i < context->nb_streams && stream < 0; ++i) {

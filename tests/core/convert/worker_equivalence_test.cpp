@@ -9,6 +9,7 @@
 #include "core/convert/worker_pool.h"
 #include "core/media/source_facts.h"
 #include "support/media_maker.h"
+#include "support/output_facts.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -24,6 +25,8 @@ extern "C" {
 using namespace sonivert;
 using sonivert::test::ClipOptions;
 using sonivert::test::makeClip;
+using sonivert::test::MediaReader;
+using sonivert::test::openMedia;
 using sonivert::test::runFfmpeg;
 using sonivert::test::soundClip;
 
@@ -54,13 +57,10 @@ QStringList tagsOf(const AVDictionary *dictionary, const QString &scope)
 Decoded decode(const QString &path)
 {
     Decoded d;
-    AVFormatContext *format = nullptr;
-    if (avformat_open_input(&format, QFile::encodeName(path).constData(), nullptr, nullptr) < 0)
+    const MediaReader reader = openMedia(path);
+    if (!reader)
         return d;
-    std::unique_ptr<AVFormatContext, void (*)(AVFormatContext *)> closer(
-        format, [](AVFormatContext *f) { avformat_close_input(&f); });
-    if (avformat_find_stream_info(format, nullptr) < 0)
-        return d;
+    AVFormatContext *format = reader.get();
     const int index = av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     if (index < 0)
         return d;
