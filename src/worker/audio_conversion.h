@@ -45,7 +45,7 @@ public:
     virtual void log(int level, const std::string &line) = 0;
 };
 
-// Converts the spec's input into its output: demux, decode the spec's audio track,
+// Converts the task's input into its output: demux, decode the task's audio track,
 // resample and remix, cut, buffer to the encoder's frame size, encode and mux. True when the
 // output was written whole; false after an error line was logged.
 bool convertAudio(const ConversionSpec &spec, ConversionReporter &reporter);

@@ -17,15 +17,15 @@ std::string errorText(int error);
 // The steps a conversion and a stream copy share. Each logs ffmpeg's error line to the reporter
 // and returns false (or -1) when it fails.
 
-// Opens the spec's input and picks the spec's audio track (or the file's default); every other
+// Opens the task's input and picks the task's audio track (or the file's default); every other
 // stream is discarded. The stream's index, or -1.
 int openSourceAudio(const ConversionSpec &spec, ConversionReporter &reporter, InputContext &input);
 
-// Makes the output context of the muxer the output's name asks for, with the spec's tags. An
-// existing file is refused unless the spec is a segment, which writes no file of that name.
+// Makes the output context of the muxer the output's name asks for, with the task's tags. An
+// existing file is refused unless the task is a segment, which writes no file of that name.
 bool createOutput(const ConversionSpec &spec, ConversionReporter &reporter, OutputContext &output);
 
-// Adds the cover and the chapters the spec asks for, opens the output file and writes its header.
+// Adds the cover and the chapters the task asks for, opens the output file and writes its header.
 bool writeOutputHeader(const ConversionSpec &spec, ConversionReporter &reporter,
     AVFormatContext *input, AVFormatContext *output, SourceExtras &extras);
 

@@ -4,7 +4,7 @@
 
 namespace sonivert::worker {
 
-// Copies the spec's audio track into its output as it is, packet by packet, without decoding:
+// Copies the task's audio track into its output as it is, packet by packet, without decoding:
 // the timestamps move to the output's time line, the codec parameters stay. A cut keeps the
 // packets from the first one that starts at its start to the last one that starts before its
 // end, as the ffmpeg program's stream copy does. True when the output was written whole; false
