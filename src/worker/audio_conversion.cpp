@@ -53,6 +53,7 @@ private:
     bool keepSamples(uint8_t **data, int count);
     bool encodeFromFifo(bool flush);
     bool encodeFrame(const AVFrame *frame);
+    int64_t resampledTime(const AVFrame *frame);
     bool drainResampler();
     void reportProgress(bool force);
     void planSegment();
@@ -85,8 +86,11 @@ private:
     int64_t m_startTs = 0;
     int64_t m_lengthTs = -1;
     bool m_trimStart = false;
-    bool m_haveTs = false;
     int64_t m_nextTs = 0; // the time of the next resampled sample
+    // The decoded frames' times, as ffmpeg gives them: a packet's time, in samples, kept in
+    // step with the samples before while it is off by less than the packets' precision.
+    int64_t m_rescaleLast = AV_NOPTS_VALUE;
+    int64_t m_previousPacketPts = AV_NOPTS_VALUE;
     int64_t m_firstKeptTs = -1;
     int64_t m_keptSamples = 0;
     bool m_ended = false; // the cut's end is reached
@@ -268,6 +272,12 @@ bool Conversion::openResampler(const AVFrame *frame)
 
 bool Conversion::decodePacket(const AVPacket *packet)
 {
+    // A jump in the packets' times is taken as it is, not smoothed over.
+    if (packet && packet->duration && m_previousPacketPts != AV_NOPTS_VALUE
+        && packet->pts != AV_NOPTS_VALUE && packet->pts - m_previousPacketPts > packet->duration)
+        m_rescaleLast = AV_NOPTS_VALUE;
+    if (packet)
+        m_previousPacketPts = packet->pts;
     int ret = avcodec_send_packet(m_decoder.get(), packet);
     if (ret < 0 && ret != AVERROR_EOF && ret != AVERROR(EAGAIN)) {
         // As ffmpeg does: say so and go on with the next packet.
@@ -302,18 +312,11 @@ bool Conversion::resampleFrame(const AVFrame *frame)
         return true;
     if (!openResampler(frame))
         return false;
-    if (!m_haveTs) {
-        // The file's time line starts where its earliest stream does, as in ffmpeg.
-        const AVStream *stream = m_input->streams[m_streamIndex];
-        int64_t ts = frame->best_effort_timestamp;
-        if (ts != AV_NOPTS_VALUE) {
-            int64_t us = av_rescale_q(ts, stream->time_base, AV_TIME_BASE_Q);
-            if (m_input->start_time != AV_NOPTS_VALUE)
-                us -= m_input->start_time;
-            m_nextTs = av_rescale_q(us, AV_TIME_BASE_Q, m_encoder->time_base);
-        }
-        m_haveTs = true;
-    }
+    // The time of the frame's first resampled sample, as ffmpeg's filters see it: the cut counts
+    // from there. A frame without a time follows the samples before it.
+    const int64_t ts = resampledTime(frame);
+    if (ts != AV_NOPTS_VALUE)
+        m_nextTs = ts;
     const int capacity = swr_get_out_samples(m_resampler.get(), frame->nb_samples);
     if (capacity < 0)
         return error("Error while filtering: " + errorText(capacity));
@@ -332,6 +335,26 @@ bool Conversion::resampleFrame(const AVFrame *frame)
     av_freep(&data[0]);
     av_freep(&data);
     return ok;
+}
+
+int64_t Conversion::resampledTime(const AVFrame *frame)
+{
+    const AVStream *stream = m_input->streams[m_streamIndex];
+    int64_t pts = frame->pts != AV_NOPTS_VALUE ? frame->pts : frame->best_effort_timestamp;
+    if (pts == AV_NOPTS_VALUE)
+        return AV_NOPTS_VALUE;
+    // The file's time line starts where its earliest stream does.
+    if (m_input->start_time != AV_NOPTS_VALUE)
+        pts -= av_rescale_q(m_input->start_time, AV_TIME_BASE_Q, stream->time_base);
+    const int inRate = frame->sample_rate;
+    const AVRational samples { 1, inRate };
+    pts = av_rescale_delta(
+        stream->time_base, pts, samples, frame->nb_samples, &m_rescaleLast, samples);
+    // The resampler's output time: the input's, less what it holds back, rounded to the
+    // nearest output sample.
+    const int64_t outRate = m_encoder->sample_rate;
+    const int64_t out = pts * outRate - swr_get_delay(m_resampler.get(), inRate * outRate);
+    return out >= 0 ? (out + inRate / 2) / inRate : (out - inRate / 2) / inRate;
 }
 
 bool Conversion::drainResampler()
@@ -376,7 +399,8 @@ bool Conversion::keepSamples(uint8_t **data, int count)
         m_firstPts = m_firstKeptTs - (m_trimStart ? m_startTs : 0);
     }
     if (m_lengthTs >= 0) {
-        const int64_t room = m_lengthTs - m_keptSamples;
+        // Measured on the time line, as ffmpeg's trim does, from the first kept sample.
+        const int64_t room = m_firstKeptTs + m_lengthTs - (ts + skip);
         if (room <= keep) {
             keep = static_cast<int>(std::max<int64_t>(room, 0));
             m_ended = true;

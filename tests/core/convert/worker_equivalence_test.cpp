@@ -135,7 +135,7 @@ private:
     QTemporaryDir m_dir;
     QString m_ffmpeg;
     WorkerPool m_pool;
-    QString m_clip, m_surround, m_mono8k, m_oggTags, m_truncated, m_silent;
+    QString m_clip, m_surround, m_mono8k, m_oggTags, m_webm, m_flv, m_truncated, m_silent;
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
@@ -187,6 +187,12 @@ private slots:
             soundClip(1.7, false, 22050, QStringLiteral("stereo"),
                 { QStringLiteral("-metadata:s:a"), QStringLiteral("title=Stream Title"),
                     QStringLiteral("-metadata:s:a"), QStringLiteral("album=Stream Album") })));
+        // Packet times in milliseconds, coarser than a sample: a cut counts from the frames' times
+        // as ffmpeg smooths them, not from a count of samples.
+        m_webm = path(QStringLiteral("coarse.webm"));
+        QVERIFY(makeClip(m_webm, soundClip(2.3, false, 48000, QStringLiteral("stereo"))));
+        m_flv = path(QStringLiteral("coarse.flv"));
+        QVERIFY(makeClip(m_flv, soundClip(2.3, false, 44100, QStringLiteral("mono"))));
         m_truncated = path(QStringLiteral("truncated.mp4"));
         QFile whole(m_clip);
         QVERIFY(whole.open(QIODevice::ReadOnly));
@@ -272,6 +278,20 @@ private slots:
         QTest::newRow("trim flac to end") << "clip"
                                           << "flac"
                                           << "flac" << 2 << 48000 << 768 << 1000000ll << -1ll;
+        QTest::newRow("trim webm to mp3")
+            << "webm"
+            << "mp3"
+            << "libmp3lame" << 2 << 44100 << 128 << 333333ll << 1234567ll;
+        QTest::newRow("trim webm to flac") << "webm"
+                                           << "flac"
+                                           << "flac" << 2 << 48000 << 768 << 700000ll << -1ll;
+        QTest::newRow("trim flv to wav")
+            << "flv"
+            << "wav"
+            << "pcm_s16le" << 2 << 48000 << 1536 << 250000ll << 1500000ll;
+        QTest::newRow("trim mka 5.1 to m4a") << "surround"
+                                             << "m4a"
+                                             << "aac" << 2 << 44100 << 128 << 123456ll << 1000000ll;
     }
 
     void sameResultAsFfmpeg()
@@ -287,6 +307,8 @@ private slots:
         const QString input = source == QLatin1String("clip") ? m_clip
             : source == QLatin1String("surround")             ? m_surround
             : source == QLatin1String("mono8k")               ? m_mono8k
+            : source == QLatin1String("webm")                 ? m_webm
+            : source == QLatin1String("flv")                  ? m_flv
                                                               : m_oggTags;
         const EncodePlan plan = audioPlan(encoder, channels, rate, kbps);
         QCOMPARE(workerRefusal(plan, QStringLiteral("x.") + extension), QString());
