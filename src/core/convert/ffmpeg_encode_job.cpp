@@ -50,24 +50,47 @@ QStringList streamMapWords(const SourceFacts &facts, const QStringList &outputWo
     return words;
 }
 
-// ffmpeg copies the source's own picture itself, unless a cut would drop it (it drops what comes
-// before its start) or not every picture holder takes it as it is.
-bool copiesSourcePicture(const SourceFacts &facts, const TaskCut &cut)
-{
-    return facts.coverStream >= 0 && cut.startUs <= 0 && isPortablePicture(facts.coverCodec);
-}
-
 // The words that carry the source's cover and chapters into an audio output that holds them.
 struct ExtraWords
 {
-    QStringList inputs; // after the source: the picture file
+    QStringList inputs; // after the source: the source again, for a frame of its video
     QStringList metadataMaps; // what replaces "-map_metadata -1"
     QStringList tags; // more "-metadata" words
-    QStringList maps; // the streams, when the picture is one of them
+    QStringList maps; // the streams, when a picture is one of them
 };
 
-ExtraWords extraWords(const QString &output, const QStringList &outputWords, const TaskCut &cut,
-    const SourceFacts &facts, const OutputExtras &extras, const PreparedCover &cover)
+// The value that follows option in words; empty when it is not there.
+QString wordAfter(const QStringList &words, const QString &option)
+{
+    const qsizetype at = words.indexOf(option);
+    return at >= 0 && at + 1 < words.size() ? words.at(at + 1) : QString();
+}
+
+// A picture stream from the source: its own picture as it is, or made a JPEG of at most
+// MaxCoverSide pixels each way (as the in-process cover does) when it is not a JPEG or PNG, or
+// when it is a frame of the video.
+QStringList pictureWords(const QString &map, bool copy)
+{
+    QStringList words { QStringLiteral("-map"), map };
+    if (copy) {
+        words << QStringLiteral("-c:v") << QStringLiteral("copy");
+    } else {
+        const QString side = QString::number(MaxCoverSide);
+        const QString scale = QStringLiteral("min(1,%1/max(iw*sar,ih))").arg(side);
+        words << QStringLiteral("-frames:v") << QStringLiteral("1") << QStringLiteral("-filter:v")
+              << QStringLiteral("scale=w='max(2,round(iw*sar*%1/2)*2)':h='max(2,round(ih*%1/2)*2)'"
+                                ":flags=bicubic,setsar=1")
+                     .arg(scale)
+              << QStringLiteral("-c:v") << QStringLiteral("mjpeg") << QStringLiteral("-q:v")
+              << QString::number(CoverJpegQuality);
+    }
+    words << QStringLiteral("-disposition:v:0") << QStringLiteral("attached_pic");
+    return words;
+}
+
+ExtraWords extraWords(const QString &input, const QString &output, const QStringList &outputWords,
+    bool copy, const SourceFacts &facts, const OutputExtras &extras, const TaskCut &cut,
+    const QString &pictureComment)
 {
     ExtraWords words;
     const std::string extension = QFileInfo(output).suffix().toStdString();
@@ -79,25 +102,25 @@ ExtraWords extraWords(const QString &output, const QStringList &outputWords, con
         ? coverHolderOf(extension)
         : CoverHolder::None;
     if (holder == CoverHolder::PictureStream) {
-        QString picture;
-        if (!cover.pictureFile.isEmpty()) {
-            // A cut drops what comes before its start, the picture too: it is moved there.
-            if (cut.startUs > 0)
-                words.inputs << QStringLiteral("-itsoffset") << secondsText(cut.startUs);
-            words.inputs << QStringLiteral("-i") << cover.pictureFile;
-            picture = QStringLiteral("1:0");
-        } else if (copiesSourcePicture(facts, cut)) {
-            picture = QStringLiteral("0:%1").arg(facts.coverStream);
+        QStringList picture;
+        if (facts.coverStream >= 0) {
+            picture = pictureWords(
+                QStringLiteral("0:%1").arg(facts.coverStream), isPortablePicture(facts.coverCodec));
+        } else if (extras.cover == CoverChoice::Frame && facts.videoStream >= 0) {
+            // The frame at a tenth of the duration, read from the source opened a second time.
+            const int64_t at = std::max<int64_t>(facts.durationUs, 0) / 10;
+            if (at > 0)
+                words.inputs << QStringLiteral("-ss") << secondsText(at);
+            words.inputs << QStringLiteral("-i") << input;
+            picture = pictureWords(QStringLiteral("1:%1").arg(facts.videoStream), false);
         }
         if (!picture.isEmpty()) {
             words.maps << QStringLiteral("-map") << QStringLiteral("0:%1").arg(facts.audioStream)
-                       << QStringLiteral("-map") << picture << QStringLiteral("-c:v")
-                       << QStringLiteral("copy") << QStringLiteral("-disposition:v:0")
-                       << QStringLiteral("attached_pic");
+                       << picture;
         }
-    } else if (holder == CoverHolder::PictureComment && !cover.pictureComment.isEmpty()) {
+    } else if (holder == CoverHolder::PictureComment && !pictureComment.isEmpty()) {
         words.tags << QStringLiteral("-metadata")
-                   << QStringLiteral("METADATA_BLOCK_PICTURE=") + cover.pictureComment;
+                   << QStringLiteral("METADATA_BLOCK_PICTURE=") + pictureComment;
     }
 
     const ChapterHolder chapters = extras.chapters && !facts.chapters.empty()
@@ -107,6 +130,15 @@ ExtraWords extraWords(const QString &output, const QStringList &outputWords, con
         // ffmpeg moves and cuts them itself; "-map_metadata -1" would take their titles too.
         words.metadataMaps << QStringLiteral("-map_metadata:g") << QStringLiteral("-1")
                            << QStringLiteral("-map_metadata:s") << QStringLiteral("-1");
+        // Encoded sound with a picture is cut by a filter, which ffmpeg does not move the
+        // chapters for: they come from the source opened again on a time line moved back by
+        // the start, as an output "-ss" would move them. (A copy's own time line is moved.)
+        if (cut.startUs > 0 && !words.maps.isEmpty() && !copy) {
+            const int index = words.inputs.count(QStringLiteral("-i")) + 1;
+            words.inputs << QStringLiteral("-itsoffset") << secondsText(-cut.startUs)
+                         << QStringLiteral("-i") << input;
+            words.metadataMaps << QStringLiteral("-map_chapters") << QString::number(index);
+        }
         return words;
     }
     words.metadataMaps << QStringLiteral("-map_metadata") << QStringLiteral("-1");
@@ -126,16 +158,27 @@ ExtraWords extraWords(const QString &output, const QStringList &outputWords, con
 
 QStringList ffmpegArguments(const QString &input, const QStringList &inputWords,
     const QString &output, QStringList outputWords, const TaskCut &cut, const SourceFacts &facts,
-    const OutputExtras &extras, const PreparedCover &cover)
+    const OutputExtras &extras, const QString &pictureComment)
 {
-    const ExtraWords extra = extraWords(output, outputWords, cut, facts, extras, cover);
+    const bool copy = wordAfter(outputWords, QStringLiteral("-acodec")) == QLatin1String("copy");
+    const ExtraWords extra
+        = extraWords(input, output, outputWords, copy, facts, extras, cut, pictureComment);
     if (!extra.maps.isEmpty())
         outputWords.removeAll(QStringLiteral("-vn"));
+
+    // An output "-ss" drops every stream's packets before the start, a picture's too, which has
+    // no time of its own: with a picture the start of the sound is cut otherwise, to the same
+    // samples or packets. A copy's time line is moved back by the start, and the packets before
+    // zero go; encoded sound is trimmed by a filter after the resampler, where ffmpeg puts the
+    // trim of "-ss".
+    const bool cutWithPicture = cut.startUs > 0 && !extra.maps.isEmpty();
     QStringList args { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"),
         QStringLiteral("-nostats"), QStringLiteral("-loglevel"), QStringLiteral("level+info"),
         QStringLiteral("-progress"), QStringLiteral("pipe:1"), QStringLiteral("-stats_period"),
         QString::number(Encoder::ProgressIntervalSeconds), QStringLiteral("-n") };
     args << inputWords;
+    if (cutWithPicture && copy)
+        args << QStringLiteral("-itsoffset") << secondsText(-cut.startUs);
     args << QStringLiteral("-i") << input;
     args << extra.inputs;
     // The cover's maps name the track too.
@@ -148,9 +191,20 @@ QStringList ffmpegArguments(const QString &input, const QStringList &inputWords,
     for (const auto &[key, value] : facts.tags)
         args << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
     args << extra.tags << extra.maps << outputWords;
-    // After the input, so nothing is lost to a seek in a file whose index or start time misleads.
-    if (cut.startUs > 0)
+    if (cutWithPicture && copy) {
+        args << QStringLiteral("-copypriorss:a") << QStringLiteral("0");
+    } else if (cutWithPicture) {
+        const QString rate = wordAfter(outputWords, QStringLiteral("-ar"));
+        QString trim
+            = QStringLiteral("atrim=start=%1,asetpts=PTS-STARTPTS").arg(secondsText(cut.startUs));
+        if (!rate.isEmpty())
+            trim.prepend(QStringLiteral("aresample=%1,").arg(rate));
+        args << QStringLiteral("-af") << trim;
+    } else if (cut.startUs > 0) {
+        // After the input, so nothing is lost to a seek in a file whose index or start time
+        // misleads.
         args << QStringLiteral("-ss") << secondsText(cut.startUs);
+    }
     if (cut.lengthUs >= 0)
         args << QStringLiteral("-t") << secondsText(cut.lengthUs);
     args << output;
@@ -168,7 +222,7 @@ QStringList buildFfmpegArguments(const QString &input, const QString &inputOptio
     plain.coverStream = -1;
     plain.chapters.clear();
     return ffmpegArguments(input, withoutCutWords(ffmpegOptionWords(inputOptions)), output,
-        withoutCutWords(ffmpegOptionWords(outputOptions)), cut, plain, {}, {});
+        withoutCutWords(ffmpegOptionWords(outputOptions)), cut, plain, {}, QString());
 }
 
 QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan)
@@ -178,10 +232,10 @@ QStringList buildFfmpegArguments(const QString &input, const QString &output, co
             input, plan.inputOptions, output, plan.outputOptions, plan.cut, plan.source);
     }
     return ffmpegArguments(input, withoutCutWords(ffmpegOptionWords(plan.inputOptions)), output,
-        ffmpegOutputWords(*plan.encoding), plan.cut, plan.source, plan.extras, {});
+        ffmpegOutputWords(*plan.encoding), plan.cut, plan.source, plan.extras, QString());
 }
 
-QStringList buildFfmpegArguments(const EncodeTask &task, const PreparedCover &cover)
+QStringList buildFfmpegArguments(const EncodeTask &task, const QString &pictureComment)
 {
     if (!task.plan) {
         return buildFfmpegArguments(task.input, task.inputOptions, task.temporaryOutput,
@@ -189,46 +243,21 @@ QStringList buildFfmpegArguments(const EncodeTask &task, const PreparedCover &co
     }
     return ffmpegArguments(task.input, withoutCutWords(ffmpegOptionWords(task.inputOptions)),
         task.temporaryOutput, ffmpegOutputWords(*task.plan), task.cut, task.facts, task.extras,
-        cover);
+        pictureComment);
 }
 
-PreparedCover prepareCover(const EncodeTask &task)
+QString pictureCommentFor(const EncodeTask &task)
 {
-    PreparedCover prepared;
     const std::string extension = QFileInfo(task.temporaryOutput).suffix().toStdString();
-    const CoverHolder holder = coverHolderOf(extension);
     const bool soundOnly = task.plan && !task.plan->video;
     const bool available = task.facts.coverStream >= 0
-        || (task.extras.cover == CoverChoice::Frame && task.facts.hasVideo);
-    if (!soundOnly || holder == CoverHolder::None || task.extras.cover == CoverChoice::None
-        || !available || task.facts.audioStream < 0)
-        return prepared;
-    if (holder == CoverHolder::PictureStream && copiesSourcePicture(task.facts, task.cut))
-        return prepared;
-    CoverPicture picture = coverFor(QFile::encodeName(task.input).toStdString(), task.extras.cover);
-    if (picture.empty())
-        return prepared;
-    if (holder == CoverHolder::PictureComment) {
-        picture = commentPicture(picture);
-        if (!picture.empty())
-            prepared.pictureComment = QString::fromStdString(pictureCommentValue(picture));
-        return prepared;
-    }
-    picture = portablePicture(picture);
-    if (picture.empty())
-        return prepared;
-    const QString file = temporaryOutputName(
-        ChangeExtension(task.output, QString::fromStdString(picture.fileExtension())));
-    QFile out(file);
-    if (out.open(QIODevice::WriteOnly | QIODevice::NewOnly)
-        && out.write(picture.data.data(), qint64(picture.data.size()))
-            == qint64(picture.data.size())
-        && out.flush()) {
-        prepared.pictureFile = file;
-    } else {
-        out.remove();
-    }
-    return prepared;
+        || (task.extras.cover == CoverChoice::Frame && task.facts.videoStream >= 0);
+    if (!soundOnly || coverHolderOf(extension) != CoverHolder::PictureComment
+        || task.extras.cover == CoverChoice::None || !available || task.facts.audioStream < 0)
+        return QString();
+    const CoverPicture picture
+        = commentPicture(coverFor(QFile::encodeName(task.input).toStdString(), task.extras.cover));
+    return picture.empty() ? QString() : QString::fromStdString(pictureCommentValue(picture));
 }
 
 FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent)
@@ -236,26 +265,13 @@ FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task,
     , m_program(program)
     , m_task(task)
 {
-    m_cover = prepareCover(task);
-    const QStringList arguments = buildFfmpegArguments(task, m_cover);
+    const QStringList arguments = buildFfmpegArguments(task, pictureCommentFor(task));
     m_result.engine = FfmpegEngineName;
     m_result.commandLine = QStringList(program) + arguments;
     m_process = new FfmpegJob(program, arguments, this);
     connect(m_process, &FfmpegJob::progress, this, &EncodeJob::progress);
     connect(m_process, &FfmpegJob::logLine, this, &EncodeJob::logLine);
     connect(m_process, &FfmpegJob::finished, this, &FfmpegEncodeJob::onProcessFinished);
-}
-
-FfmpegEncodeJob::~FfmpegEncodeJob()
-{
-    removePictureFile();
-}
-
-void FfmpegEncodeJob::removePictureFile()
-{
-    if (!m_cover.pictureFile.isEmpty())
-        QFile::remove(m_cover.pictureFile);
-    m_cover.pictureFile.clear();
 }
 
 void FfmpegEncodeJob::start()
@@ -298,7 +314,6 @@ void FfmpegEncodeJob::stopAndWait()
 
 void FfmpegEncodeJob::onProcessFinished()
 {
-    removePictureFile();
     const FfmpegJobResult &ran = m_process->Result();
     m_result.exitCode = ran.exitCode;
     m_result.logTail = ran.stderrTail;

@@ -23,20 +23,15 @@ QStringList buildFfmpegArguments(const QString &input, const QString &inputOptio
 // From a plan: the output options are rendered from its values, as its option string is (from its
 // texts when it has no values).
 QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan);
-// A cover made ready before ffmpeg runs, where ffmpeg cannot take the source's picture itself: a
-// picture file read as a second input (a cut start would drop the source's, and a video frame is
-// taken in process), or the comment an Ogg or Opus output holds it in.
-struct PreparedCover
-{
-    QString pictureFile; // a hidden temporary file beside the output
-    QString pictureComment; // the METADATA_BLOCK_PICTURE value
-};
-// Reads or makes the task's cover where the command needs it prepared; writes the picture file.
-PreparedCover prepareCover(const EncodeTask &task);
+// The METADATA_BLOCK_PICTURE value an Ogg or Opus output holds the task's cover in, read or
+// made from the source; empty when there is none to carry. Every other holder takes its picture
+// from the source in the command itself.
+QString pictureCommentFor(const EncodeTask &task);
 
 // A queued task, writing its temporary output: from its plan when it has one. The source's cover
-// and chapters go with it where the output can hold them.
-QStringList buildFfmpegArguments(const EncodeTask &task, const PreparedCover &cover = {});
+// and chapters go with it where the output can hold them; pictureComment is the cover of an Ogg or
+// Opus output.
+QStringList buildFfmpegArguments(const EncodeTask &task, const QString &pictureComment = {});
 
 // A task converted by one run of the ffmpeg program, then read back: an exit status of 0 proves
 // nothing about the file.
@@ -46,7 +41,6 @@ class FfmpegEncodeJob : public EncodeJob
 
 public:
     FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent = nullptr);
-    ~FfmpegEncodeJob() override;
 
     void start() override;
     void pause() override;
@@ -58,11 +52,9 @@ private:
     void onProcessFinished();
     void onOutputChecked(const OutputVerdict &verdict);
     QString failureMessage() const;
-    void removePictureFile();
 
     QString m_program;
     EncodeTask m_task;
-    PreparedCover m_cover;
     FfmpegJob *m_process = nullptr;
     QPointer<QFutureWatcher<OutputVerdict>> m_check;
     bool m_stopping = false;

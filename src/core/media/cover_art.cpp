@@ -43,7 +43,6 @@ using Frame = std::unique_ptr<AVFrame, FrameFree>;
 using Packet = std::unique_ptr<AVPacket, PacketFree>;
 using Scaler = std::unique_ptr<SwsContext, ScalerFree>;
 
-constexpr int CoverJpegQuality = 3; // mjpeg's qscale: close to the source, a few dozen KB
 // A seek lands on the key frame before its target: a few seconds of video at most, as a rule.
 constexpr int MaxPacketsToTarget = 600;
 // Coarser steps for a picture that must fit a comment; the last always does at 600 px.

@@ -57,6 +57,8 @@ CoverPicture attachedPicture(const AVFormatContext *context);
 // A frame of the file's video at a tenth of its duration, at most MaxCoverSide pixels wide and
 // high, as a JPEG; empty when the file has no video or it cannot be decoded.
 inline constexpr int MaxCoverSide = 600;
+// The mjpeg quality scale of the JPEGs made here: close to the source, a few dozen KB.
+inline constexpr int CoverJpegQuality = 3;
 CoverPicture videoFrameCover(const std::string &path);
 // The picture a choice gives for a source: empty for None or when there is nothing to take.
 CoverPicture coverFor(const std::string &path, CoverChoice choice);

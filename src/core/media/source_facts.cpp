@@ -87,6 +87,7 @@ bool chooseAudioTrack(SourceFacts &facts, int index)
     facts.audioTrack = index;
     facts.audioStream = facts.audioTracks.at(index).streamIndex;
     facts.audioDurationUs = facts.audioTracks.at(index).durationUs;
+    facts.tags = facts.audioTracks.at(index).songTags;
     return true;
 }
 
@@ -125,24 +126,26 @@ SourceFacts sourceFactsOf(const AVFormatContext *context)
     SourceFacts facts;
     if (context->duration != AV_NOPTS_VALUE && context->duration > 0)
         facts.durationUs = context->duration;
+    const QList<QPair<QString, QString>> containerTags = tagsOf(context->metadata);
     for (unsigned i = 0; i < context->nb_streams; ++i) {
         const AVStream *stream = context->streams[i];
-        if (stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO)
-            facts.audioTracks.append(audioTrackOf(stream, int(facts.audioTracks.size()) + 1));
+        if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
+            continue;
+        AudioTrack track = audioTrackOf(stream, int(facts.audioTracks.size()) + 1);
+        track.songTags = readableTags(containerTags, tagsOf(stream->metadata));
+        facts.audioTracks.append(track);
     }
     const int audio = defaultAudioStreamIndex(context);
     facts.hasAudio = audio >= 0;
     facts.coverStream = attachedPictureIndex(context);
     if (facts.coverStream >= 0)
         facts.coverCodec = context->streams[facts.coverStream]->codecpar->codec_id;
-    facts.hasVideo = motionVideoIndex(context) >= 0;
+    facts.videoStream = motionVideoIndex(context);
     facts.chapters = chapterMarksOf(context);
-    QList<QPair<QString, QString>> streamTags;
-    if (facts.hasAudio) {
+    if (facts.hasAudio)
         chooseAudioTrack(facts, audioTrackOfStream(context, audio));
-        streamTags = tagsOf(context->streams[audio]->metadata);
-    }
-    facts.tags = readableTags(tagsOf(context->metadata), streamTags);
+    else
+        facts.tags = readableTags(containerTags, {});
     return facts;
 }
 

@@ -31,6 +31,9 @@ struct AudioTrack
     bool isDefault = false; // marked as the default track
     int64_t durationUs = -1; // the stream's own duration; -1 when unknown
     int streamIndex = -1; // among all of the file's streams
+    // The song tags of an output made from this track: the container's, completed by the
+    // track's own (Ogg and Opus keep them there).
+    SongTags songTags {};
 
     bool operator==(const AudioTrack &) const = default;
 };
@@ -48,10 +51,10 @@ struct SourceFacts
     int audioStream = -1; // the file's stream index of audioTrack; -1 when there is none
     int coverStream = -1; // the index of the attached picture carried as cover; -1 when none
     int coverCodec = 0; // its AVCodecID
-    bool hasVideo = false; // a video to take a cover frame from (attached pictures aside)
+    int videoStream = -1; // the first video that is not a cover, to take a frame from; -1: none
     std::vector<ChapterMark> chapters;
-    // The container's song tags, completed by those of the converted audio stream (Ogg and
-    // Opus keep them there). Container bookkeeping (brands, encoder, handler) is left out.
+    // The converted track's song tags. Container bookkeeping (brands, encoder, handler) is
+    // left out.
     SongTags tags;
 };
 

@@ -13,9 +13,11 @@
 #include "support/media_maker.h"
 #include "support/output_facts.h"
 
+#include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -94,13 +96,11 @@ private:
 
     QString path(const QString &name) const { return m_dir.filePath(name); }
 
-    // Converts into a fresh output; the output's path, or "" when the job failed.
-    QString convert(bool worker, const QString &input, const QString &extension,
-        const TaskCut &cut = {}, const OutputExtras &extras = {})
+    EncodeTask taskFor(const QString &input, const QString &extension, const TaskCut &cut,
+        const OutputExtras &extras, const EncodePlan &plan)
     {
         static int count = 0;
         const QString output = path(QStringLiteral("out%1.%2").arg(++count).arg(extension));
-        const EncodePlan plan = planFor(extension);
         EncodeTask task;
         task.input = input;
         task.output = output;
@@ -110,6 +110,12 @@ private:
         task.facts = readSourceFacts(input);
         task.plan = plan;
         task.extras = extras;
+        return task;
+    }
+
+    // Runs the task to its end; what the job reports, which failed on a time-out.
+    EncodeJobResult run(bool worker, const EncodeTask &task)
+    {
         std::unique_ptr<EncodeJob> job(worker
                 ? static_cast<EncodeJob *>(new WorkerEncodeJob(&m_pool, m_ffmpeg, task))
                 : new FfmpegEncodeJob(m_ffmpeg, task));
@@ -117,11 +123,35 @@ private:
         job->start();
         if (!finished.wait(60000))
             return {};
-        if (job->Result().outcome != JobOutcome::Succeeded) {
+        if (job->Result().outcome != JobOutcome::Succeeded)
             qWarning() << job->Result().message << job->Result().commandLine;
+        return job->Result();
+    }
+
+    // Converts into a fresh output; the output's path, or "" when the job failed.
+    QString convert(bool worker, const QString &input, const QString &extension,
+        const TaskCut &cut = {}, const OutputExtras &extras = {})
+    {
+        const EncodeTask task = taskFor(input, extension, cut, extras, planFor(extension));
+        return run(worker, task).outcome == JobOutcome::Succeeded ? task.temporaryOutput
+                                                                  : QString();
+    }
+
+    // The MD5 of what ffmpeg reads from the file's sound: its packets for a copy, else the
+    // decoded samples.
+    static QByteArray soundHash(const QString &file, bool packets)
+    {
+        QProcess ffmpeg;
+        QStringList args { u"-v"_s, u"error"_s, u"-i"_s, file, u"-map"_s, u"0:a"_s };
+        args << (packets ? QStringList { u"-c"_s, u"copy"_s, u"-f"_s, u"framemd5"_s }
+                         : QStringList { u"-f"_s, u"s16le"_s });
+        ffmpeg.start(findFfmpegProgram(), args << u"-"_s);
+        if (!ffmpeg.waitForFinished(60000) || ffmpeg.exitCode() != 0)
             return {};
-        }
-        return task.temporaryOutput;
+        QByteArray out = ffmpeg.readAllStandardOutput();
+        if (packets) // the header names the file's own time base and codec, not its packets
+            out = out.mid(out.lastIndexOf('#'));
+        return QCryptographicHash::hash(out, QCryptographicHash::Md5).toHex();
     }
 
     // No picture files or other leftovers beside the outputs.
@@ -313,6 +343,80 @@ private slots:
         QVERIFY(r.ok);
         QCOMPARE(r.chapters.size(), size_t(0));
         verifyNoLeftovers();
+    }
+
+    // The ffmpeg command the report shows makes the same file when a person runs it again after
+    // the task: every input is the source (a picture included, however the cut would drop it), and
+    // the sound is cut to the samples and packets the worker keeps.
+    void shownCommandRunsAgain_data()
+    {
+        QTest::addColumn<QString>("source"); // "mp4", "plain" or "gif"
+        QTest::addColumn<QString>("extension");
+        QTest::addColumn<bool>("copy");
+        QTest::addColumn<int>("cover"); // CoverChoice
+        QTest::addColumn<qint64>("startMs");
+        QTest::addColumn<int>("pictureWidth");
+        QTest::newRow("mp3, source picture, cut")
+            << u"mp4"_s << u"mp3"_s << false << int(CoverChoice::Source) << 1000ll << 320;
+        QTest::newRow("m4a, frame, cut")
+            << u"plain"_s << u"m4a"_s << false << int(CoverChoice::Frame) << 500ll << 600;
+        QTest::newRow("flac, gif made a jpeg, cut")
+            << u"gif"_s << u"flac"_s << false << int(CoverChoice::Source) << 200ll << 64;
+        QTest::newRow("m4a copy, source picture, cut")
+            << u"mp4"_s << u"m4a"_s << true << int(CoverChoice::Source) << 1000ll << 320;
+        QTest::newRow("opus, frame in a comment, cut")
+            << u"plain"_s << u"opus"_s << false << int(CoverChoice::Frame) << 500ll << 600;
+    }
+
+    void shownCommandRunsAgain()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, extension);
+        QFETCH(bool, copy);
+        QFETCH(int, cover);
+        QFETCH(qint64, startMs);
+        QFETCH(int, pictureWidth);
+        const QString input = source == QLatin1String("mp4") ? m_mp4
+            : source == QLatin1String("gif")                 ? m_gifCover
+                                                             : m_plain;
+        EncodePlan plan = planFor(extension);
+        if (copy) {
+            plan = EncodePlan {};
+            plan.copyAudio = true;
+        }
+        const TaskCut cut { startMs * Ms, 1500 * Ms };
+        const EncodeTask task = taskFor(input, extension, cut, { CoverChoice(cover), true }, plan);
+        const EncodeJobResult ran = run(false, task);
+        QCOMPARE(ran.outcome, JobOutcome::Succeeded);
+
+        QStringList command = ran.commandLine;
+        for (qsizetype i = 0; i + 1 < command.size(); ++i) {
+            if (command.at(i) == QLatin1String("-i"))
+                QCOMPARE(command.at(i + 1), input);
+        }
+        const QString again = path(u"again."_s + extension);
+        QFile::remove(again);
+        QVERIFY(command.removeAll(task.temporaryOutput) == 1);
+        QProcess ffmpeg;
+        ffmpeg.start(command.first(), command.mid(1) << again);
+        QVERIFY(ffmpeg.waitForFinished(60000));
+        QVERIFY2(ffmpeg.exitCode() == 0, ffmpeg.readAllStandardError().constData());
+
+        const ReadBack first = readBack(task.temporaryOutput);
+        const ReadBack second = readBack(again);
+        QCOMPARE(first.pictureWidth, pictureWidth);
+        QCOMPARE(second.pictureWidth, pictureWidth);
+        QCOMPARE(second.chapters.size(), first.chapters.size());
+        const QByteArray sound = soundHash(task.temporaryOutput, copy);
+        QVERIFY(!sound.isEmpty());
+        QCOMPARE(soundHash(again, copy), sound);
+
+        // The worker cuts the same sound.
+        const EncodeTask byWorker
+            = taskFor(input, extension, cut, { CoverChoice(cover), true }, plan);
+        QCOMPARE(run(true, byWorker).outcome, JobOutcome::Succeeded);
+        QCOMPARE(readBack(byWorker.temporaryOutput).pictureWidth, pictureWidth);
+        QCOMPARE(soundHash(byWorker.temporaryOutput, copy), sound);
     }
 
     // Ogg and Opus hold the picture in a comment: a large one goes in as a smaller JPEG.

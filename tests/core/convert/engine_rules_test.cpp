@@ -171,83 +171,124 @@ private slots:
         QCOMPARE(args.count(u"-ss"_s), cut.startUs > 0 ? 1 : 0);
     }
 
-    // What carries the cover and chapters, by the output's format, the cut and the choices.
+    // What carries the cover and chapters, by the output's format, the cut and the choices. Every
+    // input is the source itself, so the command can be run again as it is shown.
     void coverAndChapterWords_data()
     {
         QTest::addColumn<QString>("output");
         QTest::addColumn<qint64>("startUs");
+        QTest::addColumn<bool>("copy");
         QTest::addColumn<bool>("video");
+        QTest::addColumn<int>("coverCodec"); // 0: the source has no picture
         QTest::addColumn<int>("cover"); // CoverChoice
         QTest::addColumn<bool>("chapters");
-        QTest::addColumn<QString>("pictureFile");
-        QTest::addColumn<QStringList>("expected"); // the arguments after the input's
+        QTest::addColumn<QStringList>("before"); // the arguments before the source's "-i"
+        QTest::addColumn<QStringList>("expected"); // those after the source
         const QStringList tags = { u"-fflags"_s, u"+bitexact"_s, u"-metadata"_s, u"title=T"_s };
         const QStringList keepChapterTitles
             = { u"-map_metadata:g"_s, u"-1"_s, u"-map_metadata:s"_s, u"-1"_s };
         const QStringList noChapters = { u"-map_metadata"_s, u"-1"_s, u"-map_chapters"_s, u"-1"_s };
-        const QStringList picture = { u"-c:v"_s, u"copy"_s, u"-disposition:v:0"_s,
-            u"attached_pic"_s, u"-acodec"_s, u"libmp3lame"_s };
+        const QStringList maps = { u"-map"_s, u"0:1"_s, u"-map"_s };
+        const QStringList copied
+            = { u"0:2"_s, u"-c:v"_s, u"copy"_s, u"-disposition:v:0"_s, u"attached_pic"_s };
+        const QStringList mp3 = { u"-acodec"_s, u"libmp3lame"_s };
+        const QString scale = u"scale=w='max(2,round(iw*sar*min(1,600/max(iw*sar,ih))/2)*2)':"
+                              "h='max(2,round(ih*min(1,600/max(iw*sar,ih))/2)*2)':flags=bicubic,"
+                              "setsar=1"_s;
+        const QStringList jpeg = { u"-frames:v"_s, u"1"_s, u"-filter:v"_s, scale, u"-c:v"_s,
+            u"mjpeg"_s, u"-q:v"_s, u"3"_s, u"-disposition:v:0"_s, u"attached_pic"_s };
+        const int mjpeg = AV_CODEC_ID_MJPEG;
+        const int source = int(CoverChoice::Source);
 
         // The picture is copied from the source; no "-vn" may drop it again.
         QTest::newRow("mp3 whole")
-            << u"/o/.x.MP3"_s << 0ll << false << int(CoverChoice::Source) << true << QString()
-            << keepChapterTitles + tags + QStringList { u"-map"_s, u"0:1"_s, u"-map"_s, u"0:2"_s }
-                + picture + QStringList { u"/o/.x.MP3"_s };
-        // A cut drops what comes before its start: the picture comes from a file, moved there.
-        QTest::newRow("mp3 cut") << u"/o/.x.MP3"_s << 2'000'000ll << false
-                                 << int(CoverChoice::Source) << true << u"/o/.p.jpg"_s
-                                 << QStringList { u"-itsoffset"_s, u"2"_s, u"-i"_s, u"/o/.p.jpg"_s }
-                + keepChapterTitles + tags
-                + QStringList { u"-map"_s, u"0:1"_s, u"-map"_s, u"1:0"_s } + picture
-                + QStringList { u"-ss"_s, u"2"_s, u"/o/.x.MP3"_s };
+            << u"/o/.x.MP3"_s << 0ll << false << false << mjpeg << source << true << QStringList()
+            << keepChapterTitles + tags + maps + copied + mp3 + QStringList { u"/o/.x.MP3"_s };
+        // An output "-ss" would drop the picture: the sound is trimmed after the resampler, and
+        // the chapters come from the source on a time line moved back by the start.
+        QTest::newRow("mp3 cut") << u"/o/.x.MP3"_s << 2'000'000ll << false << false << mjpeg
+                                 << source << true << QStringList()
+                                 << QStringList { u"-itsoffset"_s, u"-2"_s, u"-i"_s,
+                                        u"/in/a.mkv"_s }
+                + keepChapterTitles + QStringList { u"-map_chapters"_s, u"1"_s } + tags + maps
+                + copied + mp3
+                + QStringList { u"-af"_s, u"aresample=44100,atrim=start=2,asetpts=PTS-STARTPTS"_s,
+                      u"/o/.x.MP3"_s };
+        // A copy's time line moves back by the start instead, and what falls before zero goes.
+        QTest::newRow("copy cut") << u"/o/.x.M4A"_s << 2'500'000ll << true << false << mjpeg
+                                  << source << false << QStringList { u"-itsoffset"_s, u"-2.5"_s }
+                                  << noChapters + tags + maps + copied
+                + QStringList { u"-acodec"_s, u"copy"_s, u"-sn"_s, u"-dn"_s, u"-copypriorss:a"_s,
+                      u"0"_s, u"/o/.x.M4A"_s };
+        // A picture no holder takes as it is becomes a JPEG.
+        QTest::newRow("webp") << u"/o/.x.FLAC"_s << 0ll << false << false << int(AV_CODEC_ID_WEBP)
+                              << source << false << QStringList()
+                              << noChapters + tags + maps + QStringList { u"0:2"_s } + jpeg + mp3
+                + QStringList { u"/o/.x.FLAC"_s };
+        // A frame of the video, from the source opened again at a tenth of its duration.
+        QTest::newRow("frame") << u"/o/.x.M4B"_s << 0ll << false << false << 0
+                               << int(CoverChoice::Frame) << false << QStringList()
+                               << QStringList { u"-ss"_s, u"5"_s, u"-i"_s, u"/in/a.mkv"_s }
+                + noChapters + tags + maps + QStringList { u"1:0"_s } + jpeg + mp3
+                + QStringList { u"/o/.x.M4B"_s };
+        QTest::newRow("no picture, no frame wanted")
+            << u"/o/.x.MP3"_s << 1'000'000ll << false << false << 0 << source << false
+            << QStringList()
+            << noChapters + tags + mp3 + QStringList { u"-vn"_s, u"-ss"_s, u"1"_s, u"/o/.x.MP3"_s };
         // Chapters as comments, which lavf's muxers would not write (or write wrongly).
-        QTest::newRow("flac") << u"/o/.x.FLAC"_s << 500'000ll << false << int(CoverChoice::None)
-                              << true << QString()
+        QTest::newRow("flac") << u"/o/.x.FLAC"_s << 500'000ll << false << false << mjpeg
+                              << int(CoverChoice::None) << true << QStringList()
                               << noChapters + tags
                 + QStringList { u"-metadata"_s, u"CHAPTER000=00:00:00.000"_s, u"-metadata"_s,
                       u"CHAPTER000NAME=One"_s, u"-metadata"_s, u"CHAPTER001=00:00:00.500"_s,
                       u"-acodec"_s, u"libmp3lame"_s, u"-vn"_s, u"-ss"_s, u"0.5"_s,
                       u"/o/.x.FLAC"_s };
         QTest::newRow("no chapters wanted")
-            << u"/o/.x.M4A"_s << 0ll << false << int(CoverChoice::None) << false << QString()
-            << noChapters + tags
-                + QStringList { u"-acodec"_s, u"libmp3lame"_s, u"-vn"_s, u"/o/.x.M4A"_s };
+            << u"/o/.x.M4A"_s << 0ll << false << false << mjpeg << int(CoverChoice::None) << false
+            << QStringList() << noChapters + tags + mp3 + QStringList { u"-vn"_s, u"/o/.x.M4A"_s };
         // Nothing holds them: no cover, and ffmpeg is told not to copy chapters.
-        QTest::newRow("wav") << u"/o/.x.WAV"_s << 0ll << false << int(CoverChoice::Source) << true
-                             << QString()
-                             << noChapters + tags
-                + QStringList { u"-acodec"_s, u"libmp3lame"_s, u"-vn"_s, u"/o/.x.WAV"_s };
+        QTest::newRow("wav") << u"/o/.x.WAV"_s << 0ll << false << false << mjpeg << source << true
+                             << QStringList()
+                             << noChapters + tags + mp3 + QStringList { u"-vn"_s, u"/o/.x.WAV"_s };
         // A video output keeps ffmpeg's own choice of streams.
-        QTest::newRow("video") << u"/o/.x.MP4"_s << 0ll << true << int(CoverChoice::Source) << true
-                               << QString() << keepChapterTitles + tags;
+        QTest::newRow("video") << u"/o/.x.MP4"_s << 0ll << false << true << mjpeg << source << true
+                               << QStringList() << keepChapterTitles + tags;
     }
 
     void coverAndChapterWords()
     {
         QFETCH(QString, output);
         QFETCH(qint64, startUs);
+        QFETCH(bool, copy);
         QFETCH(bool, video);
+        QFETCH(int, coverCodec);
         QFETCH(int, cover);
         QFETCH(bool, chapters);
-        QFETCH(QString, pictureFile);
+        QFETCH(QStringList, before);
         QFETCH(QStringList, expected);
         EncodeTask task;
         task.input = u"/in/a.mkv"_s;
         task.temporaryOutput = output;
         task.cut = { startUs, -1 };
+        task.facts.durationUs = 50'000'000;
         task.facts.audioStream = 1;
-        task.facts.coverStream = 2;
-        task.facts.coverCodec = AV_CODEC_ID_MJPEG;
+        task.facts.videoStream = 0;
+        task.facts.coverStream = coverCodec ? 2 : -1;
+        task.facts.coverCodec = coverCodec;
         task.facts.tags = { { u"title"_s, u"T"_s } };
         task.facts.chapters = { { 0, 1'000'000, "One" }, { 1'000'000, 2'000'000, "" } };
         EncodePlan plan;
+        plan.copyAudio = copy;
         plan.audioEncoder = u"libmp3lame"_s;
         plan.sampleRate = u"44100"_s;
         plan.video = video;
         task.plan = plan;
         task.extras = { CoverChoice(cover), chapters };
-        const QStringList args = buildFfmpegArguments(task, { pictureFile, QString() });
-        const QStringList after = args.mid(args.indexOf(u"/in/a.mkv"_s) + 1);
+        const QStringList args = buildFfmpegArguments(task);
+        const qsizetype input = args.indexOf(u"/in/a.mkv"_s);
+        const qsizetype first = args.indexOf(u"-n"_s) + 1;
+        QCOMPARE(args.mid(first, input - 1 - first), before);
+        const QStringList after = args.mid(input + 1);
         if (video) {
             QCOMPARE(after.mid(0, expected.size()), expected);
             QVERIFY(!after.contains(u"-map"_s));

@@ -87,6 +87,27 @@ private slots:
             (QStringList { u"-map"_s, u"0:V:0?"_s, u"-map"_s, u"0:a:1"_s }));
     }
 
+    // Ogg keeps a recording's tags in each stream: an output gets those of the track it is made
+    // from, the container's first.
+    void eachTrackCarriesItsOwnSongTags()
+    {
+        const QString ogg = m_dir.filePath(u"two-songs.ogg"_s);
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine"_s, u"-f"_s, u"lavfi"_s, u"-i"_s,
+            u"sine=f=880"_s, u"-t"_s, u"0.5"_s, u"-map"_s, u"0:a"_s, u"-map"_s, u"1:a"_s, u"-c:a"_s,
+            u"libvorbis"_s, u"-metadata:s:a:0"_s, u"title=First"_s, u"-metadata:s:a:0"_s,
+            u"artist=One"_s, u"-metadata:s:a:1"_s, u"title=Second"_s, ogg }));
+        ProbeResult probe = probeMediaFile(ogg);
+        QVERIFY(probe.ok);
+        SourceFacts &facts = probe.item.source;
+        QCOMPARE(facts.audioTrack, 0);
+        const SongTags first { { u"title"_s, u"First"_s }, { u"artist"_s, u"One"_s } };
+        QCOMPARE(facts.tags, first);
+        QVERIFY(chooseAudioTrack(facts, 1));
+        QCOMPARE(facts.tags, (SongTags { { u"title"_s, u"Second"_s } }));
+        QVERIFY(chooseAudioTrack(facts, 0));
+        QCOMPARE(facts.tags, first);
+    }
+
     void theListKeepsTheChoicePerRow()
     {
         FileListModel list;
