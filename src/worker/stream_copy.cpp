@@ -66,12 +66,9 @@ bool StreamCopy::openOutput()
     if (!createOutput(m_spec, m_reporter, m_output))
         return false;
 
+    // What the muxer cannot hold fails its header, as in ffmpeg: lavf's own answer to "can it
+    // hold this?" says no to codecs Matroska writes well (WavPack).
     const AVCodecParameters *source = m_inStream->codecpar;
-    if (avformat_query_codec(m_output->oformat, source->codec_id, FF_COMPLIANCE_NORMAL) == 0) {
-        return error(std::string("Could not write header for output file #0 (incorrect codec "
-                                 "parameters ?): ")
-            + m_output->oformat->name + " cannot hold " + avcodec_get_name(source->codec_id));
-    }
     m_outStream = avformat_new_stream(m_output.get(), nullptr);
     if (!m_outStream)
         return error("Could not allocate the output stream");

@@ -17,8 +17,11 @@ struct SoundExtent
     bool hasAudio = false;
     qint64 startUs = 0; // the first packet's time
     qint64 endUs = 0; // the end of the last packet
-    qint64 lengthUs = 0; // the packets' durations added up (their span when some have none)
+    // The packets' durations added up. A packet without one lasts until the next begins; the
+    // last one, when it has none, is not counted (nothing short of decoding it tells its length).
+    qint64 lengthUs = 0;
     qint64 frameUs = 0; // the longest packet: one codec frame
+    bool lastUntimed = false; // the last packet's length is unknown
 };
 
 // The audio stream measured is audio track `track` (from 0), or with -1 the one a file converts
