@@ -117,6 +117,10 @@ public:
     void stopCommand() { m_convert->stopCommand(); }
     void StartTesting() { m_convert->startTestRun(); }
     void setTaskPlanner(TaskPlanner planner) { m_convert->setTaskPlanner(std::move(planner)); }
+    void setRowPlanner(std::function<QList<TaskPlan>(int row)> planner)
+    {
+        m_convert->setRowPlanner(std::move(planner));
+    }
     // The run the window drives; its engine can be replaced (tests drive it with fake jobs).
     ConversionRun *conversionRun() const { return m_convert->run(); }
 

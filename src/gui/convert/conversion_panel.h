@@ -43,6 +43,11 @@ public:
             return QList<TaskPlan> { planner(row) };
         };
     }
+    // The plans of each row's outputs.
+    void setRowPlanner(std::function<QList<TaskPlan>(int row)> planner)
+    {
+        m_planner = std::move(planner);
+    }
 
     // 0 idle, 1 converting (a run being planned counts), 2 paused.
     int buttonState() const;

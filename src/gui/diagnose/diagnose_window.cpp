@@ -110,10 +110,13 @@ public:
         StepOutcome outcome;
         outcome.state = list->getFieldText(0, Field::State).trimmed();
         outcome.message = list->getFieldText(0, Field::ErrMsg).trimmed();
-        // Only the outcome matters; the files would pile up in the output folder.
+        // Only the outcome matters; the files would pile up in the output folder. A row of
+        // several outputs (every audio track) leaves each of them.
         for (int row = 0; row < list->count(); ++row) {
-            if (list->getRowState(row) == RowState::Done)
-                QFile::remove(list->getFieldText(row, Field::ConvertedFileName));
+            for (const ConversionRun::RowOutput &part : run->outputs(row)) {
+                if (part.outcome == RowOutcome::Done)
+                    QFile::remove(part.output);
+            }
         }
         return outcome;
     }

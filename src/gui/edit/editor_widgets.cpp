@@ -147,6 +147,13 @@ EditorWidgets buildEditorWidgets(QDialog *dialog, const TrimRange &range)
 
     w.cmdReset = button(dialog, QStringLiteral("Cmd_Reset"), QStringLiteral("Reset"),
         QRect(10, PanelRowTop, 100, 32));
+    // A copy keeps whole packets, so its cut cannot fall on any sample.
+    w.lblCopyNote = label(dialog, QStringLiteral("lbl_CopyNote"),
+        QStringLiteral("The original audio is copied: the cut falls on its packets, at most "
+                       "one codec frame off."),
+        QRect(120, PanelRowTop - 4, WindowWidth - 350, 40), Qt::AlignLeft);
+    w.lblCopyNote->setWordWrap(true);
+    w.lblCopyNote->hide();
     w.cmdPanels[0] = button(dialog, QStringLiteral("Cmd_Panels_0"), QStringLiteral("OK"),
         QRect(WindowWidth - 220, PanelRowTop, 100, 32));
     w.cmdPanels[1] = button(dialog, QStringLiteral("Cmd_Panels_1"), QStringLiteral("Cancel"),

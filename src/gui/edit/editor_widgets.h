@@ -39,6 +39,7 @@ struct EditorWidgets
     QLabel *lblStartTime = nullptr;
     QLabel *lblEndTime = nullptr;
     QLabel *lblSelectedTime = nullptr;
+    QLabel *lblCopyNote = nullptr; // shown when the output copies the original audio
     QTimer *timerWaitToPlay = nullptr;
     QTimer *timerPlaySelected = nullptr;
 };

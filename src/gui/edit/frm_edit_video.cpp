@@ -2,6 +2,8 @@
 
 #include "core/app/app_flags.h"
 #include "core/app/folders.h"
+#include "core/convert/stream_copy.h"
+#include "core/formats/output_settings.h"
 #include "core/media/file_list_model.h"
 #include "core/media/media_item.h"
 #include "gui/app/messages.h"
@@ -48,6 +50,8 @@ FrmEditVideo::FrmEditVideo(FileListModel *list, int row, QWidget *mainWindow)
     const QString name = m_list->getFieldText(m_row, Field::Name);
     m_filePath = (m_list->getFieldText(m_row, Field::FilePath) + name).trimmed();
     m_widgets = buildEditorWidgets(this, m_range);
+    m_widgets.lblCopyNote->setVisible(
+        appOutputSettings().choiceText(ChoiceListId::AudioCodec) == CopyAudioCodecLabel);
     // Nothing plays yet: what needs an open medium waits for the first start.
     setPlayerControlsEnabled(false);
     m_transport = new PreviewTransport(m_player,

@@ -125,6 +125,7 @@ private:
     QTemporaryDir media;
     QTemporaryDir out;
     QString clip;
+    QString twoTracks; // two FLAC tracks, no picture
     QList<QPointer<test::FakeJob>> jobs;
     std::function<test::FakeScript(const EncodeTask &)> scriptFor;
 
@@ -199,6 +200,12 @@ private slots:
         options.height = 48;
         clip = media.filePath(QStringLiteral("clip.mp4"));
         QVERIFY(test::makeClip(clip, options));
+        twoTracks = media.filePath(QStringLiteral("two-tracks.mkv"));
+        QVERIFY(test::runFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"),
+            QStringLiteral("-i"), QStringLiteral("sine=d=0.3"), QStringLiteral("-f"),
+            QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=f=880:d=0.3"),
+            QStringLiteral("-map"), QStringLiteral("0:a"), QStringLiteral("-map"),
+            QStringLiteral("1:a"), QStringLiteral("-c:a"), QStringLiteral("flac"), twoTracks }));
     }
 
     void init()
@@ -247,6 +254,21 @@ private slots:
         QVERIFY(child<QLabel>("Label1")->text().contains(QLatin1String("into the list")));
         importClip();
         QVERIFY(diagnose->testButton(TestAudioSettings)->isEnabled());
+    }
+
+    // A row that gives one output per track leaves none of them behind either.
+    void everyOutputOfARowIsRemoved()
+    {
+        FileListModel *list = window->fileList();
+        window->setRowPlanner(
+            [list](int row) { return planRowTasks(list->item(row), appOutputSettings()); });
+        import(twoTracks);
+        QVERIFY(list->chooseAudioTrack(0, FileListModel::AllAudioTracks));
+        QSignalSpy runs(window.get(), &MainWindow::runFinished);
+        diagnose->testCommand(TestAudioSettings);
+        QCOMPARE(runs.count(), 4);
+        QCOMPARE(jobs.size(), 8);
+        QCOMPARE(QDir(out.path()).entryList(QDir::Files | QDir::Hidden), QStringList());
     }
 
     // 2 channel entries x 2 rates x 1 bit rate; no completion window in between.

@@ -1,4 +1,6 @@
 #include "core/app/app_flags.h"
+#include "core/formats/catalogue_table.h"
+#include "core/formats/output_settings.h"
 #include "core/media/file_list_model.h"
 #include "core/media/media_item.h"
 #include "core/media/probe.h"
@@ -200,6 +202,22 @@ private slots:
         QVERIFY(waitClosed(editor));
         QVERIFY(messages.texts.isEmpty());
         QCOMPARE(m_list.item(row).durationIcon, int(ListIcon::None));
+    }
+
+    // Copying the original audio cuts on packets, and the editor says so only then.
+    void theCopyFamilyTellsHowItCuts()
+    {
+        QVERIFY(loadBuiltInCatalogue(appCatalogue(), m_dir.path()));
+        const int row = addClipRow();
+        for (const bool copy : { false, true }) {
+            appOutputSettings().selectFormat(
+                copy ? QStringLiteral("Original audio (no re-encoding)") : QStringLiteral("WAV"));
+            QPointer<FrmEditVideo> editor = openTrimEditor(&m_mainWindow, &m_list, row);
+            QVERIFY(editor);
+            QCOMPARE(part<QLabel>(editor, "lbl_CopyNote")->isVisible(), copy);
+            part<QPushButton>(editor, "Cmd_Panels_1")->click();
+            QVERIFY(waitClosed(editor));
+        }
     }
 
     void handlesAndSetButtonsMakeTheRangeAndOkSavesIt()
