@@ -251,7 +251,12 @@ EncodeJob *Encoder::makeJob(Task &task, const EncodeTask &spec, int index)
         const auto waiting = std::count_if(m_tasks.begin() + index + 1, m_tasks.end(),
             [](const Task &t) { return t.info.state == EncoderTaskState::Queued; });
         const int spare = m_threadCount - (runningThreads() - 1) - int(waiting);
-        const int segments = segmentCountFor(spec, task.totalUs, spare, m_minimumSegmentUs);
+        // The sound's own length where the file gives one: a container's can be far off (the
+        // times of a damaged video), and segments are cut from the sound.
+        const qint64 soundUs = spec.facts.audioDurationUs > 0
+            ? expectedOutputLength(spec.facts.audioDurationUs, spec.cut)
+            : task.totalUs;
+        const int segments = segmentCountFor(spec, soundUs, spare, m_minimumSegmentUs);
         if (segments > 1) {
             task.threads = segments;
             task.info.segments = segments;

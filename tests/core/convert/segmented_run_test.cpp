@@ -181,6 +181,29 @@ private slots:
         QCOMPARE(run.taskSegments(0), 1);
     }
 
+    // A container that claims hours around a few seconds of sound (a damaged video's times)
+    // does not make the sound long.
+    void theSoundsOwnLengthDecides()
+    {
+        const QString folder = freshFolder(u"claims"_s);
+        ConversionRun run;
+        run.setEngineChoice(EngineChoice::Worker);
+        run.setMinimumSegmentSeconds(3);
+        run.begin(folder);
+        TaskPlan plan;
+        plan.extension = u"mp3"_s;
+        plan.source = readSourceFacts(m_input);
+        plan.source.durationUs = 10 * 3600 * 1'000'000LL;
+        plan.source.audioDurationUs = 5'000'000;
+        plan.encoding = mp3Plan();
+        QVERIFY(!run.addRow(0, m_input, plan).isEmpty());
+        QSignalSpy ended(&run, &ConversionRun::runEnded);
+        run.start(2);
+        QVERIFY(ended.wait(60'000));
+        QCOMPARE(run.outcome(0), RowOutcome::Done);
+        QCOMPARE(run.taskSegments(0), 1);
+    }
+
     void crashedSegmentFailsTheRow()
     {
         const QString folder = freshFolder(u"crash"_s);
