@@ -16,6 +16,10 @@
 #include <QThreadPool>
 #include <memory>
 
+extern "C" {
+#include <libavutil/log.h>
+}
+
 namespace sonivert {
 
 namespace {
@@ -265,10 +269,14 @@ FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task,
     , m_program(program)
     , m_task(task)
 {
-    const QStringList arguments = buildFfmpegArguments(task, pictureCommentFor(task));
     m_result.engine = FfmpegEngineName;
-    m_result.commandLine = QStringList(program) + arguments;
-    m_process = new FfmpegJob(program, arguments, this);
+    makeProcess(buildFfmpegArguments(task, pictureCommentFor(task)));
+}
+
+void FfmpegEncodeJob::makeProcess(const QStringList &arguments)
+{
+    m_result.commandLine = QStringList(m_program) + arguments;
+    m_process = new FfmpegJob(m_program, arguments, this);
     connect(m_process, &FfmpegJob::progress, this, &EncodeJob::progress);
     connect(m_process, &FfmpegJob::logLine, this, &EncodeJob::logLine);
     connect(m_process, &FfmpegJob::finished, this, &FfmpegEncodeJob::onProcessFinished);
@@ -281,11 +289,13 @@ void FfmpegEncodeJob::start()
 
 void FfmpegEncodeJob::pause()
 {
+    m_paused = true;
     m_process->pause();
 }
 
 void FfmpegEncodeJob::resume()
 {
+    m_paused = false;
     m_process->resume();
 }
 
@@ -312,9 +322,32 @@ void FfmpegEncodeJob::stopAndWait()
         m_process->stopAndWait();
 }
 
+bool FfmpegEncodeJob::makesItsPicture() const
+{
+    const QStringList &words = m_result.commandLine;
+    const qsizetype codec = words.indexOf(QStringLiteral("-c:v"));
+    return codec >= 0 && codec + 1 < words.size() && words.at(codec + 1) == QLatin1String("mjpeg");
+}
+
 void FfmpegEncodeJob::onProcessFinished()
 {
     const FfmpegJobResult &ran = m_process->Result();
+    // A cover made from the video (or a picture of another kind) is a nicety: a video that does
+    // not decode fails the whole command, so the sound is converted again without it, as the
+    // worker converts it when it can make no picture.
+    if (!m_stopping && !ran.stopped && !ran.ok && !ran.failedToStart && makesItsPicture()) {
+        emit logLine(AV_LOG_WARNING,
+            QStringLiteral("The cover picture could not be made; converting without it."));
+        QFile::remove(m_task.temporaryOutput);
+        EncodeTask plain = m_task;
+        plain.extras.cover = CoverChoice::None;
+        m_process->deleteLater();
+        makeProcess(buildFfmpegArguments(plain));
+        m_process->start();
+        if (m_paused)
+            m_process->pause();
+        return;
+    }
     m_result.exitCode = ran.exitCode;
     m_result.logTail = ran.stderrTail;
     if (m_stopping || ran.stopped) {

@@ -49,6 +49,9 @@ public:
     void stopAndWait() override;
 
 private:
+    void makeProcess(const QStringList &arguments);
+    // Whether the command makes the cover picture itself (a video frame, a picture made a JPEG).
+    bool makesItsPicture() const;
     void onProcessFinished();
     void onOutputChecked(const OutputVerdict &verdict);
     QString failureMessage() const;
@@ -58,6 +61,7 @@ private:
     FfmpegJob *m_process = nullptr;
     QPointer<QFutureWatcher<OutputVerdict>> m_check;
     bool m_stopping = false;
+    bool m_paused = false;
 };
 
 // The factory of the ffmpeg engine: every job runs program.

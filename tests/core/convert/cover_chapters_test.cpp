@@ -419,6 +419,37 @@ private slots:
         QCOMPARE(soundHash(byWorker.temporaryOutput, copy), sound);
     }
 
+    // A video that does not decode gives no frame: the sound is converted without a cover, on
+    // both engines, rather than not at all.
+    void aVideoThatDoesNotDecodeGivesNoCover()
+    {
+        const QString ts = path(u"garbled.ts"_s);
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"testsrc=s=160x120:d=3"_s, u"-f"_s,
+            u"lavfi"_s, u"-i"_s, u"sine=d=3"_s, u"-c:v"_s, u"mpeg4"_s, u"-c:a"_s, u"aac"_s, ts }));
+        QFile file(ts);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QByteArray bytes = file.readAll();
+        // Every payload byte of the video's packets (the first stream's PID, 0x100) garbled.
+        quint32 seed = 1;
+        for (qsizetype at = 0; at + 188 <= bytes.size(); at += 188) {
+            const int pid = ((bytes.at(at + 1) & 0x1f) << 8) | quint8(bytes.at(at + 2));
+            for (qsizetype i = at + 20; pid == 0x100 && i < at + 188; ++i) {
+                seed = seed * 1103515245u + 12345u;
+                bytes[i] = char(seed >> 16);
+            }
+        }
+        QVERIFY(file.seek(0) && file.write(bytes) == bytes.size());
+        file.close();
+        for (const bool worker : { false, true }) {
+            const QString output
+                = convert(worker, ts, QStringLiteral("mp3"), {}, { CoverChoice::Frame, true });
+            QVERIFY2(!output.isEmpty(), worker ? "worker" : "ffmpeg");
+            const ReadBack r = readBack(output);
+            QVERIFY(r.hasAudio);
+            QCOMPARE(r.pictureWidth, -1);
+        }
+    }
+
     // Ogg and Opus hold the picture in a comment: a large one goes in as a smaller JPEG.
     void aLargePictureFitsAComment()
     {
