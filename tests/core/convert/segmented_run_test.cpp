@@ -17,6 +17,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <csignal>
+#include <functional>
 
 using namespace sonivert;
 using namespace Qt::Literals::StringLiterals;
@@ -185,18 +186,11 @@ private slots:
     // does not make the sound long.
     void theSoundsOwnLengthDecides()
     {
-        const QString folder = freshFolder(u"claims"_s);
         ConversionRun run;
-        run.setEngineChoice(EngineChoice::Worker);
-        run.setMinimumSegmentSeconds(3);
-        run.begin(folder);
-        TaskPlan plan;
-        plan.extension = u"mp3"_s;
-        plan.source = readSourceFacts(m_input);
-        plan.source.durationUs = 10 * 3600 * 1'000'000LL;
-        plan.source.audioDurationUs = 5'000'000;
-        plan.encoding = mp3Plan();
-        QVERIFY(!run.addRow(0, m_input, plan).isEmpty());
+        prepare(run, freshFolder(u"claims"_s), false, [](SourceFacts &facts) {
+            facts.durationUs = 10 * 3600 * 1'000'000LL;
+            facts.audioDurationUs = 5'000'000;
+        });
         QSignalSpy ended(&run, &ConversionRun::runEnded);
         run.start(2);
         QVERIFY(ended.wait(60'000));
@@ -293,7 +287,9 @@ private:
         return folder;
     }
 
-    void prepare(ConversionRun &run, const QString &folder, bool longer = false)
+    // One row of the input to MP3 through workers; adjust changes what its probe found.
+    void prepare(ConversionRun &run, const QString &folder, bool longer = false,
+        const std::function<void(SourceFacts &)> &adjust = {})
     {
         const QString input = longer ? m_longerInput : m_input;
         run.setEngineChoice(EngineChoice::Worker);
@@ -302,6 +298,8 @@ private:
         TaskPlan plan;
         plan.extension = u"mp3"_s;
         plan.source = readSourceFacts(input);
+        if (adjust)
+            adjust(plan.source);
         plan.encoding = mp3Plan();
         QVERIFY(!run.addRow(0, input, plan).isEmpty());
     }
