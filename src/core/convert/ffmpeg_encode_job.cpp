@@ -63,6 +63,9 @@ struct ExtraWords
     QStringList maps; // the streams, when a picture is one of them
 };
 
+// How much of the source the frame of a cover is looked for in.
+constexpr int FrameInputSeconds = 2;
+
 // The value that follows option in words; empty when it is not there.
 QString wordAfter(const QStringList &words, const QString &option)
 {
@@ -111,11 +114,14 @@ ExtraWords extraWords(const QString &input, const QString &output, const QString
             picture = pictureWords(
                 QStringLiteral("0:%1").arg(facts.coverStream), isPortablePicture(facts.coverCodec));
         } else if (extras.cover == CoverChoice::Frame && facts.videoStream >= 0) {
-            // The frame at a tenth of the duration, read from the source opened a second time.
+            // The frame at a tenth of the duration, read from the source opened a second time;
+            // ffmpeg would decode that input's video to its end after the frame it needs, so
+            // the input ends a few seconds after the frame's time.
             const int64_t at = std::max<int64_t>(facts.durationUs, 0) / 10;
             if (at > 0)
                 words.inputs << QStringLiteral("-ss") << secondsText(at);
-            words.inputs << QStringLiteral("-i") << input;
+            words.inputs << QStringLiteral("-t") << QString::number(FrameInputSeconds)
+                         << QStringLiteral("-i") << input;
             picture = pictureWords(QStringLiteral("1:%1").arg(facts.videoStream), false);
         }
         if (!picture.isEmpty()) {

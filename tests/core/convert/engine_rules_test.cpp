@@ -228,7 +228,8 @@ private slots:
         // A frame of the video, from the source opened again at a tenth of its duration.
         QTest::newRow("frame") << u"/o/.x.M4B"_s << 0ll << false << false << 0
                                << int(CoverChoice::Frame) << false << QStringList()
-                               << QStringList { u"-ss"_s, u"5"_s, u"-i"_s, u"/in/a.mkv"_s }
+                               << QStringList { u"-ss"_s, u"5"_s, u"-t"_s, u"2"_s, u"-i"_s,
+                                      u"/in/a.mkv"_s }
                 + noChapters + tags + maps + QStringList { u"1:0"_s } + jpeg + mp3
                 + QStringList { u"/o/.x.M4B"_s };
         QTest::newRow("no picture, no frame wanted")
