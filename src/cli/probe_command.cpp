@@ -92,7 +92,12 @@ QString streamText(const MediaItem &item)
                          .arg(facts.audioTrack + 1)
                          .arg(facts.audioTracks.size());
     }
-    return video + QStringLiteral(", ") + audio;
+    QString text = video + QStringLiteral(", ") + audio;
+    if (item.source.coverStream >= 0)
+        text += QStringLiteral(", cover");
+    if (!item.source.chapters.empty())
+        text += QStringLiteral(", %1 chapters").arg(item.source.chapters.size());
+    return text;
 }
 
 ExitCode runProbe(const QStringList &args, Io &io)
@@ -103,6 +108,17 @@ ExitCode runProbe(const QStringList &args, Io &io)
     for (const QString &arg : args) {
         if (!optionsEnded && arg == QLatin1String("--")) {
             optionsEnded = true;
+        } else if (!optionsEnded
+            && (arg == QLatin1String("--help") || arg == QLatin1String("-h"))) {
+            io.out << "Usage: sonivert-cli probe [--json] FILE...\n\n"
+                      "Reads each file as the file list does and prints a line for it: name, "
+                      "duration, container,\nvideo and audio (the track a conversion takes, of "
+                      "how many), the cover and the chapters.\nWith --json: an array of objects, "
+                      "one per FILE in order, with \"file\" and \"ok\"; when ok,\n\"fields\" "
+                      "(the file list's fields in its order), \"cover\", \"chapters\" and "
+                      "\"audioTracks\";\nelse \"name\" and \"message\".\nExit status: 0 when "
+                      "every file was read, 1 when one was not, 2 for a usage error.\n";
+            return ExitCode::Ok;
         } else if (!optionsEnded && arg == QLatin1String("--json")) {
             json = true;
         } else if (!optionsEnded && arg.startsWith(QLatin1Char('-')) && arg.size() > 1) {

@@ -99,6 +99,10 @@ private slots:
         const QJsonObject plain = run.json().array().at(1).toObject();
         QVERIFY(!plain[u"cover"].toBool());
         QVERIFY(plain[u"chapters"].toArray().isEmpty());
+        // The plain lines say it too.
+        const QList<QByteArray> lines = runCli({ u"probe"_s, m_lecture, m_plain }).out.split('\n');
+        QVERIFY2(lines.at(0).endsWith(", cover, 3 chapters"), lines.at(0).constData());
+        QVERIFY2(!lines.at(1).contains("cover"), lines.at(1).constData());
     }
 
     // Without chapters a file converts whole; --cover none leaves the picture out.

@@ -135,6 +135,9 @@ private slots:
             = run({ QStringLiteral("--json"), QStringLiteral("--"), QStringLiteral("-odd") });
         QCOMPARE(r.exitCode, 1);
         QCOMPARE(r.json().array().size(), 1);
+        const CliRun help = run({ QStringLiteral("--help") });
+        QCOMPARE(help.exitCode, 0);
+        QVERIFY(help.out.startsWith("Usage: sonivert-cli probe [--json] FILE..."));
     }
 };
 
