@@ -45,7 +45,7 @@ using Scaler = std::unique_ptr<SwsContext, ScalerFree>;
 
 // A seek lands on the key frame before its target: a few seconds of video at most, as a rule.
 constexpr int MaxPacketsToTarget = 600;
-// Coarser steps for a picture that must fit a comment; the last always does at 600 px.
+// Coarser steps for a picture that must fit a comment, at 600 px, then smaller.
 constexpr int CommentJpegQualities[] = { 3, 6, 12, 31 };
 
 std::string lowerCase(std::string text)
@@ -69,12 +69,12 @@ Codec openDecoder(const AVCodecParameters *parameters)
 
 // The size a picture of width x height (pixels of aspect sar) is shown at, fitted within
 // MaxCoverSide, in even numbers as 4:2:0 JPEG wants them.
-std::pair<int, int> coverSize(int width, int height, AVRational sar)
+std::pair<int, int> coverSize(int width, int height, AVRational sar, int maxSide)
 {
     double shownWidth = width;
     if (sar.num > 0 && sar.den > 0)
         shownWidth = width * av_q2d(sar);
-    const double scale = std::min(1.0, MaxCoverSide / std::max(shownWidth, double(height)));
+    const double scale = std::min(1.0, maxSide / std::max(shownWidth, double(height)));
     const auto even = [](double value) {
         return std::max(2, int(std::lround(value / 2)) * 2);
     };
@@ -105,9 +105,11 @@ AVPixelFormat plainFormat(AVPixelFormat format, bool &fullRange)
     }
 }
 
-CoverPicture jpegOf(const AVFrame *frame, int quality = CoverJpegQuality)
+CoverPicture jpegOf(
+    const AVFrame *frame, int quality = CoverJpegQuality, int maxSide = MaxCoverSide)
 {
-    const auto [width, height] = coverSize(frame->width, frame->height, frame->sample_aspect_ratio);
+    const auto [width, height]
+        = coverSize(frame->width, frame->height, frame->sample_aspect_ratio, maxSide);
     bool sourceFullRange = frame->color_range == AVCOL_RANGE_JPEG;
     const AVPixelFormat source = plainFormat(AVPixelFormat(frame->format), sourceFullRange);
     Scaler scaler(sws_getContext(frame->width, frame->height, source, width, height,
@@ -384,10 +386,13 @@ CoverPicture commentPicture(const CoverPicture &picture)
     const Frame frame = decodedPicture(picture);
     if (!frame)
         return {};
-    for (const int quality : CommentJpegQualities) {
-        CoverPicture small = jpegOf(frame.get(), quality);
-        if (!small.empty() && small.data.size() <= MaxCommentPictureBytes)
-            return small;
+    // A picture of much detail (noise, say) needs fewer pixels too.
+    for (const int side : { MaxCoverSide, MaxCoverSide / 2, MaxCoverSide / 4 }) {
+        for (const int quality : CommentJpegQualities) {
+            CoverPicture small = jpegOf(frame.get(), quality, side);
+            if (!small.empty() && small.data.size() <= MaxCommentPictureBytes)
+                return small;
+        }
     }
     return {};
 }

@@ -450,15 +450,26 @@ private slots:
         }
     }
 
-    // Ogg and Opus hold the picture in a comment: a large one goes in as a smaller JPEG.
+    // Ogg and Opus hold the picture in a comment: a large one goes in as a smaller JPEG, and one
+    // of so much detail that no JPEG of it at 600 px fits goes in with fewer pixels.
     void aLargePictureFitsAComment()
     {
+        const QString noise = path(QStringLiteral("noise.jpg"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s,
+            u"nullsrc=s=600x600,geq=random(1)*255:random(2)*255:random(3)*255"_s, u"-frames:v"_s,
+            u"1"_s, u"-q:v"_s, u"1"_s, noise }));
+        const QString detailed = path(QStringLiteral("detailed.mp4"));
+        QVERIFY(runFfmpeg({ u"-f"_s, u"lavfi"_s, u"-i"_s, u"sine=d=1"_s, u"-i"_s, noise, u"-map"_s,
+            u"0:a"_s, u"-map"_s, u"1:v"_s, u"-c:a"_s, u"aac"_s, u"-c:v"_s, u"copy"_s,
+            u"-disposition:v"_s, u"attached_pic"_s, detailed }));
         for (const bool worker : { false, true }) {
-            const QString output = convert(worker, m_bigCover, QStringLiteral("opus"));
-            QVERIFY(!output.isEmpty());
-            const ReadBack r = readBack(output);
-            QCOMPARE(r.pictureWidth, MaxCoverSide);
-            QVERIFY(QFileInfo(output).size() < qint64(MaxCommentPictureBytes) * 2);
+            for (const QString &source : { m_bigCover, detailed }) {
+                const QString output = convert(worker, source, QStringLiteral("opus"));
+                QVERIFY(!output.isEmpty());
+                const ReadBack r = readBack(output);
+                QCOMPARE(r.pictureWidth, source == detailed ? MaxCoverSide / 2 : MaxCoverSide);
+                QVERIFY(QFileInfo(output).size() < qint64(MaxCommentPictureBytes) * 2);
+            }
         }
     }
 
