@@ -157,6 +157,7 @@ bool Conversion::openOutput()
     m_outStream = avformat_new_stream(m_output.get(), nullptr);
     if (!m_outStream)
         return error("Could not allocate the output stream");
+    keepTrackLanguage(m_input->streams[m_streamIndex], m_outStream);
     m_encoder.reset(avcodec_alloc_context3(codec));
     if (!m_encoder)
         return error("Error allocating the encoder: " + errorText(AVERROR(ENOMEM)));

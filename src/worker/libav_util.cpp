@@ -72,6 +72,13 @@ bool createOutput(const ConversionSpec &spec, ConversionReporter &reporter, Outp
     return true;
 }
 
+void keepTrackLanguage(const AVStream *source, AVStream *output)
+{
+    const AVDictionaryEntry *language = av_dict_get(source->metadata, "language", nullptr, 0);
+    if (language && language->value[0] && std::string(language->value) != "und")
+        av_dict_set(&output->metadata, "language", language->value, 0);
+}
+
 bool writeOutputHeader(const ConversionSpec &spec, ConversionReporter &reporter,
     AVFormatContext *input, AVFormatContext *output, SourceExtras &extras)
 {

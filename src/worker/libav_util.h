@@ -25,6 +25,9 @@ int openSourceAudio(const ConversionSpec &spec, ConversionReporter &reporter, In
 // existing file is refused unless the task is a segment, which writes no file of that name.
 bool createOutput(const ConversionSpec &spec, ConversionReporter &reporter, OutputContext &output);
 
+// The output's sound is tagged with the language of the source's track, where it names one.
+void keepTrackLanguage(const AVStream *source, AVStream *output);
+
 // Adds the cover and the chapters the task asks for, opens the output file and writes its header.
 bool writeOutputHeader(const ConversionSpec &spec, ConversionReporter &reporter,
     AVFormatContext *input, AVFormatContext *output, SourceExtras &extras);

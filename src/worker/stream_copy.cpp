@@ -84,6 +84,7 @@ bool StreamCopy::openOutput()
         m_outStream->codecpar->codec_tag = 0;
     m_outStream->time_base = m_inStream->time_base;
     m_outStream->disposition = m_inStream->disposition;
+    keepTrackLanguage(m_inStream, m_outStream);
 
     if (!writeOutputHeader(m_spec, m_reporter, m_input.get(), m_output.get(), m_extras))
         return false;

@@ -61,6 +61,11 @@ private slots:
             qPrintable(QString::number(o.durationUs)));
         QVERIFY(o.picture);
         QCOMPARE(o.chapters, size_t(2));
+        // Encoded into a container that keeps a track's language, it keeps the track's.
+        const CliRun m4a = runCli({ u"convert"_s, u"--format"_s, u"M4A"_s, u"--audio-track"_s,
+            u"2"_s, u"--engine"_s, engine, u"-o"_s, out, m_film });
+        QVERIFY2(m4a.exitCode == 0, qPrintable(m4a.err));
+        QCOMPARE(readOutputFacts(QDir(out).filePath(u"film.M4A"_s)).language, u"fra"_s);
     }
 
     // A copy of the second track into M4A keeps its codec and rate, the cover and the chapters.
@@ -76,6 +81,7 @@ private slots:
         QVERIFY(o.ok);
         QCOMPARE(o.codec, u"aac"_s);
         QCOMPARE(o.sampleRate, 22050);
+        QCOMPARE(o.language, u"fra"_s);
         QVERIFY(o.picture);
         QCOMPARE(o.chapters, size_t(2));
     }
@@ -108,6 +114,7 @@ private slots:
             QVERIFY2(std::abs(o.durationUs - 1'000'000) <= 100'000,
                 qPrintable(names.at(i) + u": "_s + QString::number(o.durationUs)));
             QCOMPARE(o.tags.value(u"title"_s), i % 2 == 0 ? u"Intro"_s : u"Main"_s);
+            QCOMPARE(o.language, i < 2 ? u"eng"_s : u"fra"_s);
             QVERIFY(o.picture);
             QCOMPARE(o.chapters, size_t(0));
         }

@@ -47,6 +47,9 @@ OutputFacts readOutputFacts(const QString &path)
     const AVDictionaryEntry *entry = nullptr;
     while ((entry = av_dict_get(context->metadata, "", entry, AV_DICT_IGNORE_SUFFIX)))
         facts.tags.insert(QString::fromUtf8(entry->key), QString::fromUtf8(entry->value));
+    if (const AVDictionaryEntry *language
+        = av_dict_get(context->streams[audio]->metadata, "language", nullptr, 0))
+        facts.language = QString::fromUtf8(language->value);
     facts.chapters = chapterMarksOf(context.get()).size();
     facts.picture = !attachedPicture(context.get()).empty();
     return facts;

@@ -26,6 +26,7 @@ struct OutputFacts
     int sampleRate = 0; // of its best audio stream
     QString codec; // of its best audio stream
     QHash<QString, QString> tags; // the container's
+    QString language; // of its best audio stream, as the container tags it
     size_t chapters = 0;
     bool picture = false; // an attached cover picture
 };

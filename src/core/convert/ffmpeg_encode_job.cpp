@@ -200,6 +200,13 @@ QStringList ffmpegArguments(const QString &input, const QStringList &inputWords,
     args << extra.metadataMaps << QStringLiteral("-fflags") << QStringLiteral("+bitexact");
     for (const auto &[key, value] : facts.tags)
         args << QStringLiteral("-metadata") << key + QLatin1Char('=') + value;
+    // The track's language, which "-map_metadata -1" leaves out with the rest.
+    if (facts.audioTrack >= 0 && facts.audioTrack < facts.audioTracks.size()
+        && !outputWords.contains(QStringLiteral("-an"))) {
+        const QString &language = facts.audioTracks.at(facts.audioTrack).language;
+        if (!language.isEmpty())
+            args << QStringLiteral("-metadata:s:a:0") << QStringLiteral("language=") + language;
+    }
     args << extra.tags << extra.maps << outputWords;
     if (cutWithPicture && copy) {
         args << QStringLiteral("-copypriorss:a") << QStringLiteral("0");
