@@ -76,7 +76,8 @@ void printHelp(QTextStream &out)
            "  --json            with --dry-run: [{\"file\", \"seek\", \"options\", \"output\", "
            "\"argv\",\n                    \"settings\", \"engine\", \"audioTrack\"}]; otherwise "
            "[{\"file\",\n                    \"output\", \"state\", \"message\", \"engine\", "
-           "\"audioTrack\",\n                    \"segments\"}]: an entry per output\n\n"
+           "\"audioTrack\",\n                    \"segments\"}]: an entry per output; a "
+           "failed one that ran has\n                    \"argv\" too, the command that ran\n\n"
            "--format ORIGINAL (\"Original audio (no re-encoding)\") copies each file's audio as "
            "it is\ninto the container that fits its codec: M4A, MP3, OGG, OPUS, FLAC, AC3, EAC3, "
            "DTS, MP2,\nWAV, WMA, else MKA.\n\n"
@@ -276,6 +277,7 @@ struct PlannedFile
     QString message;
     QString engine; // the engine that ran it, or would run it in a dry run
     int segments = 0; // the segments it was encoded in at once; 0 when it did not run
+    QStringList argv; // for a failed file, the command that ran, as a person runs it again
 };
 
 struct Failure
@@ -408,11 +410,14 @@ QString stateName(FileState state)
 
 QJsonObject resultJson(const PlannedFile &f)
 {
-    return QJsonObject { { QStringLiteral("file"), f.input },
+    QJsonObject result { { QStringLiteral("file"), f.input },
         { QStringLiteral("output"), f.output }, { QStringLiteral("state"), stateName(f.state) },
         { QStringLiteral("message"), f.message }, { QStringLiteral("engine"), f.engine },
         { QStringLiteral("audioTrack"), trackNumber(f.plan) },
         { QStringLiteral("segments"), f.segments } };
+    if (!f.argv.isEmpty())
+        result.insert(QStringLiteral("argv"), QJsonArray::fromStringList(f.argv));
+    return result;
 }
 
 // Converts the planned files in one run and follows it to the end. Files the engine refuses or
@@ -468,6 +473,7 @@ void runConversion(ConversionRun &run, QList<PlannedFile> &files, const ConvertA
                 f.segments = run.taskSegments(row);
                 f.state = FileState::Failed;
                 f.message = message;
+                f.argv = run.taskCommand(row);
                 failures.append({ f.name, message });
                 if (!args.json)
                     progress.ended(row, QStringLiteral("failed: ") + f.name);

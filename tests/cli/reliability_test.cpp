@@ -292,6 +292,7 @@ private slots:
         const QJsonArray entries = run.json().array();
         QCOMPARE(entries.size(), files.size());
         QStringList written;
+        int withCommand = 0;
         for (qsizetype i = 0; i < files.size(); ++i) {
             const QJsonObject entry = entries.at(i).toObject();
             QCOMPARE(entry[u"file"].toString(), files.at(i));
@@ -301,7 +302,18 @@ private slots:
             }
             QCOMPARE(entry[u"state"].toString(), u"failed"_s);
             QVERIFY2(!entry[u"message"].toString().isEmpty(), qPrintable(files.at(i)));
+            // A file whose conversion ran tells the command, as a person runs it again: from
+            // the file, into the output's own name.
+            if (!entry.contains(u"argv"_s))
+                continue;
+            ++withCommand;
+            QStringList argv;
+            for (const QJsonValue &word : entry[u"argv"].toArray())
+                argv << word.toString();
+            QCOMPARE(argv.last(), entry[u"output"].toString());
+            QCOMPARE(argv.at(argv.indexOf(u"-i"_s) + 1), files.at(i));
         }
+        QVERIFY(withCommand > 0);
         written.sort();
         QCOMPARE(QDir(out).entryList(QDir::Files | QDir::Hidden), written);
         QVERIFY2(clock.elapsed() < 90000, "damaged media took too long");

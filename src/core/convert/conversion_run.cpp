@@ -192,23 +192,34 @@ QString ConversionRun::finalOutput(int row) const
     return r ? r->output : QString();
 }
 
-QString ConversionRun::taskDetails(int row) const
+const ConversionRun::Row *ConversionRun::reportedPart(int row) const
 {
     // The output that failed tells what went wrong; else the first.
-    const Row *r = find(row);
     for (const Row *part : partsOf(row)) {
-        if (part->outcome == RowOutcome::Failed) {
-            r = part;
-            break;
-        }
+        if (part->outcome == RowOutcome::Failed)
+            return part;
     }
+    return find(row);
+}
+
+QStringList ConversionRun::taskCommand(int row) const
+{
+    const Row *r = reportedPart(row);
     if (!r)
+        return {};
+    QStringList command = m_encoder->taskInfo(r->task).commandLine;
+    if (!command.isEmpty() && QFileInfo(command.last()).fileName().startsWith(u'.'))
+        command.last() = r->encoderOutput;
+    return command;
+}
+
+QString ConversionRun::taskDetails(int row) const
+{
+    const QStringList command = taskCommand(row);
+    if (command.isEmpty())
         return QString();
-    const EncoderTaskInfo info = m_encoder->taskInfo(r->task);
-    if (info.commandLine.isEmpty())
-        return QString();
-    return commandLineText(info.commandLine) + QStringLiteral("\n\n")
-        + info.stderrTail.join(QLatin1Char('\n'));
+    return commandLineText(command) + QStringLiteral("\n\n")
+        + m_encoder->taskInfo(reportedPart(row)->task).stderrTail.join(QLatin1Char('\n'));
 }
 
 QString ConversionRun::taskEngine(int row) const

@@ -96,8 +96,11 @@ public:
     int rowPercent(int row) const;
     // The first output of a row of several.
     QString finalOutput(int row) const;
-    // The command that ran for the row (its first failed output's) and the engine's last lines,
-    // for the failure report.
+    // The command that ran for the row (its first failed output's, else its first), as a person
+    // runs it again: writing the output under its own name instead of the hidden one the run
+    // wrote, moved into place after a read-back. Empty while nothing ran.
+    QStringList taskCommand(int row) const;
+    // That command and the engine's last lines, for the failure report.
     QString taskDetails(int row) const;
     // The engine that ran the row ("ffmpeg", "worker"); "" while it has not started.
     QString taskEngine(int row) const;
@@ -150,6 +153,8 @@ private:
     const Row *find(int row) const;
     // The outputs of a row (one entry per addRow).
     QList<const Row *> partsOf(int row) const;
+    // The output of a row its report tells of: the first that failed, else the first.
+    const Row *reportedPart(int row) const;
     // The outcome of a row from its outputs': Waiting or Converting while one has not ended.
     RowOutcome combinedOutcome(int row) const;
     int combinedPercent(int row) const;
