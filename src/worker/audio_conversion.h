@@ -43,6 +43,8 @@ public:
     virtual ~ConversionReporter() = default;
     virtual void progress(int64_t outTimeUs) = 0;
     virtual void log(int level, const std::string &line) = 0;
+    // The METADATA_BLOCK_PICTURE comment the output's header carries, once it is written.
+    virtual void pictureComment(const std::string &) { }
 };
 
 // Converts the task's input into its output: demux, decode the task's audio track,

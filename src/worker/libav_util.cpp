@@ -86,6 +86,9 @@ bool writeOutputHeader(const ConversionSpec &spec, ConversionReporter &reporter,
         spec.chapters, spec.startUs, spec.lengthUs);
     if (ret < 0)
         return fail(reporter, "Could not add the cover picture: " + errorText(ret));
+    if (const AVDictionaryEntry *comment
+        = av_dict_get(output->metadata, "METADATA_BLOCK_PICTURE", nullptr, 0))
+        reporter.pictureComment(comment->value);
     if (!(output->oformat->flags & AVFMT_NOFILE)) {
         ret = avio_open(&output->pb, spec.output.c_str(), AVIO_FLAG_WRITE);
         if (ret < 0)

@@ -66,9 +66,21 @@ public:
                  .add("level", static_cast<int64_t>(level))
                  .add("line", line));
     }
+    void pictureComment(const std::string &value) override { m_pictureComment = value; }
+
+    // The task's end, with what the core cannot know without decoding the picture itself.
+    Message end(bool ok) const
+    {
+        Message message { MessageType::End, {} };
+        message.add("id", m_id).add("ok", ok ? 1 : 0);
+        if (!m_pictureComment.empty())
+            message.add("picture_comment", m_pictureComment);
+        return message;
+    }
 
 private:
     int64_t m_id;
+    std::string m_pictureComment;
 };
 
 // libav's lines, with their "[component @ 0x...] " prefix as ffmpeg prints them; warnings and
@@ -142,7 +154,7 @@ int main()
             send(Message { MessageType::Accepted, {} }.add("id", currentTask));
             TaskReporter reporter(currentTask);
             const bool ok = sonivert::worker::convertAudio(specOf(*message), reporter);
-            send(Message { MessageType::End, {} }.add("id", currentTask).add("ok", ok ? 1 : 0));
+            send(reporter.end(ok));
         }
         if (reader.failed()) {
             std::fprintf(stderr, "sonivert-worker: %s\n", reader.error().c_str());

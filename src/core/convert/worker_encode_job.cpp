@@ -325,9 +325,16 @@ void WorkerEncodeJob::onMessage(const worker::Message &message)
         takeLogLine(
             int(message.number("level", LogInfo)), QString::fromStdString(message.text("line")));
         break;
-    case worker::MessageType::End:
+    case worker::MessageType::End: {
+        // The Ogg or Opus cover the worker wrote: the equivalent command carries it too.
+        const std::string comment = message.text("picture_comment");
+        if (!comment.empty() && !m_result.commandLine.isEmpty()) {
+            m_result.commandLine = QStringList(m_result.commandLine.first())
+                + buildFfmpegArguments(m_task, QString::fromStdString(comment));
+        }
         endTask(message.number("ok", 0) == 1);
         break;
+    }
     default:
         break;
     }
