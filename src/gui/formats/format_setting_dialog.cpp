@@ -351,7 +351,11 @@ void FormatSettingDialog::okClicked()
 
 void FormatSettingDialog::syncFromModel()
 {
-    m_copyNote->setVisible(m_settings.choiceText(ChoiceListId::AudioCodec) == CopyAudioCodecLabel);
+    const bool copy = m_settings.choiceText(ChoiceListId::AudioCodec) == CopyAudioCodecLabel;
+    m_copyNote->setVisible(copy);
+    // A copy writes no video: nothing of it to show as if it could change.
+    if (auto *video = findChild<QWidget *>(QStringLiteral("GroupBox_Video")))
+        video->setEnabled(!copy);
     m_syncing = true;
     for (int i = 0; i < ChoiceListCount; ++i) {
         const ChoiceList &list = m_settings.choice(ChoiceListId(i));

@@ -102,6 +102,8 @@ private slots:
         QCOMPARE(grid()->topLevelItemCount(), 1);
         QVERIFY(note->isVisible());
         QVERIFY(note->text().contains(QStringLiteral("at most one codec frame off")));
+        auto *video = m_dialog->findChild<QWidget *>(QStringLiteral("GroupBox_Video"));
+        QVERIFY(!video->isEnabled());
         for (ChoiceListId id : { ChoiceListId::AudioCodec, ChoiceListId::SampleRate,
                  ChoiceListId::AudioBitrate, ChoiceListId::Channels, ChoiceListId::AudioSize,
                  ChoiceListId::FileExtention, ChoiceListId::VideoCodec })
@@ -109,6 +111,7 @@ private slots:
                 qPrintable(combo(id)->objectName()));
         m_settings->selectFormat(QStringLiteral("WAV"));
         QVERIFY(!note->isVisible());
+        QVERIFY(video->isEnabled());
     }
 
     void audioCodecChangeStaysWithItsPreset()
