@@ -374,7 +374,8 @@ void printDryRun(const QList<PlannedFile> &files, bool json, QTextStream &out)
             continue;
         }
         const QStringList argv = QStringList(program.isEmpty() ? QStringLiteral("ffmpeg") : program)
-            + buildFfmpegArguments(f.input, f.encoderOutput, f.plan);
+            + buildFfmpegArguments(f.input, f.encoderOutput, f.plan,
+                pictureCommentFor(f.input, f.encoderOutput, f.plan));
         if (json) {
             array.append(QJsonObject { { QStringLiteral("file"), f.input },
                 { QStringLiteral("seek"), f.plan.inputOptions },

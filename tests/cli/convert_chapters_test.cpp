@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -120,6 +121,25 @@ private slots:
         const CliRun bad = runCli({ u"convert"_s, u"--cover"_s, u"poster"_s, m_plain });
         QCOMPARE(bad.exitCode, 2);
         QVERIFY(bad.err.contains(u"--cover takes source, frame or none"_s));
+    }
+
+    // A dry run's command makes what the run makes: for Opus, the cover comes as a comment.
+    void dryRunCommandCarriesAnOpusCover()
+    {
+        const QString out = outputFolder(m_dir, u"dry"_s);
+        const CliRun dry = runCli({ u"convert"_s, u"--format"_s, u"OPUS"_s, u"--dry-run"_s,
+            u"--json"_s, u"-o"_s, out, m_lecture });
+        QVERIFY2(dry.exitCode == 0, qPrintable(dry.err));
+        QStringList argv;
+        for (const QJsonValue &word : dry.json().array().at(0).toObject()[u"argv"].toArray())
+            argv << word.toString();
+        QVERIFY(!argv.filter(u"METADATA_BLOCK_PICTURE="_s).isEmpty());
+        argv.last() = QDir(out).filePath(u"by-hand.opus"_s);
+        QProcess ffmpeg;
+        ffmpeg.start(argv.first(), argv.mid(1));
+        QVERIFY(ffmpeg.waitForFinished(60000));
+        QVERIFY2(ffmpeg.exitCode() == 0, ffmpeg.readAllStandardError().constData());
+        QVERIFY(readOutputFacts(argv.last()).picture);
     }
 };
 

@@ -242,14 +242,15 @@ QStringList buildFfmpegArguments(const QString &input, const QString &inputOptio
         withoutCutWords(ffmpegOptionWords(outputOptions)), cut, plain, {}, QString());
 }
 
-QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan)
+QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan,
+    const QString &pictureComment)
 {
     if (!plan.encoding) {
         return buildFfmpegArguments(
             input, plan.inputOptions, output, plan.outputOptions, plan.cut, plan.source);
     }
     return ffmpegArguments(input, withoutCutWords(ffmpegOptionWords(plan.inputOptions)), output,
-        ffmpegOutputWords(*plan.encoding), plan.cut, plan.source, plan.extras, QString());
+        ffmpegOutputWords(*plan.encoding), plan.cut, plan.source, plan.extras, pictureComment);
 }
 
 QStringList buildFfmpegArguments(const EncodeTask &task, const QString &pictureComment)
@@ -263,18 +264,33 @@ QStringList buildFfmpegArguments(const EncodeTask &task, const QString &pictureC
         pictureComment);
 }
 
-QString pictureCommentFor(const EncodeTask &task)
+namespace {
+
+QString pictureCommentFor(const QString &input, const QString &output,
+    const std::optional<EncodePlan> &plan, const SourceFacts &facts, const OutputExtras &extras)
 {
-    const std::string extension = QFileInfo(task.temporaryOutput).suffix().toStdString();
-    const bool soundOnly = task.plan && !task.plan->video;
-    const bool available = task.facts.coverStream >= 0
-        || (task.extras.cover == CoverChoice::Frame && task.facts.videoStream >= 0);
+    const std::string extension = QFileInfo(output).suffix().toStdString();
+    const bool soundOnly = plan && !plan->video;
+    const bool available
+        = facts.coverStream >= 0 || (extras.cover == CoverChoice::Frame && facts.videoStream >= 0);
     if (!soundOnly || coverHolderOf(extension) != CoverHolder::PictureComment
-        || task.extras.cover == CoverChoice::None || !available || task.facts.audioStream < 0)
+        || extras.cover == CoverChoice::None || !available || facts.audioStream < 0)
         return QString();
     const CoverPicture picture
-        = commentPicture(coverFor(QFile::encodeName(task.input).toStdString(), task.extras.cover));
+        = commentPicture(coverFor(QFile::encodeName(input).toStdString(), extras.cover));
     return picture.empty() ? QString() : QString::fromStdString(pictureCommentValue(picture));
+}
+
+} // namespace
+
+QString pictureCommentFor(const EncodeTask &task)
+{
+    return pictureCommentFor(task.input, task.temporaryOutput, task.plan, task.facts, task.extras);
+}
+
+QString pictureCommentFor(const QString &input, const QString &output, const TaskPlan &plan)
+{
+    return pictureCommentFor(input, output, plan.encoding, plan.source, plan.extras);
 }
 
 FfmpegEncodeJob::FfmpegEncodeJob(const QString &program, const EncodeTask &task, QObject *parent)

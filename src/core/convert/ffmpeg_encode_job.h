@@ -22,11 +22,15 @@ QStringList buildFfmpegArguments(const QString &input, const QString &inputOptio
     const SourceFacts &facts);
 // From a plan: the output options are rendered from its values, as its option string is (from its
 // texts when it has no values).
-QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan);
+// pictureComment is the cover of an Ogg or Opus output, as pictureCommentFor gives it.
+QStringList buildFfmpegArguments(const QString &input, const QString &output, const TaskPlan &plan,
+    const QString &pictureComment = {});
 // The METADATA_BLOCK_PICTURE value an Ogg or Opus output holds the task's cover in, read or
 // made from the source; empty when there is none to carry. Every other holder takes its picture
 // from the source in the command itself.
 QString pictureCommentFor(const EncodeTask &task);
+// The same for a planned output of input, written as output.
+QString pictureCommentFor(const QString &input, const QString &output, const TaskPlan &plan);
 
 // A queued task, writing its temporary output: from its plan when it has one. The source's cover
 // and chapters go with it where the output can hold them; pictureComment is the cover of an Ogg or
