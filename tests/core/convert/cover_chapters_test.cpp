@@ -10,6 +10,7 @@
 #include "core/media/chapter_marks.h"
 #include "core/media/cover_art.h"
 #include "core/media/source_facts.h"
+#include "support/engine_jobs.h"
 #include "support/media_maker.h"
 #include "support/output_facts.h"
 
@@ -18,7 +19,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -27,8 +27,10 @@ extern "C" {
 }
 
 using namespace sonivert;
+using sonivert::test::encodeTask;
 using sonivert::test::MediaReader;
 using sonivert::test::openMedia;
+using sonivert::test::runEncodeJob;
 using sonivert::test::runFfmpeg;
 using namespace Qt::StringLiterals;
 
@@ -101,14 +103,7 @@ private:
     {
         static int count = 0;
         const QString output = path(QStringLiteral("out%1.%2").arg(++count).arg(extension));
-        EncodeTask task;
-        task.input = input;
-        task.output = output;
-        task.temporaryOutput = temporaryOutputName(output);
-        task.outputOptions = optionString(plan);
-        task.cut = cut;
-        task.facts = readSourceFacts(input);
-        task.plan = plan;
+        EncodeTask task = encodeTask(input, output, plan, cut);
         task.extras = extras;
         return task;
     }
@@ -116,16 +111,10 @@ private:
     // Runs the task to its end; what the job reports, which failed on a time-out.
     EncodeJobResult run(bool worker, const EncodeTask &task)
     {
-        std::unique_ptr<EncodeJob> job(worker
-                ? static_cast<EncodeJob *>(new WorkerEncodeJob(&m_pool, m_ffmpeg, task))
-                : new FfmpegEncodeJob(m_ffmpeg, task));
-        QSignalSpy finished(job.get(), &EncodeJob::finished);
-        job->start();
-        if (!finished.wait(60000))
-            return {};
-        if (job->Result().outcome != JobOutcome::Succeeded)
-            qWarning() << job->Result().message << job->Result().commandLine;
-        return job->Result();
+        const EncodeJobResult result = runEncodeJob(worker, m_pool, m_ffmpeg, task);
+        if (result.outcome != JobOutcome::Succeeded)
+            qWarning() << result.message << result.commandLine;
+        return result;
     }
 
     // Converts into a fresh output; the output's path, or "" when the job failed.

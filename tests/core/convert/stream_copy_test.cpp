@@ -11,13 +11,13 @@
 #include "core/formats/output_settings.h"
 #include "core/media/audio_tracks.h"
 #include "core/media/probe.h"
+#include "support/engine_jobs.h"
 #include "support/media_maker.h"
 #include "support/output_facts.h"
 
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -29,6 +29,7 @@ using namespace sonivert;
 using namespace Qt::StringLiterals;
 using sonivert::test::MediaReader;
 using sonivert::test::openMedia;
+using sonivert::test::runEncodeJob;
 using sonivert::test::runFfmpeg;
 
 namespace {
@@ -150,16 +151,7 @@ class StreamCopyTest : public QObject
         task.cut = plan.cut;
         task.facts = plan.source;
         task.plan = plan.encoding;
-        std::unique_ptr<EncodeJob> job(worker
-                ? static_cast<EncodeJob *>(new WorkerEncodeJob(&m_pool, m_ffmpeg, task))
-                : new FfmpegEncodeJob(m_ffmpeg, task));
-        QSignalSpy finished(job.get(), &EncodeJob::finished);
-        job->start();
-        if (!finished.wait(60000))
-            return {};
-        const EncodeJobResult &result = job->Result();
-        if (result.outcome != JobOutcome::Succeeded)
-            QFile::remove(task.temporaryOutput);
+        const EncodeJobResult result = runEncodeJob(worker, m_pool, m_ffmpeg, task);
         return { result.outcome, result.message, task.temporaryOutput, result.commandLine };
     }
 

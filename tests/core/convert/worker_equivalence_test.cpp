@@ -8,12 +8,12 @@
 #include "core/convert/worker_encode_job.h"
 #include "core/convert/worker_pool.h"
 #include "core/media/source_facts.h"
+#include "support/engine_jobs.h"
 #include "support/media_maker.h"
 #include "support/output_facts.h"
 
 #include <QCryptographicHash>
 #include <QFile>
-#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -24,9 +24,11 @@ extern "C" {
 
 using namespace sonivert;
 using sonivert::test::ClipOptions;
+using sonivert::test::encodeTask;
 using sonivert::test::makeClip;
 using sonivert::test::MediaReader;
 using sonivert::test::openMedia;
+using sonivert::test::runEncodeJob;
 using sonivert::test::runFfmpeg;
 using sonivert::test::soundClip;
 
@@ -144,25 +146,9 @@ private:
     {
         static int count = 0;
         const QString output = path(QStringLiteral("out%1.%2").arg(++count).arg(extension));
-        EncodeTask task;
-        task.input = input;
-        task.output = output;
-        task.temporaryOutput = temporaryOutputName(output);
-        task.outputOptions = optionString(plan);
-        task.cut = cut;
-        task.facts = readSourceFacts(input);
-        task.plan = plan;
-        std::unique_ptr<EncodeJob> job(worker
-                ? static_cast<EncodeJob *>(new WorkerEncodeJob(&m_pool, m_ffmpeg, task))
-                : new FfmpegEncodeJob(m_ffmpeg, task));
-        QSignalSpy finished(job.get(), &EncodeJob::finished);
-        job->start();
-        if (!finished.wait(60000))
-            return {};
-        Ran ran { job->Result().outcome, job->Result().message, task.temporaryOutput };
-        if (ran.outcome != JobOutcome::Succeeded)
-            QFile::remove(task.temporaryOutput);
-        return ran;
+        const EncodeTask task = encodeTask(input, output, plan, cut);
+        const EncodeJobResult result = runEncodeJob(worker, m_pool, m_ffmpeg, task);
+        return { result.outcome, result.message, task.temporaryOutput };
     }
 
 private slots:
