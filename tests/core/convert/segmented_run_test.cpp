@@ -169,28 +169,29 @@ private slots:
         QVERIFY(std::abs(facts.audioDurationUs - 60'000'000) < 60'000);
     }
 
-    void switchedOff()
+    // One pass when segments are switched off, and when a container claims hours around a few
+    // seconds of sound (a damaged video's times): the sound's own length decides.
+    void runsInOnePass_data()
     {
-        const QString folder = freshFolder(u"off"_s);
-        ConversionRun run;
-        prepare(run, folder);
-        run.setSegmentation(false);
-        QSignalSpy ended(&run, &ConversionRun::runEnded);
-        run.start(2);
-        QVERIFY(ended.wait(60'000));
-        QCOMPARE(run.outcome(0), RowOutcome::Done);
-        QCOMPARE(run.taskSegments(0), 1);
+        QTest::addColumn<bool>("switchedOff");
+        QTest::addColumn<qint64>("containerUs");
+        QTest::newRow("switched off") << true << qint64(-1);
+        QTest::newRow("container claims hours") << false << 10 * 3600 * 1'000'000LL;
     }
 
-    // A container that claims hours around a few seconds of sound (a damaged video's times)
-    // does not make the sound long.
-    void theSoundsOwnLengthDecides()
+    void runsInOnePass()
     {
+        QFETCH(bool, switchedOff);
+        QFETCH(qint64, containerUs);
         ConversionRun run;
-        prepare(run, freshFolder(u"claims"_s), false, [](SourceFacts &facts) {
-            facts.durationUs = 10 * 3600 * 1'000'000LL;
-            facts.audioDurationUs = 5'000'000;
-        });
+        prepare(run, freshFolder(QString::fromLatin1(QTest::currentDataTag()).replace(u' ', u'-')),
+            false, [containerUs](SourceFacts &facts) {
+                if (containerUs > 0) {
+                    facts.durationUs = containerUs;
+                    facts.audioDurationUs = 5'000'000;
+                }
+            });
+        run.setSegmentation(!switchedOff);
         QSignalSpy ended(&run, &ConversionRun::runEnded);
         run.start(2);
         QVERIFY(ended.wait(60'000));
